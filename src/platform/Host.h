@@ -1,0 +1,46 @@
+// The operating-system seam. Code above src/platform/ reaches the OS only through
+// platform::host(); the POSIX realisation lives in posix/, and tests swap in a
+// fake for the length of a scope with ScopedHost.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/Clock.h"
+#include "platform/FileSystem.h"
+#include "platform/MachineStore.h"
+#include "platform/ProcessLock.h"
+
+namespace platform {
+
+class Host {
+ public:
+  virtual ~Host() = default;
+  virtual Clock& clock() = 0;
+  virtual FileSystem& fileSystem() = 0;
+  virtual MachineStore& machineStore() = 0;
+  // Opens the cross-process lock of this name, creating it on first use.
+  // Returns null when the OS refuses.
+  virtual std::unique_ptr<ProcessLock> openProcessLock(const std::string& name) = 0;
+};
+
+// The host of this process: the POSIX one unless a ScopedHost is in force.
+Host& host();
+
+// The real host, whatever is in force.
+Host& posixHost();
+
+// Puts a replacement host in force until destroyed (tests only; not thread-safe
+// against concurrent host() calls while being installed or removed).
+class ScopedHost {
+ public:
+  explicit ScopedHost(Host& replacement);
+  ~ScopedHost();
+  ScopedHost(const ScopedHost&) = delete;
+  ScopedHost& operator=(const ScopedHost&) = delete;
+
+ private:
+  Host* m_previous;
+};
+
+}  // namespace platform

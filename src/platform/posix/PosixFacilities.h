@@ -1,0 +1,16 @@
+// Factories of the POSIX realisations; only PosixHost.cpp uses them.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/Host.h"
+
+namespace platform::posix {
+
+std::unique_ptr<Clock> makeClock();
+std::unique_ptr<FileSystem> makeFileSystem();
+std::unique_ptr<MachineStore> makeMachineStore();
+std::unique_ptr<ProcessLock> makeProcessLock(const std::string& name);
+
+}  // namespace platform::posix

@@ -1,0 +1,50 @@
+#include <atomic>
+
+#include "platform/Host.h"
+#include "platform/posix/PosixFacilities.h"
+
+namespace platform {
+namespace {
+
+class PosixHost final : public Host {
+ public:
+  PosixHost()
+      : m_clock(posix::makeClock()),
+        m_fileSystem(posix::makeFileSystem()),
+        m_machineStore(posix::makeMachineStore()) {}
+
+  Clock& clock() override { return *m_clock; }
+  FileSystem& fileSystem() override { return *m_fileSystem; }
+  MachineStore& machineStore() override { return *m_machineStore; }
+  std::unique_ptr<ProcessLock> openProcessLock(const std::string& name) override {
+    return posix::makeProcessLock(name);
+  }
+
+ private:
+  std::unique_ptr<Clock> m_clock;
+  std::unique_ptr<FileSystem> m_fileSystem;
+  std::unique_ptr<MachineStore> m_machineStore;
+};
+
+std::atomic<Host*> g_override{nullptr};
+
+}  // namespace
+
+Host& posixHost() {
+  // Never destroyed: the logger and other singletons may still use it while
+  // static objects are torn down at process exit.
+  static Host* const instance = new PosixHost();
+  return *instance;
+}
+
+Host& host() {
+  Host* replacement = g_override.load(std::memory_order_acquire);
+  return replacement != nullptr ? *replacement : posixHost();
+}
+
+ScopedHost::ScopedHost(Host& replacement)
+    : m_previous(g_override.exchange(&replacement, std::memory_order_acq_rel)) {}
+
+ScopedHost::~ScopedHost() { g_override.store(m_previous, std::memory_order_release); }
+
+}  // namespace platform

@@ -1,0 +1,86 @@
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <fstream>
+#include <mutex>
+#include <sstream>
+#include <system_error>
+#include <filesystem>
+
+#include "platform/posix/PosixFacilities.h"
+
+namespace platform {
+namespace {
+
+std::mutex g_rootMutex;
+std::string g_root = "/etc/kestrane/registry";
+
+// "SOFTWARE\Kestrane\Norvane" -> "<root>/SOFTWARE/Kestrane/Norvane"
+std::string keyDirectory(const std::string& keyPath) {
+  std::string relative = keyPath;
+  std::replace(relative.begin(), relative.end(), '\\', '/');
+  return machineStoreRoot() + "/" + relative;
+}
+
+}  // namespace
+
+void setMachineStoreRoot(const std::string& root) {
+  std::lock_guard<std::mutex> hold(g_rootMutex);
+  g_root = root;
+}
+
+std::string machineStoreRoot() {
+  std::lock_guard<std::mutex> hold(g_rootMutex);
+  return g_root;
+}
+
+namespace posix {
+namespace {
+
+constexpr long kNotFound = ENOENT;
+constexpr long kMoreData = 234;  // the query's status for a value too long for the buffer
+
+class PosixMachineStore final : public MachineStore {
+ public:
+  long openKey(const std::string& keyPath) override {
+    struct stat info {};
+    if (stat(keyDirectory(keyPath).c_str(), &info) != 0) return errno != 0 ? errno : kNotFound;
+    return S_ISDIR(info.st_mode) ? 0 : kNotFound;
+  }
+
+  long queryString(const std::string& keyPath, const std::string& valueName, std::string& value,
+                   std::size_t bufferBytes) override {
+    std::ifstream in(keyDirectory(keyPath) + "/" + valueName, std::ios::binary);
+    if (!in) return kNotFound;
+    std::ostringstream text;
+    text << in.rdbuf();
+    std::string read = text.str();
+    // One trailing line end is the file's, not the value's.
+    if (!read.empty() && read.back() == '\n') read.pop_back();
+    if (!read.empty() && read.back() == '\r') read.pop_back();
+    if (read.size() > bufferBytes) return kMoreData;
+    value = read;
+    return 0;
+  }
+
+  long setString(const std::string& keyPath, const std::string& valueName,
+                 const std::string& value) override {
+    std::error_code error;
+    std::string directory = keyDirectory(keyPath);
+    std::filesystem::create_directories(directory, error);
+    if (error) return error.value();
+    std::ofstream out(directory + "/" + valueName, std::ios::binary | std::ios::trunc);
+    if (!out) return errno != 0 ? errno : EACCES;
+    out << value << '\n';
+    out.close();
+    return out ? 0 : EIO;
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<MachineStore> makeMachineStore() { return std::make_unique<PosixMachineStore>(); }
+
+}  // namespace posix
+}  // namespace platform

@@ -1,0 +1,108 @@
+#include "support/ChildProcess.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace testsupport {
+namespace {
+
+const char kChildFlag[] = "--norvane-child=";
+
+std::map<std::string, ChildRoutine>& registry() {
+  static std::map<std::string, ChildRoutine> routines;
+  return routines;
+}
+
+std::string selfPath() {
+  char buffer[4096];
+  ssize_t n = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
+  if (n <= 0) throw std::runtime_error("cannot find the test binary");
+  buffer[n] = '\0';
+  return buffer;
+}
+
+int spawn(const std::string& name, const std::vector<std::string>& args,
+          const std::map<std::string, std::string>& env, int outputFd) {
+  std::string self = selfPath();
+  std::vector<std::string> argv{self, kChildFlag + name};
+  argv.insert(argv.end(), args.begin(), args.end());
+  pid_t pid = fork();
+  if (pid < 0) throw std::runtime_error("fork failed");
+  if (pid == 0) {
+    for (const auto& [key, value] : env) setenv(key.c_str(), value.c_str(), 1);
+    dup2(outputFd, STDOUT_FILENO);
+    dup2(outputFd, STDERR_FILENO);
+    std::vector<char*> raw;
+    for (auto& a : argv) raw.push_back(a.data());
+    raw.push_back(nullptr);
+    execv(self.c_str(), raw.data());
+    _exit(127);
+  }
+  return pid;
+}
+
+}  // namespace
+
+bool registerChild(const std::string& name, ChildRoutine routine) {
+  registry()[name] = std::move(routine);
+  return true;
+}
+
+ChildResult waitChild(int pid) {
+  ChildResult result;
+  int status = 0;
+  while (waitpid(pid, &status, 0) < 0) {
+  }
+  if (WIFEXITED(status)) {
+    result.exitCode = WEXITSTATUS(status);
+  } else if (WIFSIGNALED(status)) {
+    result.signal = WTERMSIG(status);
+  }
+  return result;
+}
+
+int startChild(const std::string& name, const std::vector<std::string>& args,
+               const std::string& outputPath) {
+  int fd = open(outputPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  if (fd < 0) throw std::runtime_error("cannot open " + outputPath);
+  int pid = spawn(name, args, {}, fd);
+  close(fd);
+  return pid;
+}
+
+ChildResult runChild(const std::string& name, const std::vector<std::string>& args,
+                     const std::map<std::string, std::string>& env) {
+  char path[] = "/tmp/norvane-child-XXXXXX";
+  int fd = mkstemp(path);
+  if (fd < 0) throw std::runtime_error("mkstemp failed");
+  int pid = spawn(name, args, env, fd);
+  close(fd);
+  ChildResult result = waitChild(pid);
+  std::ifstream in(path);
+  std::ostringstream text;
+  text << in.rdbuf();
+  result.output = text.str();
+  unlink(path);
+  return result;
+}
+
+bool dispatchChild(int argc, char** argv, int& exitCode) {
+  if (argc < 2 || std::strncmp(argv[1], kChildFlag, sizeof kChildFlag - 1) != 0) return false;
+  std::string name = argv[1] + sizeof kChildFlag - 1;
+  auto it = registry().find(name);
+  if (it == registry().end()) {
+    exitCode = 126;
+    return true;
+  }
+  exitCode = it->second(std::vector<std::string>(argv + 2, argv + argc));
+  return true;
+}
+
+}  // namespace testsupport

@@ -1,9 +1,9 @@
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <map>
 #include <mutex>
 
 #include "platform/posix/PosixFacilities.h"
@@ -11,29 +11,64 @@
 namespace platform::posix {
 namespace {
 
-// An advisory lock on a file named after the lock. The kernel drops it when the
-// holder's descriptor closes, which includes the holder's death. flock belongs to
-// the open file, which all threads of the process share, so a mutex orders the
-// threads first.
+// A write lock on the whole of a file named after the lock. The kernel drops it
+// when the holder dies. A POSIX record lock belongs to the process, so a child made
+// by fork does not inherit a held lock and really waits for its parent (a flock
+// would be shared through the inherited descriptor). Being per process, it does
+// not order the threads of one process: a mutex does that first.
+//
+// Record locks also vanish when the process closes any descriptor of the file, so
+// each name has one descriptor and one mutex for the life of the process, shared
+// by every lock object opened under that name.
+struct NamedLock {
+  int fd;
+  std::mutex threads;
+};
+
+std::mutex g_namesMutex;
+
+NamedLock* namedLock(const std::string& path) {
+  std::lock_guard<std::mutex> hold(g_namesMutex);
+  static auto* const byPath = new std::map<std::string, NamedLock*>();
+  auto found = byPath->find(path);
+  if (found != byPath->end()) return found->second;
+  int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  if (fd < 0) return nullptr;
+  // Every user's processes share the lock, whatever the creator's umask.
+  fchmod(fd, 0666);
+  NamedLock* made = new NamedLock{fd, {}};
+  byPath->emplace(path, made);
+  return made;
+}
+
+struct flock wholeFile(short type) {
+  struct flock range {};
+  range.l_type = type;
+  range.l_whence = SEEK_SET;
+  range.l_start = 0;
+  range.l_len = 0;
+  return range;
+}
+
 class PosixProcessLock final : public ProcessLock {
  public:
-  explicit PosixProcessLock(int fd) : m_fd(fd) {}
-  ~PosixProcessLock() override { close(m_fd); }
+  explicit PosixProcessLock(NamedLock& shared) : m_shared(shared) {}
 
   void lock() override {
-    m_threads.lock();
-    while (flock(m_fd, LOCK_EX) != 0 && errno == EINTR) {
+    m_shared.threads.lock();
+    struct flock whole = wholeFile(F_WRLCK);
+    while (fcntl(m_shared.fd, F_SETLKW, &whole) != 0 && errno == EINTR) {
     }
   }
 
   void unlock() override {
-    flock(m_fd, LOCK_UN);
-    m_threads.unlock();
+    struct flock whole = wholeFile(F_UNLCK);
+    fcntl(m_shared.fd, F_SETLK, &whole);
+    m_shared.threads.unlock();
   }
 
  private:
-  int m_fd;
-  std::mutex m_threads;
+  NamedLock& m_shared;
 };
 
 std::string lockPath(const std::string& name) {
@@ -45,12 +80,9 @@ std::string lockPath(const std::string& name) {
 }  // namespace
 
 std::unique_ptr<ProcessLock> makeProcessLock(const std::string& name) {
-  std::string path = lockPath(name);
-  int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-  if (fd < 0) return nullptr;
-  // Every user's processes share the lock, whatever the creator's umask.
-  fchmod(fd, 0666);
-  return std::make_unique<PosixProcessLock>(fd);
+  NamedLock* shared = namedLock(lockPath(name));
+  if (shared == nullptr) return nullptr;
+  return std::make_unique<PosixProcessLock>(*shared);
 }
 
 }  // namespace platform::posix

@@ -1,0 +1,61 @@
+#include <utils/Log.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <sstream>
+#include <string>
+
+#include <boost/exception/diagnostic_information.hpp>
+
+#include "utils/LogWriter.h"
+
+namespace utils {
+
+int formatted_log_t::m_log_level = 255;
+
+formatted_log_t::formatted_log_t(log_level_t level, const char* format)
+    : m_level(level), m_format(format != nullptr ? format : "") {}
+
+formatted_log_t::formatted_log_t(log_level_t level, const wchar_t* text)
+    : m_level(level), m_format("%s") {
+  char narrow[512] = {};
+  // One byte short of the buffer, so the text always ends inside it.
+  if (text != nullptr) std::wcstombs(narrow, text, sizeof narrow - 1);
+  *this % static_cast<const char*>(narrow);
+}
+
+formatted_log_t::~formatted_log_t() {
+  // Barrier for threads started through the library (formatted_log_t::m_Mutex)
+  // belongs here, ahead of the rendering.
+  std::stringstream stream(std::ios::in | std::ios::out);
+  try {
+    stream << m_format << std::endl;
+  } catch (const boost::exception& error) {
+    // Too few arguments: the diagnostic goes to the log, then the empty statement.
+    LogWriter::writeText(m_level, boost::diagnostic_information(error).c_str());
+  }
+
+  // Escape every '%' so the text survives as a printf format. The search starts at
+  // index 2, so a '%' in the first two characters stays single: that is the
+  // statement's long-standing behaviour and callers rely on the exact text.
+  std::string text = stream.str();
+  std::string::size_type position = 0;
+  while ((position = text.find('%', position + 2)) != std::string::npos) {
+    text.replace(position, 1, "%%");
+  }
+  LogWriter::writeText(m_level, text.c_str());
+}
+
+void formatted_log_t::uninitializeLogger() { LogWriter::flush(); }
+
+int formatted_log_t::get_log_level() { return m_log_level; }
+
+void formatted_log_t::set_log_level(int level) { m_log_level = level; }
+
+void formatted_log_t::report_feed_error(const boost::exception& error) {
+  std::cerr << boost::diagnostic_information(error, true);
+}
+
+no_log_t::~no_log_t() = default;
+
+}  // namespace utils

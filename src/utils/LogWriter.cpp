@@ -1,0 +1,372 @@
+#include "utils/LogWriter.h"
+
+#include <cstring>
+#include <fstream>
+#include <mutex>
+#include <string>
+
+#include <launcher/Preferences.h>
+#include <utils/Log.h>
+
+#include "platform/Host.h"
+#include "utils/LogStartup.h"
+
+namespace utils {
+
+std::atomic<bool> LogWriter::m_started{false};
+std::atomic<bool> LogWriter::m_lockMade{false};
+std::atomic<unsigned char> LogWriter::m_level{0};
+std::atomic<unsigned char> LogWriter::m_cacheMode{0};
+unsigned char LogWriter::m_fileCount = 0;
+unsigned char LogWriter::m_fileSizeInMb = 0;
+std::FILE* LogWriter::m_stream = nullptr;
+platform::ProcessLock* LogWriter::m_lock = nullptr;
+platform::LocalTime LogWriter::m_currentTime;
+platform::LocalTime LogWriter::m_stampTime;
+char LogWriter::m_prefix[64] = "";
+char LogWriter::m_threadId[8] = "";
+char LogWriter::m_logDirectory[64] = "";
+wchar_t LogWriter::m_logDirectoryWide[64] = L"";
+char LogWriter::m_logPath[128] = "";
+char LogWriter::m_baseName[64] = "";
+wchar_t LogWriter::m_baseNameWide[64] = L"";
+char LogWriter::m_message[512] = "";
+
+namespace {
+
+// "DD/MM hh:mm:ss " is 15 characters; within one second only this much of the
+// previous prefix is kept.
+constexpr std::size_t kStampLength = 15;
+
+const char* banner(int level) {
+  switch (level) {
+    case PERF: return " | Perf      : ";
+    case CRITICAL: return " | Critical  : ";
+    case ERROR: return " | Error     : ";
+    case WARNING: return " | Warning   : ";
+    case INFO: return " | Info      : ";
+    case DEBUG: return " | Debug     : ";
+    case FUNCTION_ENTRY: return " | Fn Entry  : ";
+    case EVERYTHING: return " | Everything: ";
+    default: return "";
+  }
+}
+
+void append(char* buffer, std::size_t capacity, const char* text) {
+  std::size_t used = std::strlen(buffer);
+  std::size_t room = capacity - 1 - used;
+  std::size_t length = std::strlen(text);
+  if (length > room) length = room;
+  std::memcpy(buffer + used, text, length);
+  buffer[used + length] = '\0';
+}
+
+// Expands a format that comes with no arguments, as vsnprintf would: "%%" gives
+// "%", and the text is cut to capacity - 1 characters. A statement's text reaches
+// the writer this way, and its first two characters are never escaped, so it may
+// hold a conversion that would read an argument nobody passed. The message stops
+// right before such a conversion instead of reading past the arguments.
+std::size_t expandWithoutArguments(const char* text, char* out, std::size_t capacity) {
+  std::size_t used = 0;
+  for (const char* at = text; *at != '\0' && used + 1 < capacity; ++at) {
+    if (*at == '%') {
+      if (at[1] != '%') break;
+      ++at;
+    }
+    out[used++] = *at;
+  }
+  out[used] = '\0';
+  return used;
+}
+
+std::size_t expandWithArguments(const char* format, std::va_list args, char* out,
+                                std::size_t capacity) {
+  int length = std::vsnprintf(out, capacity, format, args);
+  if (length < 0) {
+    out[0] = '\0';
+    return 0;
+  }
+  return static_cast<std::size_t>(length) < capacity ? static_cast<std::size_t>(length)
+                                                      : capacity - 1;
+}
+
+// ---- statements held back while the logger or the settings are being built ----
+
+thread_local int t_holdDepth = 0;      // live HoldBack objects on this thread
+thread_local bool t_insideWriter = false;  // this thread holds the log lock
+
+struct HeldStatement {
+  int level;
+  std::size_t length;
+  char text[512];
+};
+
+// A start reads a handful of settings; a few statements at most are made meanwhile.
+// Beyond this many, further ones are dropped rather than allocated for.
+constexpr int kHeldCapacity = 16;
+HeldStatement g_held[kHeldCapacity];
+int g_heldCount = 0;
+std::mutex g_heldMutex;
+std::atomic<bool> g_hasHeld{false};
+// Written only with the log lock held.
+HeldStatement g_heldScratch;
+
+std::mutex g_lockCreation;
+
+bool heldBackOnThisThread(bool started) {
+  return t_insideWriter || (t_holdDepth > 0 && !started);
+}
+
+template <typename Expand>
+void hold(int level, Expand expand) {
+  std::lock_guard<std::mutex> guard(g_heldMutex);
+  if (g_heldCount == kHeldCapacity) return;
+  HeldStatement& slot = g_held[g_heldCount++];
+  slot.level = level;
+  slot.length = expand(slot.text, sizeof slot.text);
+  g_hasHeld.store(true, std::memory_order_release);
+}
+
+bool takeHeld(HeldStatement& into) {
+  std::lock_guard<std::mutex> guard(g_heldMutex);
+  if (g_heldCount == 0) {
+    g_hasHeld.store(false, std::memory_order_release);
+    return false;
+  }
+  into = g_held[0];
+  for (int i = 1; i < g_heldCount; ++i) g_held[i - 1] = g_held[i];
+  --g_heldCount;
+  return true;
+}
+
+// Holds the log lock for the scope and marks the thread as its holder, so that
+// whatever it logs meanwhile is held back instead of waiting for itself.
+class WriterLock {
+ public:
+  explicit WriterLock(platform::ProcessLock& lock) : m_lock(lock) {
+    m_lock.lock();
+    t_insideWriter = true;
+  }
+  ~WriterLock() {
+    t_insideWriter = false;
+    m_lock.unlock();
+  }
+  WriterLock(const WriterLock&) = delete;
+  WriterLock& operator=(const WriterLock&) = delete;
+
+ private:
+  platform::ProcessLock& m_lock;
+};
+
+}  // namespace
+
+unsigned int LogWriter::write(int level, const char* format, std::va_list args) {
+  if (format == nullptr) format = "";
+  if (heldBackOnThisThread(m_started.load(std::memory_order_acquire))) {
+    // The level is compared once the configured level is known.
+    hold(level, [&](char* out, std::size_t capacity) {
+      return expandWithArguments(format, args, out, capacity);
+    });
+    return 2;
+  }
+  if (start() != kStarted) return 2;
+  if (g_hasHeld.load(std::memory_order_acquire)) writeHeldBack();
+  if (level > static_cast<int>(m_level.load(std::memory_order_relaxed))) return 1;
+
+  WriterLock locked(*m_lock);
+  buildPrefix(level);
+  emit(m_message, expandWithArguments(format, args, m_message, sizeof m_message));
+  checkRotation();
+  return 2;
+}
+
+unsigned int LogWriter::writeText(int level, const char* text) {
+  if (text == nullptr) text = "";
+  if (heldBackOnThisThread(m_started.load(std::memory_order_acquire))) {
+    hold(level, [&](char* out, std::size_t capacity) {
+      return expandWithoutArguments(text, out, capacity);
+    });
+    return 2;
+  }
+  if (start() != kStarted) return 2;
+  if (g_hasHeld.load(std::memory_order_acquire)) writeHeldBack();
+  if (level > static_cast<int>(m_level.load(std::memory_order_relaxed))) return 1;
+
+  WriterLock locked(*m_lock);
+  buildPrefix(level);
+  emit(m_message, expandWithoutArguments(text, m_message, sizeof m_message));
+  checkRotation();
+  return 2;
+}
+
+unsigned char LogWriter::configuredLevel() { return m_level.load(std::memory_order_relaxed); }
+
+void LogWriter::flush() {
+  if (m_cacheMode.load(std::memory_order_relaxed) == 0) return;
+  if (!m_lockMade.load(std::memory_order_acquire) || m_lock == nullptr) return;
+  WriterLock locked(*m_lock);
+  if (m_stream != nullptr) {
+    std::fflush(m_stream);
+    std::setvbuf(m_stream, nullptr, _IONBF, 0);
+  }
+}
+
+void LogWriter::flushHeldBack() {
+  if (t_insideWriter || t_holdDepth > 0) return;
+  if (!g_hasHeld.load(std::memory_order_acquire)) return;
+  if (start() != kStarted) return;
+  writeHeldBack();
+}
+
+void LogWriter::writeHeldBack() {
+  WriterLock locked(*m_lock);
+  while (takeHeld(g_heldScratch)) {
+    if (g_heldScratch.level > static_cast<int>(m_level.load(std::memory_order_relaxed))) continue;
+    buildPrefix(g_heldScratch.level);
+    emit(g_heldScratch.text, g_heldScratch.length);
+    checkRotation();
+  }
+}
+
+int LogWriter::start() {
+  if (m_started.load(std::memory_order_acquire)) return kStarted;
+  if (!m_lockMade.load(std::memory_order_acquire)) {
+    std::lock_guard<std::mutex> creating(g_lockCreation);
+    if (!m_lockMade.load(std::memory_order_relaxed)) {
+      if (m_lock == nullptr) m_lock = platform::host().openProcessLock("InitSemaphore").release();
+      if (m_lock == nullptr) return kNoLock;
+      m_lockMade.store(true, std::memory_order_release);
+    }
+  }
+
+  WriterLock locked(*m_lock);
+  if (m_started.load(std::memory_order_relaxed)) return kStarted;
+
+  unsigned int cacheMode = 0;
+  unsigned int fileCount = 0;
+  unsigned int fileSizeInMb = 0;
+  {
+    // Building the settings may log (a missing configuration file); that waits
+    // in the held-back buffer until the file below is open.
+    logstartup::HoldBack holdBack;
+    launcher::Preferences* preferences = launcher::Preferences::get_instance();
+    if (preferences == nullptr) return kUnusablePath;
+    m_level.store(static_cast<unsigned char>(preferences->get_log_level()),
+                  std::memory_order_relaxed);
+    cacheMode = preferences->get_log_file_cache_mode();
+    std::string path = preferences->get_log_file_loc();
+    fileCount = preferences->get_log_file_count();
+    fileSizeInMb = preferences->get_log_file_size_in_mb();
+    if (!splitPath(path)) return kUnusablePath;
+  }
+
+  // Opening for output empties the active file: its content never survives a
+  // new start of the logger, in any process.
+  { std::ofstream truncate(m_logPath, std::ios::out); }
+  applyActiveFileRights();
+
+  m_cacheMode.store(static_cast<unsigned char>(cacheMode), std::memory_order_relaxed);
+  m_fileCount = static_cast<unsigned char>(fileCount);
+  m_fileSizeInMb = static_cast<unsigned char>(fileSizeInMb);
+
+  trimOldFiles();
+
+  m_stream = std::fopen(m_logPath, "ab");
+  if (m_stream == nullptr) {
+    // The lock object itself stays: other threads may be waiting on it, and the
+    // next statement starts again from the top and reuses it.
+    m_lockMade.store(false, std::memory_order_release);
+    return kCannotOpen;
+  }
+  if (cacheMode == 0) std::setvbuf(m_stream, nullptr, _IONBF, 0);
+
+  m_started.store(true, std::memory_order_release);
+  return kStarted;
+}
+
+// Splits the active file's path into directory and base name (the file name less
+// its last four characters). A path that does not fit the fixed buffers (128 bytes
+// with its terminator, 64 for the directory and for the base name), that has no
+// separator, or whose file name is shorter than four characters is refused and the
+// logger does not start; it tries again on the next statement.
+bool LogWriter::splitPath(const std::string& path) {
+  if (path.size() >= sizeof m_logPath) return false;
+  std::string::size_type separator = path.rfind('/');
+  if (separator == std::string::npos) separator = path.rfind('\\');
+  if (separator == std::string::npos) return false;
+  std::string::size_type nameStart = separator + 1;
+  if (path.size() < nameStart + 4) return false;
+  std::string::size_type baseLength = path.size() - 4 - nameStart;
+  if (separator >= sizeof m_logDirectory || baseLength >= sizeof m_baseName) return false;
+
+  std::memcpy(m_logPath, path.c_str(), path.size() + 1);
+  std::memcpy(m_logDirectory, path.data(), separator);
+  m_logDirectory[separator] = '\0';
+  std::memcpy(m_baseName, path.data() + nameStart, baseLength);
+  m_baseName[baseLength] = '\0';
+  widen(m_logDirectory, m_logDirectoryWide);
+  widen(m_baseName, m_baseNameWide);
+  return true;
+}
+
+void LogWriter::widen(const char* narrow, wchar_t (&wide)[64]) {
+  if (std::mbstowcs(wide, narrow, 64) == static_cast<std::size_t>(-1)) {
+    // Not valid in the current locale: carry the bytes over one by one, so the
+    // wide names still match the narrow ones byte for byte.
+    std::size_t i = 0;
+    for (; narrow[i] != '\0' && i < 63; ++i) wide[i] = static_cast<unsigned char>(narrow[i]);
+    wide[i] = L'\0';
+  }
+  wide[63] = L'\0';
+}
+
+void LogWriter::buildPrefix(int level) {
+  platform::Clock& clock = platform::host().clock();
+  m_currentTime = clock.localTime();
+  if (m_currentTime.second != m_stampTime.second) {
+    std::snprintf(m_prefix, sizeof m_prefix, "%02d/%02d %02d:%02d:%02d ", m_currentTime.day,
+                  m_currentTime.month, m_currentTime.hour, m_currentTime.minute,
+                  m_currentTime.second);
+    m_stampTime = clock.localTime();
+  } else {
+    m_prefix[kStampLength] = '\0';
+  }
+  // Linux thread ids stay below 2^22, so seven hex digits always fit.
+  std::snprintf(m_threadId, sizeof m_threadId, "%llx",
+                static_cast<unsigned long long>(clock.currentThreadId()));
+  append(m_prefix, sizeof m_prefix, m_threadId);
+  append(m_prefix, sizeof m_prefix, banner(level));
+}
+
+void LogWriter::emit(const char* message, std::size_t length) {
+  // A failed reopen after a rotation leaves no stream; the line is lost rather
+  // than written through a null stream.
+  if (m_stream == nullptr) return;
+  std::fwrite(m_prefix, 1, std::strlen(m_prefix), m_stream);
+  std::fwrite(message, 1, length, m_stream);
+}
+
+namespace logstartup {
+
+HoldBack::HoldBack() { ++t_holdDepth; }
+
+HoldBack::~HoldBack() { --t_holdDepth; }
+
+void flushHeldBack() { LogWriter::flushHeldBack(); }
+
+}  // namespace logstartup
+}  // namespace utils
+
+extern "C" {
+
+unsigned int logMsg(int level, const char* format, ...) {
+  std::va_list args;
+  va_start(args, format);
+  unsigned int result = utils::LogWriter::write(level, format, args);
+  va_end(args);
+  return result;
+}
+
+unsigned char getLogLevel() { return utils::LogWriter::configuredLevel(); }
+
+}

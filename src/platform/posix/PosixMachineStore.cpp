@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <fstream>
 #include <mutex>
-#include <sstream>
 #include <system_error>
 #include <filesystem>
 
@@ -51,11 +50,17 @@ class PosixMachineStore final : public MachineStore {
 
   long queryString(const std::string& keyPath, const std::string& valueName, std::string& value,
                    std::size_t bufferBytes) override {
-    std::ifstream in(keyDirectory(keyPath) + "/" + valueName, std::ios::binary);
+    const std::string file = keyDirectory(keyPath) + "/" + valueName;
+    struct stat info {};
+    if (stat(file.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return kNotFound;
+    std::ifstream in(file, std::ios::binary);
     if (!in) return kNotFound;
-    std::ostringstream text;
-    text << in.rdbuf();
-    std::string read = text.str();
+    // Read no more than can matter: the buffer and one line end (two bytes for CRLF)
+    // past it, so that an oversized file is refused without loading it.
+    std::string read(bufferBytes + 3, '\0');
+    in.read(&read[0], static_cast<std::streamsize>(read.size()));
+    if (in.bad()) return EIO;
+    read.resize(static_cast<std::size_t>(in.gcount()));
     // One trailing line end is the file's, not the value's.
     if (!read.empty() && read.back() == '\n') read.pop_back();
     if (!read.empty() && read.back() == '\r') read.pop_back();

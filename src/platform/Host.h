@@ -10,6 +10,7 @@
 #include "platform/FileSystem.h"
 #include "platform/MachineStore.h"
 #include "platform/ProcessLock.h"
+#include "platform/Random.h"
 
 namespace platform {
 
@@ -19,6 +20,8 @@ class Host {
   virtual Clock& clock() = 0;
   virtual FileSystem& fileSystem() = 0;
   virtual MachineStore& machineStore() = 0;
+  // The system's cryptographically secure random source.
+  virtual Random& random() = 0;
   // Opens the cross-process lock of this name, creating it on first use.
   // Returns null when the OS refuses.
   virtual std::unique_ptr<ProcessLock> openProcessLock(const std::string& name) = 0;

@@ -11,6 +11,7 @@ namespace platform::posix {
 std::unique_ptr<Clock> makeClock();
 std::unique_ptr<FileSystem> makeFileSystem();
 std::unique_ptr<MachineStore> makeMachineStore();
+std::unique_ptr<Random> makeRandom();
 std::unique_ptr<ProcessLock> makeProcessLock(const std::string& name);
 
 }  // namespace platform::posix

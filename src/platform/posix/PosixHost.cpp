@@ -11,11 +11,13 @@ class PosixHost final : public Host {
   PosixHost()
       : m_clock(posix::makeClock()),
         m_fileSystem(posix::makeFileSystem()),
-        m_machineStore(posix::makeMachineStore()) {}
+        m_machineStore(posix::makeMachineStore()),
+        m_random(posix::makeRandom()) {}
 
   Clock& clock() override { return *m_clock; }
   FileSystem& fileSystem() override { return *m_fileSystem; }
   MachineStore& machineStore() override { return *m_machineStore; }
+  Random& random() override { return *m_random; }
   std::unique_ptr<ProcessLock> openProcessLock(const std::string& name) override {
     return posix::makeProcessLock(name);
   }
@@ -24,6 +26,7 @@ class PosixHost final : public Host {
   std::unique_ptr<Clock> m_clock;
   std::unique_ptr<FileSystem> m_fileSystem;
   std::unique_ptr<MachineStore> m_machineStore;
+  std::unique_ptr<Random> m_random;
 };
 
 std::atomic<Host*> g_override{nullptr};

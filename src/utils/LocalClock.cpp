@@ -1,0 +1,28 @@
+#include "utils/LocalClock.h"
+
+namespace utils::local_clock {
+
+void followZone() { tzset(); }
+
+bool toLocalTime(std::int64_t t, std::tm& out) {
+  followZone();
+  const std::time_t seconds = static_cast<std::time_t>(t);
+  return localtime_r(&seconds, &out) != nullptr;
+}
+
+std::tm* toLocalTimeInThreadBuffer(std::int64_t t) {
+  thread_local std::tm buffer;
+  return toLocalTime(t, buffer) ? &buffer : nullptr;
+}
+
+std::int64_t makeTime(std::tm& parts) { return static_cast<std::int64_t>(std::mktime(&parts)); }
+
+std::tm y2kEpoch(int isDst) {
+  std::tm epoch{};
+  epoch.tm_mday = 1;
+  epoch.tm_year = 100;
+  epoch.tm_isdst = isDst;
+  return epoch;
+}
+
+}  // namespace utils::local_clock

@@ -20,8 +20,9 @@ class Host {
   virtual Clock& clock() = 0;
   virtual FileSystem& fileSystem() = 0;
   virtual MachineStore& machineStore() = 0;
-  // The system's cryptographically secure random source.
-  virtual Random& random() = 0;
+  // The system's cryptographically secure random source. Not pure: a replacement
+  // host that does not fake it hands out the real one.
+  virtual Random& random();
   // Opens the cross-process lock of this name, creating it on first use.
   // Returns null when the OS refuses.
   virtual std::unique_ptr<ProcessLock> openProcessLock(const std::string& name) = 0;

@@ -33,6 +33,8 @@ std::atomic<Host*> g_override{nullptr};
 
 }  // namespace
 
+Random& Host::random() { return posixHost().random(); }
+
 Host& posixHost() {
   // Never destroyed: the logger and other singletons may still use it while
   // static objects are torn down at process exit.

@@ -1,0 +1,7 @@
+#include <utils/ThreadPoolJob.h>
+
+namespace utils {
+
+ThreadPoolJob::~ThreadPoolJob() = default;
+
+}  // namespace utils

@@ -1,0 +1,47 @@
+#include "Command.h"
+
+namespace norvanectl {
+namespace {
+
+std::vector<Command>& table() {
+  static std::vector<Command> entries;
+  return entries;
+}
+
+}  // namespace
+
+bool registerCommands(const std::vector<Command>& commands) {
+  table().insert(table().end(), commands.begin(), commands.end());
+  return true;
+}
+
+const std::vector<Command>& commands() { return table(); }
+
+const Command* findCommand(const std::string& name) {
+  for (const Command& command : table()) {
+    if (command.name == name) return &command;
+  }
+  return nullptr;
+}
+
+int usageError(Invocation& call, const Command& command, const std::string& message) {
+  call.err << "norvanectl: " << message << "\n"
+           << "usage: norvanectl [--store-root DIR] " << command.usage << "\n"
+           << "Try 'norvanectl " << command.name << " --help'.\n";
+  return kUsage;
+}
+
+int failure(Invocation& call, const std::string& message) {
+  call.err << "norvanectl: " << message << "\n";
+  return kFailed;
+}
+
+void printCommandHelp(std::ostream& out, const Command& command) {
+  std::string sentence = command.summary;
+  if (!sentence.empty() && sentence[0] >= 'a' && sentence[0] <= 'z') sentence[0] = static_cast<char>(sentence[0] - 32);
+  out << "usage: norvanectl [--store-root DIR] " << command.usage << "\n\n" << sentence << ".\n";
+  if (!command.details.empty()) out << "\n" << command.details;
+  if (!command.details.empty() && command.details.back() != '\n') out << "\n";
+}
+
+}  // namespace norvanectl

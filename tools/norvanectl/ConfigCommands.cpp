@@ -179,7 +179,7 @@ int runShowConfig(Invocation& call) {
       continue;
     }
     const std::string value = setting->read(preferences);
-    call.out << (all ? std::string(setting->key) + " = " + value : value) << "\n";
+    call.out << setting->key << " = " << value << "\n";
   }
   utils::formatted_log_t::uninitializeLogger();
   return perfFatal ? kFailed : kOk;
@@ -200,8 +200,8 @@ NORVANECTL_COMMANDS(config) {
               norvanectl::runGenerateConfig},
       Command{"show-config", "config", "print the settings in force with their keys",
               "show-config [KEY...]",
-              "Without KEY, prints every setting as 'key = value' in the order of the\n"
-              "generated file. With keys, prints just their values, one per line.\n"
+              "Prints each setting as 'key = value': every one, in the order of the generated\n"
+              "file (LOCALE_PATH last), or only the KEYs given, in their order.\n"
               "Path settings show the paths under the home path, as the library uses them.\n",
               norvanectl::runShowConfig},
   };

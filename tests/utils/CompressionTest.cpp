@@ -4,6 +4,7 @@
 
 #include <sys/stat.h>
 #include <sys/time.h>
+#include <sys/wait.h>
 #include <zlib.h>
 
 #include <cstdio>
@@ -304,5 +305,39 @@ TEST_F(CompressionTest, StoredDateAndTimeFollowTheShiftedPacking) {
   ASSERT_EQ(4u, listing.entries.size());
   for (size_t i = 0; i < 4; ++i) EXPECT_EQ(cases[i].stored, listing.entries[i].dateTime) << cases[i].file;
 }
+
+#ifdef NORVANECTL_PATH
+// The operator's command packs the same way and names what it left out.
+TEST_F(CompressionTest, NorvanectlZipPacksAndNamesTheFilesLeftOut) {
+  std::string a = file("report/a.txt", "alpha");
+  std::string b = file("report/sub/b.txt", "beta");
+  const std::string tool = NORVANECTL_PATH;
+  int status = 0;
+  std::string text = runCommand("'" + tool + "' zip '" + m_dir + "/ok.zip' '" + a + "' '" + b + "' 2>&1", status);
+  EXPECT_EQ(0, WEXITSTATUS(status)) << text;
+  EXPECT_EQ(m_dir + "/ok.zip: 2 files packed\n", text);
+  Listing listing = listArchive(m_dir + "/ok.zip", m_dir);
+  ASSERT_EQ(2u, listing.entries.size());
+  EXPECT_EQ("a.txt", listing.entries[0].name);
+  EXPECT_EQ("sub/b.txt", listing.entries[1].name);
+  EXPECT_FALSE(fs::exists(m_dir + "/ok.zip.zip"));
+
+  std::string missing = m_dir + "/report/missing.txt";
+  text = runCommand("'" + tool + "' zip '" + m_dir + "/part' '" + missing + "' '" + a + "' 2>/dev/null", status);
+  EXPECT_EQ(1, WEXITSTATUS(status));
+  EXPECT_EQ(m_dir + "/part.zip: 1 of 2 files packed\n", text);
+  text = runCommand("'" + tool + "' zip '" + m_dir + "/part' '" + missing + "' '" + a + "' 2>&1 >/dev/null", status);
+  EXPECT_EQ("norvanectl: cannot read '" + missing + "'\n", text);
+  EXPECT_EQ(1u, listArchive(m_dir + "/part.zip", m_dir).entries.size());
+
+  text = runCommand("'" + tool + "' zip '" + m_dir + "/no/dir/x.zip' '" + a + "' 2>&1", status);
+  EXPECT_EQ(1, WEXITSTATUS(status));
+  EXPECT_EQ("norvanectl: cannot write archive '" + m_dir + "/no/dir/x.zip'\n", text);
+
+  text = runCommand("'" + tool + "' zip '" + m_dir + "/only' 2>&1", status);
+  EXPECT_EQ(2, WEXITSTATUS(status));
+  EXPECT_NE(std::string::npos, text.find("zip needs at least one FILE")) << text;
+}
+#endif
 
 }  // namespace

@@ -63,7 +63,7 @@ int runZip(Invocation& call) {
     call.out << archive << ": " << packed << " of " << call.args.size() - 1 << " files packed\n";
     return kFailed;
   }
-  call.out << archive << ": " << packed << " files packed\n";
+  call.out << archive << ": " << packed << (packed == 1 ? " file" : " files") << " packed\n";
   return kOk;
 }
 
@@ -71,6 +71,9 @@ int runZip(Invocation& call) {
 }  // namespace norvanectl
 
 NORVANECTL_COMMANDS(zip) {
-  return {{"zip", "archives", "pack files into a zip archive", "zip ARCHIVE FILE...", kZipDetails,
-           norvanectl::runZip}};
+  using norvanectl::Command;
+  return {
+      Command{"zip", "archives", "pack files into a zip archive", "zip ARCHIVE FILE...",
+              norvanectl::kZipDetails, norvanectl::runZip},
+  };
 }

@@ -15,6 +15,7 @@
 #include <boost/format.hpp>
 
 #include <NorvaneExport.h>
+#include <utils/Mutex.h>
 
 namespace utils {
 
@@ -68,6 +69,10 @@ class NORVANE_API formatted_log_t {
   // (getLogLevel() gives the level that filters).
   static int get_log_level();
   static void set_log_level(int level);
+
+  // Barrier of every statement while threads started through utils::Thread may be
+  // running: the destructor takes it and releases it at once. It guards nothing.
+  static Mutex m_Mutex;
 
  private:
   static void report_feed_error(const boost::exception& error);

@@ -1,5 +1,8 @@
 #include <utils/Log.h>
 
+#include <utils/Lock.h>
+#include <utils/Thread.h>
+
 #include <cstdlib>
 #include <iostream>
 #include <sstream>
@@ -13,6 +16,10 @@ namespace utils {
 
 int formatted_log_t::m_log_level = 255;
 
+// Built before, and so destroyed after, every ordinary static object, so that
+// statements written by other static destructors at exit still find it alive.
+Mutex formatted_log_t::m_Mutex __attribute__((init_priority(101)));
+
 formatted_log_t::formatted_log_t(log_level_t level, const char* format)
     : m_level(level), m_format(format != nullptr ? format : "") {}
 
@@ -25,8 +32,13 @@ formatted_log_t::formatted_log_t(log_level_t level, const wchar_t* text)
 }
 
 formatted_log_t::~formatted_log_t() {
-  // Barrier for threads started through the library (formatted_log_t::m_Mutex)
-  // belongs here, ahead of the rendering.
+  if (Thread::get_active_thread_count() > 0) {
+    try {
+      Lock barrier(&m_Mutex, false);
+    } catch (const boost::exception& error) {
+      LogWriter::writeText(m_level, boost::diagnostic_information(error).c_str());
+    }
+  }
   std::stringstream stream(std::ios::in | std::ios::out);
   try {
     stream << m_format << std::endl;

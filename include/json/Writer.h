@@ -1,0 +1,55 @@
+// Writes a document over several lines: one member or element per line, indented
+// with tabs, names and values joined by " : ", empty containers as "{}" and "[]",
+// numbers with twenty significant digits, and no newline after the root.
+#pragma once
+
+#include <NorvaneExport.h>
+
+#include <json/Array.h>
+#include <json/Object.h>
+#include <json/Visitor.h>
+
+#include <cstddef>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace json {
+
+class NORVANE_API Writer : private ConstVisitor {
+ public:
+  static void Write(const Object& object, std::ostream& ostr);
+
+ private:
+  explicit Writer(std::ostream& ostr);
+
+  void Visit(const Null& null) override;
+  void Visit(const Boolean& boolean) override;
+  void Visit(const String& string) override;
+  void Visit(const UnsignedInteger& unsignedInteger) override;
+  void Visit(const Number& number) override;
+  void Visit(const Object& object) override;
+  void Visit(const Array& array) override;
+
+  // One open container. The writer keeps these on its own stack rather than
+  // recursing, so depth is bounded by memory only.
+  struct OpenContainer {
+    const Object* object;
+    const Array* array;
+    Object::const_iterator nextMember;
+    Array::const_iterator nextElement;
+    bool lineOpen;
+  };
+
+  void writeContainers();
+  void writeTabs();
+  void writeString(const std::string& s);
+  void endLine();
+
+  std::ostream& m_ostr;
+  int m_nTabDepth;
+  std::string m_line;
+  std::vector<OpenContainer> m_open;
+};
+
+}  // namespace json

@@ -1,0 +1,10 @@
+#include <json/UnknownElement.h>
+#include <json/Visitor.h>
+
+namespace json {
+
+Visitor::~Visitor() = default;
+ConstVisitor::~ConstVisitor() = default;
+UnknownElement::Imp::~Imp() = default;
+
+}  // namespace json

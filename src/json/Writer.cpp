@@ -1,0 +1,133 @@
+#include <json/Writer.h>
+
+#include <charconv>
+
+namespace json {
+
+Writer::Writer(std::ostream& ostr) : m_ostr(ostr), m_nTabDepth(0) {}
+
+void Writer::Write(const Object& object, std::ostream& ostr) {
+  Writer writer(ostr);
+  writer.Visit(object);
+  writer.writeContainers();
+  ostr.write(writer.m_line.data(), static_cast<std::streamsize>(writer.m_line.size()));
+  ostr.flush();
+}
+
+// Text is gathered a line at a time and handed to the stream at each line end,
+// followed by a flush, so the stream sees every line as soon as it is complete.
+void Writer::endLine() {
+  m_line += '\n';
+  m_ostr.write(m_line.data(), static_cast<std::streamsize>(m_line.size()));
+  m_ostr.flush();
+  m_line.clear();
+}
+
+void Writer::writeTabs() { m_line.append(static_cast<size_t>(m_nTabDepth), '\t'); }
+
+void Writer::writeString(const std::string& s) {
+  m_line += '"';
+  const char* p = s.data();
+  const char* end = p + s.size();
+  const char* run = p;
+  for (; p != end; ++p) {
+    const char* escape;
+    switch (*p) {
+      case '\b': escape = "\\b"; break;
+      case '\t': escape = "\\t"; break;
+      case '\n': escape = "\\n"; break;
+      case '\f': escape = "\\f"; break;
+      case '\r': escape = "\\r"; break;
+      case '"': escape = "\\\""; break;
+      case '\\': escape = "\\\\"; break;
+      default: continue;
+    }
+    m_line.append(run, p);
+    m_line.append(escape, 2);
+    run = p + 1;
+  }
+  m_line.append(run, end);
+  m_line += '"';
+}
+
+void Writer::Visit(const Null&) { m_line += "null"; }
+
+void Writer::Visit(const Boolean& boolean) { m_line += boolean.Value() ? "true" : "false"; }
+
+void Writer::Visit(const String& string) { writeString(string.Value()); }
+
+void Writer::Visit(const UnsignedInteger& unsignedInteger) {
+  m_ostr.precision(20);
+  char buffer[32];
+  std::to_chars_result result = std::to_chars(buffer, buffer + sizeof buffer, unsignedInteger);
+  m_line.append(buffer, result.ptr);
+}
+
+// Twenty significant digits in the default (%g) notation, always in the C form
+// whatever locale the stream carries; the stream's precision is still set to 20,
+// as clients may rely on it afterwards.
+void Writer::Visit(const Number& number) {
+  m_ostr.precision(20);
+  char buffer[64];
+  std::to_chars_result result = std::to_chars(buffer, buffer + sizeof buffer, number.Value(),
+                                              std::chars_format::general, 20);
+  m_line.append(buffer, result.ptr);
+}
+
+void Writer::Visit(const Object& object) {
+  if (object.empty()) {
+    m_line += "{}";
+    return;
+  }
+  m_line += '{';
+  endLine();
+  ++m_nTabDepth;
+  m_open.push_back({&object, nullptr, object.begin(), Array::const_iterator(), false});
+}
+
+void Writer::Visit(const Array& array) {
+  if (array.empty()) {
+    m_line += "[]";
+    return;
+  }
+  m_line += '[';
+  endLine();
+  ++m_nTabDepth;
+  m_open.push_back({nullptr, &array, Object::const_iterator(), array.begin(), false});
+}
+
+// Writes the content of the open containers, innermost first. Visiting a
+// non-empty container opens another one here instead of recursing.
+void Writer::writeContainers() {
+  while (!m_open.empty()) {
+    OpenContainer& open = m_open.back();
+    const bool atEnd = open.object != nullptr ? open.nextMember == open.object->end()
+                                              : open.nextElement == open.array->end();
+    if (open.lineOpen) {
+      if (!atEnd) m_line += ',';
+      endLine();
+      open.lineOpen = false;
+    }
+    if (atEnd) {
+      const char closing = open.object != nullptr ? '}' : ']';
+      m_open.pop_back();
+      --m_nTabDepth;
+      writeTabs();
+      m_line += closing;
+      continue;
+    }
+    open.lineOpen = true;
+    writeTabs();
+    if (open.object != nullptr) {
+      const Object::Member& member = *open.nextMember++;
+      writeString(member.name);
+      m_line += " : ";
+      member.element.Accept(*this);  // may open a container: `open` is stale from here
+    } else {
+      const UnknownElement& element = *open.nextElement++;
+      element.Accept(*this);
+    }
+  }
+}
+
+}  // namespace json

@@ -1,0 +1,133 @@
+#include <gtest/gtest.h>
+
+#include <json/Reader.h>
+#include <json/Writer.h>
+
+#include <sstream>
+#include <streambuf>
+#include <string>
+
+#include "json/JsonTestSupport.h"
+
+using namespace json;
+using jsontest::read;
+using jsontest::write;
+
+namespace {
+
+constexpr size_t kDepth = 100000;
+
+// Counts what is written and keeps nothing: the layout of a deep document grows
+// with the square of its depth.
+class CountingBuffer : public std::streambuf {
+ public:
+  unsigned long long count = 0;
+
+ protected:
+  int overflow(int c) override {
+    if (c != traits_type::eof()) ++count;
+    return c;
+  }
+  std::streamsize xsputn(const char*, std::streamsize n) override {
+    count += static_cast<unsigned long long>(n);
+    return n;
+  }
+};
+
+// {"a":[[...[]...]]} with depth arrays.
+std::string nestedArrays(size_t depth) {
+  return "{\"a\":" + std::string(depth, '[') + std::string(depth, ']') + "}";
+}
+
+// {"a":{"a":...{"a":{}}...}} with depth objects below the root.
+std::string nestedObjects(size_t depth) {
+  std::string text = "{";
+  for (size_t i = 0; i < depth; ++i) text += "\"a\":{";
+  return text + std::string(depth + 1, '}');
+}
+
+// The writer's size for nestedArrays(depth): root lines, the member line opening
+// the first array, the opening and closing line of each array, the closing brace.
+unsigned long long nestedArraysWrittenSize(unsigned long long depth) {
+  unsigned long long size = 2 + 9 + (depth + 3) + 1;
+  for (unsigned long long k = 2; k < depth; ++k) size += k + 2;
+  for (unsigned long long k = 1; k < depth; ++k) size += k + 2;
+  return size;
+}
+
+}  // namespace
+
+TEST(DeepNestingTest, WrittenSizeFormulaMatchesTheLayout) {
+  Object object = read(nestedArrays(3));
+  EXPECT_EQ(write(object), "{\n\t\"a\" : [\n\t\t[\n\t\t\t[]\n\t\t]\n\t]\n}");
+  EXPECT_EQ(write(object).size(), nestedArraysWrittenSize(3));
+  EXPECT_EQ(write(read(nestedArrays(50))).size(), nestedArraysWrittenSize(50));
+}
+
+TEST(DeepNestingTest, DeepArraysAreReadWrittenCopiedComparedAndDestroyed) {
+  Object object = read(nestedArrays(kDepth));
+  Object copy = object;
+  EXPECT_EQ(copy, object);
+  UnknownElement element(object);
+  UnknownElement elementCopy = element;
+  EXPECT_EQ(element, elementCopy);
+
+  // Change the innermost array of the copy: the two must now differ.
+  UnknownElement* innermost = &copy["a"];
+  for (size_t i = 1; i < kDepth; ++i) innermost = &(*innermost)[size_t(0)];
+  ASSERT_TRUE(innermost->convertTo<Array>().empty());
+  (*innermost)[size_t(0)] = Null();
+  EXPECT_NE(copy, object);
+
+  CountingBuffer counter;
+  std::ostream out(&counter);
+  Writer::Write(object, out);
+  EXPECT_EQ(counter.count, nestedArraysWrittenSize(kDepth));
+}
+
+TEST(DeepNestingTest, DeepObjectsAreReadAndSurviveARoundTripWhenShallowEnough) {
+  Object deep = read(nestedObjects(kDepth));
+  const UnknownElement* level = &deep["a"];
+  size_t depth = 1;
+  for (;;) {
+    const Object& inner = *level;
+    if (inner.empty()) break;
+    level = &inner["a"];
+    ++depth;
+  }
+  EXPECT_EQ(depth, kDepth);
+  Object copy(deep);
+  EXPECT_EQ(copy, deep);
+
+  Object moderate = read(nestedObjects(2000));
+  EXPECT_EQ(read(write(moderate)), moderate);
+}
+
+TEST(DeepNestingTest, DeepTreeBuiltInCodeIsDestroyedAndAssigned) {
+  UnknownElement root;
+  UnknownElement* cursor = &root;
+  for (size_t i = 0; i < kDepth; ++i) cursor = &(*cursor)[size_t(0)];
+  *cursor = String("bottom");
+  UnknownElement copy;
+  copy = root;
+  EXPECT_EQ(copy, root);
+  root = std::move(root[size_t(0)]);  // take the value of one's own child
+  EXPECT_NE(copy, root);
+  copy = Null();
+}
+
+TEST(DeepNestingTest, ErrorDeepInsideADeepDocumentIsReportedAndCleanedUp) {
+  std::string text = nestedArrays(kDepth);
+  text.insert(5 + kDepth, ",");
+  Object object;
+  object["keep"] = Number(1);
+  std::istringstream in(text);
+  try {
+    Reader::Read(object, in);
+    FAIL() << "no exception";
+  } catch (const Reader::ParseException& e) {
+    EXPECT_STREQ(e.what(), "Unexpected token: ,");
+    EXPECT_EQ(e.m_locTokenBegin.m_nDocOffset, 5 + kDepth);
+  }
+  EXPECT_EQ(object.size(), 1u);
+}

@@ -149,6 +149,9 @@ void DateTime::getY2kTime(std::int64_t* out) {
 }
 
 std::int64_t DateTime::getdstInSec() {
+  // glibc's mktime shifts a time flagged as daylight saving by an hour even in a zone
+  // that keeps none; such a zone applies no shift, so its size is 0.
+  if (!local_clock::keepsDaylightSaving(100)) return 0;
   std::tm standard = local_clock::y2kEpoch(0);
   std::tm daylight = local_clock::y2kEpoch(1);
   const std::int64_t difference =

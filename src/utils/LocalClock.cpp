@@ -1,5 +1,7 @@
 #include "utils/LocalClock.h"
 
+#include <initializer_list>
+
 namespace utils::local_clock {
 
 void followZone() { tzset(); }
@@ -16,6 +18,20 @@ std::tm* toLocalTimeInThreadBuffer(std::int64_t t) {
 }
 
 std::int64_t makeTime(std::tm& parts) { return static_cast<std::int64_t>(std::mktime(&parts)); }
+
+bool keepsDaylightSaving(int tmYear) {
+  for (const int month : {0, 6}) {
+    std::tm midMonth{};
+    midMonth.tm_year = tmYear;
+    midMonth.tm_mon = month;
+    midMonth.tm_mday = 15;
+    midMonth.tm_hour = 12;
+    midMonth.tm_isdst = -1;
+    std::tm shown{};
+    if (toLocalTime(makeTime(midMonth), shown) && shown.tm_isdst > 0) return true;
+  }
+  return false;
+}
 
 std::tm y2kEpoch(int isDst) {
   std::tm epoch{};

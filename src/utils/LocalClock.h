@@ -22,6 +22,10 @@ bool toLocalTime(std::int64_t t, std::tm& out);
 // mktime: normalises parts and gives the instant they name in local time.
 std::int64_t makeTime(std::tm& parts);
 
+// True when the zone keeps daylight saving at some time of the year given (as
+// tm_year): in January or in July, whichever hemisphere it lies in.
+bool keepsDaylightSaving(int tmYear);
+
 // Midnight of 1 January 2000 as a tm, with the daylight-saving flag given.
 std::tm y2kEpoch(int isDst);
 

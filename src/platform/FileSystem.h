@@ -10,6 +10,7 @@ struct DirectoryEntry {
   std::string name;                 // bare name, no directory
   bool isDirectory = false;
   std::int64_t lastWriteTime = 0;   // seconds since the epoch
+  std::int64_t lastWriteTimeNanoseconds = 0;  // the same time, in nanoseconds since the epoch
 };
 
 // Directory listing and removal of single files.
@@ -21,6 +22,9 @@ class FileSystem {
   virtual bool listDirectory(const std::string& directory, std::vector<DirectoryEntry>& entries) = 0;
   // Deletes one file. False when it could not be deleted.
   virtual bool removeFile(const std::string& path) = 0;
+  // Renames a file, never replacing an existing target: false when `to` exists,
+  // `from` is missing, or the OS refuses.
+  virtual bool renameFile(const std::string& from, const std::string& to) = 0;
 };
 
 }  // namespace platform

@@ -1,7 +1,10 @@
 #include <dirent.h>
+#include <fcntl.h>
+#include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 
 #include "platform/posix/PosixFacilities.h"
@@ -24,6 +27,8 @@ class PosixFileSystem final : public FileSystem {
       if (stat(full.c_str(), &info) == 0) {
         entry.isDirectory = S_ISDIR(info.st_mode);
         entry.lastWriteTime = static_cast<std::int64_t>(info.st_mtime);
+        entry.lastWriteTimeNanoseconds = static_cast<std::int64_t>(info.st_mtim.tv_sec) * 1000000000 +
+                                         static_cast<std::int64_t>(info.st_mtim.tv_nsec);
       }
       entries.push_back(std::move(entry));
     }
@@ -32,6 +37,15 @@ class PosixFileSystem final : public FileSystem {
   }
 
   bool removeFile(const std::string& path) override { return unlink(path.c_str()) == 0; }
+
+  bool renameFile(const std::string& from, const std::string& to) override {
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+    if (errno != EINVAL && errno != ENOSYS) return false;
+    // A file system without the no-replace flag: a hard link fails on an existing
+    // target just the same.
+    if (link(from.c_str(), to.c_str()) != 0) return false;
+    return unlink(from.c_str()) == 0;
+  }
 };
 
 }  // namespace

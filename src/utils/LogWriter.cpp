@@ -251,13 +251,13 @@ int LogWriter::start() {
     logstartup::HoldBack holdBack;
     launcher::Preferences* preferences = launcher::Preferences::get_instance();
     if (preferences == nullptr) return kUnusablePath;
-    m_level.store(static_cast<unsigned char>(preferences->get_log_level()),
-                  std::memory_order_relaxed);
+    unsigned int level = preferences->get_log_level();
     cacheMode = preferences->get_log_file_cache_mode();
     std::string path = preferences->get_log_file_loc();
     fileCount = preferences->get_log_file_count();
     fileSizeInMb = preferences->get_log_file_size_in_mb();
     if (!splitPath(path)) return kUnusablePath;
+    m_level.store(static_cast<unsigned char>(level), std::memory_order_relaxed);
   }
 
   // Opening for output empties the active file: its content never survives a

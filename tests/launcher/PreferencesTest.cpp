@@ -215,14 +215,14 @@ TEST(PreferencesTest, FallbackRouteReadsPathKeysLowerCasedAndLogsWhy) {
   testsupport::writeFile(installation.root() + "/conf/Norvane.conf",
                          "session_timeout = 240\n"
                          "key_store = /Etc/Key.Store\n"
-                         "event_spec = /Lang/Spec.INI\n"
+                         "event_spec = /Lang/Events.INI\n"
                          "alert_config-current = /Conf/Current.json\n"
                          "PLUGIN_PATH = /Opt/Plugins\n");
   std::map<std::string, std::string> settings = readSettings(installation);
   EXPECT_EQ("240", settings["get_session_timeout"]);
   EXPECT_EQ("/etc/key.store", settings["get_key_store_loc"]);
-  EXPECT_EQ("/lang/spec.ini", settings["get_event_spec_loc"]);
-  EXPECT_EQ("/lang/spec.ini", settings["get_event_spec_loc(de-DE)"]);  // the locale plays no part
+  EXPECT_EQ("/lang/events.ini", settings["get_event_spec_loc"]);
+  EXPECT_EQ("/lang/events.ini", settings["get_event_spec_loc(de-DE)"]);  // the locale plays no part
   EXPECT_EQ("/conf/current.json", settings["get_alert_config_file"]);
   EXPECT_EQ("/conf/current.json", settings["get_default_alert_config_file"]);
   EXPECT_EQ("/opt/plugins", settings["getPluginPath"]);

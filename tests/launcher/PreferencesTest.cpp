@@ -10,8 +10,11 @@
 #include <csignal>
 #include <filesystem>
 #include <iostream>
+#include <atomic>
 #include <map>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "PreferencesTestSupport.h"
 #include "support/ChildProcess.h"
@@ -338,4 +341,36 @@ TEST(PreferencesTest, SetFirmwareLocationNeedsTheKeyInTheFile) {
       "thrown: File : ..\\..\\..\\..\\utils\\KeyValueParser Line : 115 Exception : Unknown exception\n"
       "caller: c:\\fw\ngetter: /server/upload_files\n",
       result.output);
+}
+
+NORVANE_CHILD(first_use_from_many_threads) {
+  alarm(60);
+  utils::MachineStore::setRoot(args[0]);
+  std::vector<std::thread> threads;
+  std::atomic<int> wrong{0};
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([i, &wrong] {
+      if (i % 2 == 0) utils::log_info("thread %1% logs first") % i;
+      if (launcher::Preferences::get_instance()->get_max_user_count() != 9) ++wrong;
+      utils::log_info("thread %1% done") % i;
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  utils::formatted_log_t::uninitializeLogger();
+  return wrong.load();
+}
+
+TEST(PreferencesTest, FirstUseFromManyThreadsWarnsOnceAndLogsEveryLine) {
+  TempInstallation installation;
+  installation.registerHome();
+  ChildResult result = runChild("first_use_from_many_threads", {installation.storeRoot()});
+  ASSERT_EQ(0, result.exitCode) << result.output;
+  const std::string log = installation.readHomeFile("logs/norvane.txt");
+  const std::string warning = "KVP:readCfg - Cann't open config file";
+  const std::string::size_type first = log.find(warning);
+  EXPECT_NE(std::string::npos, first) << log;
+  EXPECT_EQ(std::string::npos, log.find(warning, first + 1)) << log;
+  for (int i = 0; i < 8; ++i) {
+    EXPECT_TRUE(contains(log, "| Info      : thread " + std::to_string(i) + " done\n")) << log;
+  }
 }

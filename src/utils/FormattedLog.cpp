@@ -5,7 +5,6 @@
 
 #include <cstdlib>
 #include <iostream>
-#include <sstream>
 #include <string>
 
 #include <boost/exception/diagnostic_information.hpp>
@@ -39,9 +38,12 @@ formatted_log_t::~formatted_log_t() {
       LogWriter::writeText(m_level, boost::diagnostic_information(error).c_str());
     }
   }
-  std::stringstream stream(std::ios::in | std::ios::out);
+  // The rendered text and a line end. str() renders exactly as streaming the
+  // format would, without building a stream (and its locale) for every statement.
+  std::string text;
   try {
-    stream << m_format << std::endl;
+    text = m_format.str();
+    text += '\n';
   } catch (const boost::exception& error) {
     // Too few arguments: the diagnostic goes to the log, then the empty statement.
     LogWriter::writeText(m_level, boost::diagnostic_information(error).c_str());
@@ -50,7 +52,6 @@ formatted_log_t::~formatted_log_t() {
   // Escape every '%' so the text survives as a printf format. The search starts at
   // index 2, so a '%' in the first two characters stays single: that is the
   // statement's long-standing behaviour and callers rely on the exact text.
-  std::string text = stream.str();
   std::string::size_type position = 0;
   while ((position = text.find('%', position + 2)) != std::string::npos) {
     text.replace(position, 1, "%%");

@@ -1,8 +1,12 @@
 #include <fcntl.h>
+#include <pthread.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <map>
 #include <mutex>
 
@@ -11,64 +15,87 @@
 namespace platform::posix {
 namespace {
 
-// A write lock on the whole of a file named after the lock. The kernel drops it
-// when the holder dies. A POSIX record lock belongs to the process, so a child made
-// by fork does not inherit a held lock and really waits for its parent (a flock
-// would be shared through the inherited descriptor). Being per process, it does
-// not order the threads of one process: a mutex does that first.
-//
-// Record locks also vanish when the process closes any descriptor of the file, so
-// each name has one descriptor and one mutex for the life of the process, shared
-// by every lock object opened under that name.
-struct NamedLock {
-  int fd;
-  std::mutex threads;
+// A robust, process-shared mutex in a small file under /dev/shm named after the
+// lock. It orders the threads of one process and all processes of the machine
+// alike, costs no system call when nobody else holds it, and when its holder dies
+// the kernel hands it to the next waiter (EOWNERDEAD), so a killed process never
+// blocks the others.
+struct SharedPage {
+  std::atomic<std::uint32_t> ready;
+  pthread_mutex_t mutex;
 };
 
-std::mutex g_namesMutex;
-
-NamedLock* namedLock(const std::string& path) {
-  std::lock_guard<std::mutex> hold(g_namesMutex);
-  static auto* const byPath = new std::map<std::string, NamedLock*>();
-  auto found = byPath->find(path);
-  if (found != byPath->end()) return found->second;
-  int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-  if (fd < 0) return nullptr;
-  // Every user's processes share the lock, whatever the creator's umask.
-  fchmod(fd, 0666);
-  NamedLock* made = new NamedLock{fd, {}};
-  byPath->emplace(path, made);
-  return made;
-}
+constexpr std::uint32_t kReady = 0x4e4f5256;  // set once the mutex is initialised
+constexpr off_t kPageBytes = 4096;
+static_assert(sizeof(SharedPage) <= kPageBytes, "the shared page holds the mutex");
 
 struct flock wholeFile(short type) {
   struct flock range {};
   range.l_type = type;
   range.l_whence = SEEK_SET;
-  range.l_start = 0;
-  range.l_len = 0;
   return range;
+}
+
+// Maps the page and initialises the mutex if no process has yet. The first users
+// meet under a record lock on the file, which the kernel also drops if the
+// initialising process dies half-way.
+SharedPage* mapPage(const std::string& path) {
+  int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  if (fd < 0) return nullptr;
+  // Every user's processes share the lock, whatever the creator's umask.
+  fchmod(fd, 0666);
+  struct flock lock = wholeFile(F_WRLCK);
+  while (fcntl(fd, F_SETLKW, &lock) != 0 && errno == EINTR) {
+  }
+  SharedPage* page = nullptr;
+  struct stat info {};
+  if (fstat(fd, &info) == 0 && (info.st_size >= kPageBytes || ftruncate(fd, kPageBytes) == 0)) {
+    void* mapped = mmap(nullptr, kPageBytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    if (mapped != MAP_FAILED) page = static_cast<SharedPage*>(mapped);
+  }
+  if (page != nullptr && page->ready.load(std::memory_order_acquire) != kReady) {
+    pthread_mutexattr_t attributes;
+    pthread_mutexattr_init(&attributes);
+    pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
+    pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
+    pthread_mutex_init(&page->mutex, &attributes);
+    pthread_mutexattr_destroy(&attributes);
+    page->ready.store(kReady, std::memory_order_release);
+  }
+  lock = wholeFile(F_UNLCK);
+  fcntl(fd, F_SETLK, &lock);
+  close(fd);  // the mapping stays
+  return page;
+}
+
+std::mutex g_pagesMutex;
+
+// One mapping per name for the life of the process.
+SharedPage* sharedPage(const std::string& path) {
+  std::lock_guard<std::mutex> hold(g_pagesMutex);
+  static auto* const byPath = new std::map<std::string, SharedPage*>();
+  auto found = byPath->find(path);
+  if (found != byPath->end()) return found->second;
+  SharedPage* page = mapPage(path);
+  if (page != nullptr) byPath->emplace(path, page);
+  return page;
 }
 
 class PosixProcessLock final : public ProcessLock {
  public:
-  explicit PosixProcessLock(NamedLock& shared) : m_shared(shared) {}
+  explicit PosixProcessLock(SharedPage& page) : m_page(page) {}
 
   void lock() override {
-    m_shared.threads.lock();
-    struct flock whole = wholeFile(F_WRLCK);
-    while (fcntl(m_shared.fd, F_SETLKW, &whole) != 0 && errno == EINTR) {
-    }
+    int status = pthread_mutex_lock(&m_page.mutex);
+    // The previous holder died while holding it. What it guarded (a line being
+    // appended) needs no repair, so the lock simply carries on.
+    if (status == EOWNERDEAD) pthread_mutex_consistent(&m_page.mutex);
   }
 
-  void unlock() override {
-    struct flock whole = wholeFile(F_UNLCK);
-    fcntl(m_shared.fd, F_SETLK, &whole);
-    m_shared.threads.unlock();
-  }
+  void unlock() override { pthread_mutex_unlock(&m_page.mutex); }
 
  private:
-  NamedLock& m_shared;
+  SharedPage& m_page;
 };
 
 std::string lockPath(const std::string& name) {
@@ -80,9 +107,9 @@ std::string lockPath(const std::string& name) {
 }  // namespace
 
 std::unique_ptr<ProcessLock> makeProcessLock(const std::string& name) {
-  NamedLock* shared = namedLock(lockPath(name));
-  if (shared == nullptr) return nullptr;
-  return std::make_unique<PosixProcessLock>(*shared);
+  SharedPage* page = sharedPage(lockPath(name));
+  if (page == nullptr) return nullptr;
+  return std::make_unique<PosixProcessLock>(*page);
 }
 
 }  // namespace platform::posix

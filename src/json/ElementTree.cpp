@@ -39,10 +39,17 @@ class KindProbe : public ConstVisitor {
   const Array* array = nullptr;
 };
 
-bool holdsNonEmptyContainer(const UnknownElement::Imp* imp) {
-  KindProbe probe(imp);
-  return (probe.object != nullptr && !probe.object->empty()) ||
-         (probe.array != nullptr && !probe.array->empty());
+// Lets go of a child of a container being deleted: a non-empty container is cut
+// loose and left to the caller's loop, anything else is deleted at once.
+void detachChild(UnknownElement::Imp*& child, std::vector<UnknownElement::Imp*>& pending) {
+  if (child == nullptr) return;
+  KindProbe probe(child);
+  if ((probe.object != nullptr && !probe.object->empty()) ||
+      (probe.array != nullptr && !probe.array->empty()))
+    pending.push_back(child);
+  else
+    delete child;
+  child = nullptr;
 }
 
 }  // namespace
@@ -108,21 +115,11 @@ void ElementTree::release(Imp* imp) {
   for (;;) {
     KindProbe probe(imp);
     if (probe.object != nullptr) {
-      for (const Object::Member& member : probe.object->m_Members) {
-        UnknownElement& element = const_cast<UnknownElement&>(member.element);
-        if (holdsNonEmptyContainer(element.m_pImp)) {
-          pending.push_back(element.m_pImp);
-          element.m_pImp = nullptr;
-        }
-      }
+      for (const Object::Member& member : probe.object->m_Members)
+        detachChild(const_cast<UnknownElement&>(member.element).m_pImp, pending);
     } else if (probe.array != nullptr) {
-      for (const UnknownElement& constElement : probe.array->m_Elements) {
-        UnknownElement& element = const_cast<UnknownElement&>(constElement);
-        if (holdsNonEmptyContainer(element.m_pImp)) {
-          pending.push_back(element.m_pImp);
-          element.m_pImp = nullptr;
-        }
-      }
+      for (const UnknownElement& element : probe.array->m_Elements)
+        detachChild(const_cast<UnknownElement&>(element).m_pImp, pending);
     }
     delete imp;
     if (pending.empty()) return;

@@ -129,8 +129,10 @@ TEST(LockTest, CopiesOfAMutexShareOneLock) {
   Lock hold(copy.object, false);
   EXPECT_FALSE(otherThreadCanLock(original));
 
+  // Assignment drops the old target without releasing it; here `first` still owns it.
+  Mutex first;
   Mutex assigned;
-  NeverDestroyed<Mutex> target;  // its own mutex is dropped, not released, below
+  NeverDestroyed<Mutex> target(first);
   *target.object = assigned;
   Lock viaAssigned(target.object, true);
   EXPECT_TRUE(viaAssigned.is_locked());

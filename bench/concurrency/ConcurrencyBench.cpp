@@ -22,6 +22,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <set>
 #include <mutex>
 #include <shared_mutex>
 #include <stdexcept>
@@ -166,12 +167,17 @@ BENCHMARK(BM_ThreadPoolAddJobToRun)->UseManualTime();
 // Console output as usual, then each of ours as a ratio to its standard peer.
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
+  RatioReporter() : ConsoleReporter(OO_None) {}
+
   void ReportRuns(const std::vector<Run>& runs) override {
+    // With --benchmark_repetitions the median stands for the benchmark.
     for (const Run& run : runs) {
-      if (run.run_type == Run::RT_Iteration && run.iterations > 0) {
-        m_nanoseconds[run.benchmark_name()] =
-            run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit) * 1e9;
-      }
+      const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
+      const bool single = run.run_type == Run::RT_Iteration && run.iterations > 0;
+      if (!median && !(single && m_medians.count(run.run_name.str()) == 0)) continue;
+      if (median) m_medians.insert(run.run_name.str());
+      m_nanoseconds[run.run_name.str()] =
+          run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit) * 1e9;
     }
     ConsoleReporter::ReportRuns(runs);
   }
@@ -196,6 +202,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
   }
 
   std::map<std::string, double> m_nanoseconds;
+  std::set<std::string> m_medians;
 };
 
 }  // namespace

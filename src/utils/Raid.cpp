@@ -4,6 +4,12 @@
 #include <utils/PluginException.h>
 
 namespace utils {
+namespace {
+
+// Throw sites report the source path in the form the library's clients know.
+const char* const kSourceFile = "..\\..\\..\\..\\utils\\Raid";
+
+}  // namespace
 
 Raid::Raid() : m_raid_level(255) {}
 
@@ -45,7 +51,7 @@ int Raid::setRaidLevel(std::uint8_t level, std::uint8_t variant) {
   }
   // The level is a byte in both texts and so shows as one character.
   log_debug("Raid:setRaidL - Unsupported or invalid Raidlevel %1%") % level;
-  throw PluginException("utils/Raid", 120,
+  throw PluginException(kSourceFile, 120,
                         std::string("Raid:setRaidL - Unsupported or invalid Raidlevel = ") +
                             static_cast<char>(level),
                         1);

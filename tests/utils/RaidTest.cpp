@@ -69,7 +69,8 @@ TEST(RaidTest, SetThrowsForOtherLevelsShowingTheLevelAsOneCharacter) {
           std::string("Raid:setRaidL - Unsupported or invalid Raidlevel = ") +
           static_cast<char>(level);
       EXPECT_EQ(message, error.getErrorStatusMessage());
-      EXPECT_EQ("File : utils/Raid Line : 120 Exception : " + message, error.what());
+      EXPECT_EQ("File : ..\\..\\..\\..\\utils\\Raid Line : 120 Exception : " + message,
+                error.what());
     }
     EXPECT_EQ(6, raid.getRaidLevel());
   }

@@ -90,7 +90,7 @@ TEST(ThreadTest, SleepDelaysOnlyInItsStaticFormWithPositiveSeconds) {
   Thread worker("sleeper", &doNothing);
   worker.sleep(std::uint64_t{1} << 40);  // the member form ignores its argument
   worker.join();
-  EXPECT_LT(secondsSince(start), 0.5);
+  EXPECT_LT(secondsSince(start), 0.9);
 
   start = Clock::now();
   Thread::sleep(1);
@@ -151,7 +151,7 @@ TEST(ThreadTest, SecondJoinReturnsAtOnceAndLowersTheCountAgain) {
   thread.join();
   const auto start = Clock::now();
   thread.join();
-  EXPECT_LT(secondsSince(start), 0.5);
+  EXPECT_LT(secondsSince(start), 0.9);
   EXPECT_EQ(Thread::get_active_thread_count(), before - 2u);  // may wrap; unsigned on purpose
 }
 
@@ -189,7 +189,7 @@ TEST(ThreadTest, DestroyingARunningThreadNeitherStopsNorWaitsForIt) {
       finished.open();
     });
   }
-  EXPECT_LT(secondsSince(start), 0.5);
+  EXPECT_LT(secondsSince(start), 0.9);
   release.open();
   EXPECT_TRUE(finished.wait());  // it ran on after its handle was gone
   EXPECT_EQ(Thread::get_active_thread_count(), before + 1);

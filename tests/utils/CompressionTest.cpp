@@ -12,12 +12,15 @@
 #include <ctime>
 #include <filesystem>
 #include <random>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include <utils/Compression.h>
 
+#include "platform/MachineStore.h"
+#include "support/ChildProcess.h"
 #include "support/TempInstallation.h"
 
 namespace {
@@ -304,6 +307,52 @@ TEST_F(CompressionTest, StoredDateAndTimeFollowTheShiftedPacking) {
   Listing listing = listArchive(name + ".zip", m_dir);
   ASSERT_EQ(4u, listing.entries.size());
   for (size_t i = 0; i < 4; ++i) EXPECT_EQ(cases[i].stored, listing.entries[i].dateTime) << cases[i].file;
+}
+
+// args: store root, archive name, then the paths to pack.
+NORVANE_CHILD(compression_log) {
+  platform::setMachineStoreRoot(args[0]);
+  std::string name = args[1];
+  {
+    utils::Compression zip(name);
+    for (std::size_t i = 2; i < args.size(); ++i) {
+      std::string path = args[i];
+      zip.insertFileToZip(path);
+    }
+    std::printf("result=%d\n", zip.writeToZipFile());
+  }
+  return 0;
+}
+
+TEST_F(CompressionTest, WritesItsTracesAndBothDebugLines) {
+  m_installation.registerHome();
+  m_installation.writeConfig("log_level = 255\n");
+  std::string present = file("report/present.txt", "here");
+  std::string missing = m_dir + "/report/missing.txt";
+  auto result = testsupport::runChild("compression_log", {m_installation.storeRoot(), m_dir + "/logged", present, missing});
+  ASSERT_EQ(0, result.exitCode) << result.output;
+  EXPECT_NE(std::string::npos, result.output.find("result=2")) << result.output;
+  const std::vector<std::string> expected = {
+      " | Everything: utils::Compression::Compression",
+      " | Everything: utils::Compression::insertFileToZip",
+      " | Everything: utils::Compression::insertFileToZip",
+      " | Fn Entry  : utils::Compression::writeToZipFile",
+      " | Debug     : Compress:write2Zip - Zipping : " + present,
+      " | Debug     : Compress:write2Zip - Zipping : " + missing,
+      " | Debug     : Compress:write2Zip - Error: Failed while file open : " + missing,
+      " | Everything: utils::Compression::~Compression",
+  };
+  static const std::regex prefix(R"(\d\d/\d\d \d\d:\d\d:\d\d [0-9a-f]+(.*))");
+  std::vector<std::string> entries;
+  std::istringstream text(testsupport::readFile(m_installation.home() + "/logs/norvane.txt"));
+  std::string line;
+  std::smatch match;
+  while (std::getline(text, line)) {
+    if (std::regex_match(line, match, prefix) && match[1].str().find("Compress") != std::string::npos) {
+      entries.push_back(match[1]);
+    }
+  }
+  EXPECT_EQ(expected, entries);
 }
 
 #ifdef NORVANECTL_PATH

@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <boost/filesystem.hpp>
 
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -14,6 +16,7 @@
 #include <utils/FileHelper.h>
 #include <utils/FileSearch.h>
 
+#include "platform/MachineStore.h"
 #include "support/ChildProcess.h"
 #include "support/TempInstallation.h"
 
@@ -225,6 +228,93 @@ TEST_F(FileHelperTest, WriteJsonFileIntoAMissingDirectoryThrowsNothingAndGivesMi
   auto result = testsupport::runChild("write_json", {"", "/doc.json", m_dir + "/missing", ""});
   ASSERT_EQ(0, result.exitCode) << result.output;
   EXPECT_NE(std::string::npos, result.output.find("size=-1")) << result.output;
+}
+
+// ---- what the helpers write to the log ------------------------------------------
+
+// The log's lines with the stamp and thread id removed: banner and message.
+std::vector<std::string> logEntries(const std::string& path) {
+  static const std::regex prefix(R"(\d\d/\d\d \d\d:\d\d:\d\d [0-9a-f]+(.*))");
+  std::vector<std::string> entries;
+  std::istringstream text(readFile(path));
+  std::string line;
+  std::smatch match;
+  while (std::getline(text, line)) entries.push_back(std::regex_match(line, match, prefix) ? match[1].str() : line);
+  return entries;
+}
+
+// args: store root, then a work directory.
+NORVANE_CHILD(helpers_log) {
+  platform::setMachineStoreRoot(args[0]);
+  std::string missing = args[1] + "/missing";
+  std::set<std::string> names;
+  utils::FileSearch().getFileNames(missing, names);
+  utils::DirectorySearch().getDirNames(missing, names);
+  std::string path = args[1] + "/f";
+  utils::FileHelper::getFileSize(path);
+  std::string up = "..";
+  utils::FileHelper::convertFsPath(up, args[1]);
+  utils::FileHelper::createDirectory(args[1] + "/made");
+  utils::FileHelper::removeFile(path);
+  int unusedSize = 0;
+  utils::FileHelper::writeJSONFile(sampleDocument(), "/doc.json", args[1], "", unusedSize);
+  return 0;
+}
+
+TEST_F(FileHelperTest, HelpersWriteTheirTracesWarningsAndPaths) {
+  m_installation.registerHome();
+  m_installation.writeConfig("log_level = 255\n");
+  writeFile(m_dir + "/f", "x");
+  auto result = testsupport::runChild("helpers_log", {m_installation.storeRoot(), m_dir});
+  ASSERT_EQ(0, result.exitCode) << result.output;
+  const std::string home = m_installation.home();
+  std::vector<std::string> expected = {
+      " | Warning   : FileSearch:getFilesByName - No files to load at directory " + m_dir + "/missing",
+      " | Warning   : DirSeacrch:getDirName - No Directories to load at directory " + m_dir + "/missing",
+      " | Everything: utils::FileHelper::getFileSize",
+      " | Debug     : FileHelper:convertFSP - FILE Helper path = .. basepath " + m_dir,
+      " | Everything: utils::FileHelper::createDirectory",
+      " | Everything: utils::FileHelper::removeFile",
+      " | Everything: utils::FileHelper::writeJSONFile",
+      " | Debug     : FileHelper:writeJSON - using standared location " + home,
+      " | Everything: utils::FileHelper::getFileSize",
+  };
+  // The settings write traces of their own; only the helpers' lines are compared.
+  std::vector<std::string> entries;
+  for (const std::string& entry : logEntries(home + "/logs/norvane.txt")) {
+    if (entry.find("launcher::") == std::string::npos) entries.push_back(entry);
+  }
+  EXPECT_EQ(expected, entries);
+}
+
+// Without a home path: args store root, default location, and a directory to work
+// from, whose ../Logs holds the log.
+NORVANE_CHILD(write_json_without_home) {
+  platform::setMachineStoreRoot(args[0]);
+  if (chdir(args[2].c_str()) != 0) return 3;
+  int size = 0;
+  utils::FileHelper::writeJSONFile(sampleDocument(), "/doc.json", args[1], "/ignored", size);
+  return 0;
+}
+
+TEST_F(FileHelperTest, WriteJsonFileWithoutHomeLogsTheInvalidHomeAndTheDefault) {
+  fs::create_directories(m_installation.root() + "/bin");
+  fs::create_directories(m_installation.root() + "/Logs");
+  fs::create_directories(m_installation.root() + "/conf");
+  writeFile(m_installation.root() + "/conf/Norvane.conf", "log_level = 32\n");
+  auto result = testsupport::runChild("write_json_without_home",
+                                      {m_installation.storeRoot(), m_dir, m_installation.root() + "/bin"});
+  ASSERT_EQ(0, result.exitCode) << result.output;
+  std::vector<std::string> entries = logEntries(m_installation.root() + "/Logs/norvane.txt");
+  std::vector<std::string> expected = {
+      " | Error     : FileHelper:writeJSON - Invalid Norvane Home Path",
+      " | Debug     : FileHelper:writeJSON - using defalut location " + m_dir,
+  };
+  std::vector<std::string> helperEntries;
+  for (const std::string& entry : entries) {
+    if (entry.find("FileHelper") != std::string::npos) helperEntries.push_back(entry);
+  }
+  EXPECT_EQ(expected, helperEntries);
 }
 
 }  // namespace

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <iomanip>
 #include <limits>
+#include <sstream>
 #include <string>
 
 #include <utils/Conversion.h>
@@ -16,20 +18,95 @@ using utils::Conversion;
 namespace rules = utils::size_rules;
 
 constexpr std::uint64_t kAllOnes = std::numeric_limits<std::uint64_t>::max();
+const double kInfinity = std::numeric_limits<double>::infinity();
+
+// "size unit", the size to 15 significant digits; the unit starts as "keep" so that
+// an untouched one shows.
+template <typename Size>
+std::string shown(Size size, const std::string& unit) {
+  std::ostringstream text;
+  text << std::setprecision(15) << +size << ' ' << unit;
+  return text.str();
+}
+
+std::string display(unsigned base, std::uint64_t blocks) {
+  std::uint64_t size = 0;
+  std::string unit = "keep";
+  rules::convertSizeInBlocksToDisplayUnits(base, blocks, size, unit);
+  return shown(size, unit);
+}
+
+template <typename Bytes>
+std::string fromBytes(Bytes bytes, unsigned base = 1024) {
+  std::uint16_t size = 0;
+  std::string unit = "keep";
+  if constexpr (sizeof(Bytes) == 2) {
+    rules::convertSizeFromBytes16(base, bytes, size, unit);
+  } else {
+    Conversion::convertSizeFromBytes(bytes, size, unit);
+  }
+  return shown(size, unit);
+}
+
+std::string stripe(std::uint16_t kb) {
+  std::uint16_t size = 0;
+  std::string unit;
+  Conversion::convertStripeSize(kb, size, unit);
+  return shown(size, unit);
+}
+
+std::string fromMB(double mb) {
+  double size = 0;
+  std::string unit;
+  Conversion::convertSizeFromMB(mb, size, unit);
+  return shown(size, unit);
+}
+
+std::string suitable(unsigned base, std::uint64_t blocks) {
+  double size = 0;
+  std::string unit = "keep";
+  rules::convertSizeInBlocksToSuitableUnits(base, blocks, size, unit);
+  return shown(size, unit);
+}
+
+std::uint64_t toBlocks(unsigned base, double size, const std::string& unit, std::uint16_t blockSize) {
+  std::uint64_t blocks = 77;
+  rules::convertSizeToBlocks(base, blocks, size, unit, blockSize);
+  return blocks;
+}
+
+// result and the unit written back.
+std::string toKB(double size, std::string unit) {
+  std::uint64_t result = 99;
+  Conversion::convertSizeToKB(size, result, unit);
+  return shown(result, unit);
+}
+
+double inMB(unsigned base, double size, const std::string& unit) {
+  double result = -1;
+  rules::convertSizeInMB(base, size, unit, result);
+  return result;
+}
+
+std::string drive(unsigned base, std::uint64_t blocks, std::uint32_t blockSize, bool makerRule) {
+  double size = -1;
+  std::string unit = "keep";
+  rules::convertSizeInBlocksToSuitableUnitsUsingBlocks(base, blocks, size, unit, blockSize,
+                                                       makerRule);
+  return shown(size, unit);
+}
 
 TEST(ConversionRoundTest, HalvesGoAwayFromZeroAndZeroTakesTheNegativeBranch) {
   EXPECT_EQ(3.0, Conversion::round(2.5));
   EXPECT_EQ(-3.0, Conversion::round(-2.5));
   EXPECT_EQ(2.0, Conversion::round(2.49));
-  const double zero = Conversion::round(0.0);
-  EXPECT_EQ(0.0, zero);
-  EXPECT_TRUE(std::signbit(zero));
+  EXPECT_TRUE(std::signbit(Conversion::round(0.0)));
   EXPECT_DOUBLE_EQ(1.235, Conversion::my_round(1.23456, 3.0));
   EXPECT_EQ(3.0, Conversion::my_round(2.5, 0.0));
   EXPECT_DOUBLE_EQ(-1.24, Conversion::my_round(-1.235, 2.0));
 }
 
-TEST(ConversionArraySizeTest, LevelsZeroOneFiveSixAndSeventeen) {
+TEST(ConversionArraySizeTest, SupportedLevelsAndTheAllOnesSentinel) {
   EXPECT_EQ(400u, Conversion::calculateArraySizeInBlocks(100, 4, 0));
   EXPECT_EQ(100u, Conversion::calculateArraySizeInBlocks(100, 4, 1));
   EXPECT_EQ(300u, Conversion::calculateArraySizeInBlocks(100, 4, 5));
@@ -38,330 +115,148 @@ TEST(ConversionArraySizeTest, LevelsZeroOneFiveSixAndSeventeen) {
   // Too few drives wrap in 64 bits.
   EXPECT_EQ(std::uint64_t{0} - 100, Conversion::calculateArraySizeInBlocks(100, 1, 6));
   EXPECT_EQ(std::uint64_t{0} - 100, Conversion::calculateArraySizeInBlocks(100, 0, 5));
-}
-
-TEST(ConversionArraySizeTest, LevelsKnownOnlyToRaidGiveAllOnes) {
   for (std::uint8_t level : {10, 18, 23, 50, 60, 255}) {
     EXPECT_EQ(kAllOnes, Conversion::calculateArraySizeInBlocks(100, 4, level)) << int(level);
   }
 }
 
 TEST(ConversionRaidShareTest, FactorsBySignedDriveCount) {
-  EXPECT_EQ(40.0, Conversion::processSizeForRaidLevel(10.0, 0, 4));
-  EXPECT_EQ(40.0, Conversion::processSizeForRaidLevel(10.0, 23, 4));
-  EXPECT_EQ(30.0, Conversion::processSizeForRaidLevel(10.0, 5, 4));
-  EXPECT_EQ(30.0, Conversion::processSizeForRaidLevel(10.0, 50, 4));
-  EXPECT_EQ(20.0, Conversion::processSizeForRaidLevel(10.0, 6, 4));
-  EXPECT_EQ(20.0, Conversion::processSizeForRaidLevel(10.0, 60, 4));
-  EXPECT_EQ(20.0, Conversion::processSizeForRaidLevel(10.0, 17, 5));  // 5 / 2 is 2
-  EXPECT_EQ(20.0, Conversion::processSizeForRaidLevel(10.0, 18, 5));
-  EXPECT_EQ(10.0, Conversion::processSizeForRaidLevel(10.0, 1, 5));
-  EXPECT_EQ(10.0, Conversion::processSizeForRaidLevel(10.0, 10, 5));
-  EXPECT_EQ(-10.0, Conversion::processSizeForRaidLevel(10.0, 5, 0));
-  EXPECT_EQ(-10.0, Conversion::processSizeForRaidLevel(10.0, 60, 1));
+  const struct {
+    std::uint8_t level;
+    std::uint16_t drives;
+    double share;
+  } cases[] = {{0, 4, 40},  {23, 4, 40}, {5, 4, 30},  {50, 4, 30}, {6, 4, 20},   {60, 4, 20},
+               {17, 5, 20}, {18, 5, 20}, {1, 5, 10},  {10, 5, 10}, {5, 0, -10},  {60, 1, -10}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(c.share, Conversion::processSizeForRaidLevel(10.0, c.level, c.drives))
+        << int(c.level) << " x " << c.drives;
+  }
 }
 
 TEST(ConversionDisplayUnitsTest, BlocksToWholeUnitsNamedByBase) {
-  std::uint64_t size = 0;
-  std::string unit;
-  rules::convertSizeInBlocksToDisplayUnits(1024, 2097152, size, unit);
-  EXPECT_EQ(1u, size);
-  EXPECT_EQ("GB", unit);
-  rules::convertSizeInBlocksToDisplayUnits(1000, 2097152, size, unit);
-  EXPECT_EQ(1u, size);
-  EXPECT_EQ("GiB", unit);
-  rules::convertSizeInBlocksToDisplayUnits(1024, 3, size, unit);  // 1536 bytes
-  EXPECT_EQ(1u, size);
-  EXPECT_EQ("KB", unit);
-  rules::convertSizeInBlocksToDisplayUnits(1024, 1, size, unit);
-  EXPECT_EQ(512u, size);
-  EXPECT_EQ("B", unit);
-  rules::convertSizeInBlocksToDisplayUnits(1024, kAllOnes, size, unit);
-  EXPECT_EQ(15u, size);
-  EXPECT_EQ("EB", unit);
-  // The shift by 9 drops the top bits.
-  rules::convertSizeInBlocksToDisplayUnits(1024, std::uint64_t{1} << 55, size, unit);
-  EXPECT_EQ(0u, size);
-  EXPECT_EQ("B", unit);
-  unit = "keep";
-  rules::convertSizeInBlocksToDisplayUnits(512, 2097152, size, unit);
-  EXPECT_EQ(1u, size);
-  EXPECT_EQ("keep", unit);
+  EXPECT_EQ("1 GB", display(1024, 2097152));
+  EXPECT_EQ("1 GiB", display(1000, 2097152));
+  EXPECT_EQ("1 keep", display(512, 2097152));
+  EXPECT_EQ("1 KB", display(1024, 3));  // 1536 bytes
+  EXPECT_EQ("512 B", display(1024, 1));
+  EXPECT_EQ("15 EB", display(1024, kAllOnes));
+  EXPECT_EQ("0 B", display(1024, std::uint64_t{1} << 55));  // the shift drops the top
 }
 
 TEST(ConversionDisplayUnitsTest, BytesAndStripeSizes) {
-  std::uint16_t size = 0;
-  std::string unit;
-  Conversion::convertSizeFromBytes(std::uint32_t{1023}, size, unit);
-  EXPECT_EQ(1023, size);
-  EXPECT_EQ("B", unit);
-  Conversion::convertSizeFromBytes(std::uint32_t{1024}, size, unit);
-  EXPECT_EQ(1, size);
-  EXPECT_EQ("KB", unit);
-  Conversion::convertSizeFromBytes(std::uint32_t{0xffffffff}, size, unit);
-  EXPECT_EQ(3, size);
-  EXPECT_EQ("GB", unit);
-
-  rules::convertSizeFromBytes16(1024, 2048, size, unit);
-  EXPECT_EQ(2, size);
-  EXPECT_EQ("KB", unit);
-  rules::convertSizeFromBytes16(1000, 2048, size, unit);
-  EXPECT_EQ(2, size);
-  EXPECT_EQ("KiB", unit);
-  unit = "keep";
-  rules::convertSizeFromBytes16(0, 65535, size, unit);
-  EXPECT_EQ(63, size);
-  EXPECT_EQ("keep", unit);
-
-  Conversion::convertStripeSize(64, size, unit);
-  EXPECT_EQ(64, size);
-  EXPECT_EQ("KB", unit);
-  Conversion::convertStripeSize(1024, size, unit);
-  EXPECT_EQ(1, size);
-  EXPECT_EQ("MB", unit);
-  Conversion::convertStripeSize(65535, size, unit);
-  EXPECT_EQ(63, size);
-  EXPECT_EQ("MB", unit);
+  EXPECT_EQ("1023 B", fromBytes(std::uint32_t{1023}));
+  EXPECT_EQ("1 KB", fromBytes(std::uint32_t{1024}));
+  EXPECT_EQ("3 GB", fromBytes(std::uint32_t{0xffffffff}));
+  EXPECT_EQ("2 KB", fromBytes(std::uint16_t{2048}, 1024));
+  EXPECT_EQ("2 KiB", fromBytes(std::uint16_t{2048}, 1000));
+  EXPECT_EQ("63 keep", fromBytes(std::uint16_t{65535}, 0));
+  EXPECT_EQ("64 KB", stripe(64));
+  EXPECT_EQ("1 MB", stripe(1024));
+  EXPECT_EQ("63 MB", stripe(65535));
 }
 
 TEST(ConversionDisplayUnitsTest, FromMegabytesStopsAtTheLastUnit) {
-  double size = 0;
-  std::string unit;
-  Conversion::convertSizeFromMB(512.0, size, unit);
-  EXPECT_EQ(512.0, size);
-  EXPECT_EQ("MB", unit);
-  Conversion::convertSizeFromMB(1536.0, size, unit);
-  EXPECT_EQ(1.5, size);
-  EXPECT_EQ("GB", unit);
-  Conversion::convertSizeFromMB(1048576.0, size, unit);
-  EXPECT_EQ(1.0, size);
-  EXPECT_EQ("TB", unit);
-  Conversion::convertSizeFromMB(-5.0, size, unit);
-  EXPECT_EQ(-5.0, size);
-  EXPECT_EQ("MB", unit);
-  Conversion::convertSizeFromMB(std::ldexp(1.0, 60), size, unit);
-  EXPECT_EQ(1024.0, size);
-  EXPECT_EQ("ZB", unit);
-  Conversion::convertSizeFromMB(std::numeric_limits<double>::infinity(), size, unit);
-  EXPECT_TRUE(std::isinf(size));
-  EXPECT_EQ("ZB", unit);
+  EXPECT_EQ("512 MB", fromMB(512));
+  EXPECT_EQ("1.5 GB", fromMB(1536));
+  EXPECT_EQ("1 TB", fromMB(1048576));
+  EXPECT_EQ("-5 MB", fromMB(-5));
+  EXPECT_EQ("1024 ZB", fromMB(std::ldexp(1.0, 60)));
+  EXPECT_EQ("inf ZB", fromMB(kInfinity));
 }
 
 TEST(ConversionDisplayUnitsTest, SuitableUnitsToThreeDecimals) {
-  double size = 0;
-  std::string unit;
-  rules::convertSizeInBlocksToSuitableUnits(1024, 2097152, size, unit);
-  EXPECT_EQ(1.0, size);
-  EXPECT_EQ("GB", unit);
-  rules::convertSizeInBlocksToSuitableUnits(1024, 3, size, unit);
-  EXPECT_EQ(1.5, size);
-  EXPECT_EQ("KB", unit);
-  rules::convertSizeInBlocksToSuitableUnits(1000, 1000000, size, unit);  // 488.28125 MB
-  EXPECT_DOUBLE_EQ(488.281, size);
-  EXPECT_EQ("MiB", unit);
-  unit = "keep";
-  rules::convertSizeInBlocksToSuitableUnits(999, 3, size, unit);
-  EXPECT_EQ(1.5, size);
-  EXPECT_EQ("keep", unit);
+  EXPECT_EQ("1 GB", suitable(1024, 2097152));
+  EXPECT_EQ("1.5 KB", suitable(1024, 3));
+  EXPECT_EQ("488.281 MiB", suitable(1000, 1000000));  // 488.28125
+  EXPECT_EQ("1.5 keep", suitable(999, 3));
 }
 
 TEST(ConversionToBlocksTest, UnitNamesOfTheBaseWithPowersOf1024) {
-  std::uint64_t blocks = 77;
-  rules::convertSizeToBlocks(1024, blocks, 1.0, "GB", 512);
-  EXPECT_EQ(2097152u, blocks);
-  rules::convertSizeToBlocks(1000, blocks = 77, 1.0, "GiB", 512);
-  EXPECT_EQ(2097152u, blocks);
-  rules::convertSizeToBlocks(1024, blocks = 77, 1.5, "KB", 0);  // 0 means 512
-  EXPECT_EQ(3u, blocks);
-  rules::convertSizeToBlocks(1024, blocks = 77, 1.0, "PB", 512);
-  EXPECT_EQ(2199023255552u, blocks);
-  rules::convertSizeToBlocks(1024, blocks = 77, 8.0, "KB", 4096);
-  EXPECT_EQ(2u, blocks);
-  rules::convertSizeToBlocks(1000, blocks = 77, 3.0, "MiB", 2048);
-  EXPECT_EQ(1536u, blocks);
-  rules::convertSizeToBlocks(1024, blocks = 77, 0.3, "KB", 512);
-  EXPECT_EQ(0u, blocks);
+  EXPECT_EQ(2097152u, toBlocks(1024, 1.0, "GB", 512));
+  EXPECT_EQ(2097152u, toBlocks(1000, 1.0, "GiB", 512));
+  EXPECT_EQ(3u, toBlocks(1024, 1.5, "KB", 0));  // 0 means 512
+  EXPECT_EQ(2199023255552u, toBlocks(1024, 1.0, "PB", 512));
+  EXPECT_EQ(2u, toBlocks(1024, 8.0, "KB", 4096));
+  EXPECT_EQ(1536u, toBlocks(1000, 3.0, "MiB", 2048));
+  EXPECT_EQ(0u, toBlocks(1024, 0.3, "KB", 512));
+  // 1000 >> 10 is 0: the quotient is infinite, which converts to 0.
+  EXPECT_EQ(0u, toBlocks(1024, 8.0, "KB", 1000));
 }
 
 TEST(ConversionToBlocksTest, OtherUnitsAndBasesLeaveBlocks) {
-  std::uint64_t blocks = 77;
   for (const char* unit : {"GiB", "B", "EB", "ZB", "gb", " GB", ""}) {
-    rules::convertSizeToBlocks(1024, blocks, 1.0, unit, 512);
-    EXPECT_EQ(77u, blocks) << unit;
+    EXPECT_EQ(77u, toBlocks(1024, 1.0, unit, 512)) << unit;
   }
-  rules::convertSizeToBlocks(1000, blocks, 1.0, "GB", 512);
-  EXPECT_EQ(77u, blocks);
-  rules::convertSizeToBlocks(1023, blocks, 1.0, "GB", 512);
-  EXPECT_EQ(77u, blocks);
+  EXPECT_EQ(77u, toBlocks(1000, 1.0, "GB", 512));
+  EXPECT_EQ(77u, toBlocks(1023, 1.0, "GB", 512));
 }
 
-TEST(ConversionToBlocksTest, SmallBlockSizeDividesByZero) {
-  // 1000 >> 10 is 0: the quotient is infinite, which converts to 0.
-  std::uint64_t blocks = 77;
-  rules::convertSizeToBlocks(1024, blocks, 8.0, "KB", 1000);
-  EXPECT_EQ(0u, blocks);
-}
-
-TEST(ConversionToKBTest, LargeUnitsComeOutInKB) {
-  std::uint64_t result = 0;
-  std::string unit = "  GB \t";
-  Conversion::convertSizeToKB(0.5, result, unit);
-  EXPECT_EQ(524288u, result);
-  EXPECT_EQ("KB", unit);
-  unit = "TB";
-  Conversion::convertSizeToKB(2.0, result, unit);
-  EXPECT_EQ(2147483648u, result);
-  EXPECT_EQ("KB", unit);
-  unit = "GiB";
-  Conversion::convertSizeToKB(1.0, result, unit);
-  EXPECT_EQ(1048576u, result);
-  EXPECT_EQ("KB", unit);
-  // Half a MB passes below KB and climbs back.
-  unit = "MB";
-  Conversion::convertSizeToKB(0.5, result, unit);
-  EXPECT_EQ(512u, result);
-  EXPECT_EQ("KB", unit);
-}
-
-TEST(ConversionToKBTest, KBStaysAndBytesClimb) {
-  std::uint64_t result = 0;
-  std::string unit = "KiB";
-  Conversion::convertSizeToKB(2048.7, result, unit);
-  EXPECT_EQ(2048u, result);
-  EXPECT_EQ("KB", unit);
-  unit = "B";
-  Conversion::convertSizeToKB(3145728.0, result, unit);
-  EXPECT_EQ(3u, result);
-  EXPECT_EQ("MB", unit);
-  unit = "B";
-  Conversion::convertSizeToKB(1023.0, result, unit);
-  EXPECT_EQ(1023u, result);
-  EXPECT_EQ("B", unit);
-  unit = "B";
-  Conversion::convertSizeToKB(std::numeric_limits<double>::infinity(), result, unit);
-  EXPECT_EQ("ZB", unit);
+TEST(ConversionToKBTest, LargeUnitsComeOutInKBAndBytesClimb) {
+  EXPECT_EQ("524288 KB", toKB(0.5, "  GB \t"));
+  EXPECT_EQ("2147483648 KB", toKB(2.0, "TB"));
+  EXPECT_EQ("1048576 KB", toKB(1.0, "GiB"));
+  EXPECT_EQ("512 KB", toKB(0.5, "MB"));  // passes below KB and climbs back
+  EXPECT_EQ("2048 KB", toKB(2048.7, "KiB"));
+  EXPECT_EQ("3 MB", toKB(3145728.0, "B"));
+  EXPECT_EQ("1023 B", toKB(1023.0, "B"));
+  EXPECT_EQ("0 ZB", toKB(kInfinity, "B"));  // stops at the last unit
+  EXPECT_EQ("99 kb", toKB(5.0, " kb "));    // unknown: result kept, unit trimmed
 }
 
 TEST(ConversionToKBTest, ZeroAndTinySizesEndAfterOneWrapOfTheIndex) {
-  std::uint64_t result = 99;
-  std::string unit = "MB";
-  Conversion::convertSizeToKB(0.0, result, unit);  // would loop for ever
-  EXPECT_EQ(0u, result);
-  EXPECT_EQ("KB", unit);
-  unit = "TB";
-  Conversion::convertSizeToKB(-1.0, result, unit);
-  EXPECT_EQ("KB", unit);
+  EXPECT_EQ("0 KB", toKB(0.0, "MB"));  // would loop for ever
+  EXPECT_EQ("9223372036854775808 KB", toKB(-1.0, "TB"));
   // A tiny size wraps the index, grows to infinity and ends at KB.
-  result = 99;
-  unit = "GB";
-  Conversion::convertSizeToKB(1e-300, result, unit);
-  EXPECT_EQ(0u, result);
-  EXPECT_EQ("KB", unit);
-}
-
-TEST(ConversionToKBTest, UnknownUnitLeavesResult) {
-  std::uint64_t result = 99;
-  std::string unit = " kb ";
-  Conversion::convertSizeToKB(5.0, result, unit);
-  EXPECT_EQ(99u, result);
-  EXPECT_EQ("kb", unit);  // trimmed in place all the same
+  EXPECT_EQ("0 KB", toKB(1e-300, "GB"));
 }
 
 TEST(ConversionInMBTest, ThirtyTwoBitShiftsForTheSmallUnits) {
-  double result = -1;
-  rules::convertSizeInMB(1024, 5000.0, "TB", result);
-  EXPECT_EQ(947912704.0, result);
-  rules::convertSizeInMB(1024, 1.5, "GB", result);
-  EXPECT_EQ(1024.0, result);
-  rules::convertSizeInMB(1024, 3145728.0, "B", result);
-  EXPECT_EQ(3.0, result);
-  rules::convertSizeInMB(1024, 2048.0, "KB", result);
-  EXPECT_EQ(2.0, result);
-  rules::convertSizeInMB(1024, 7.9, "MB", result);
-  EXPECT_EQ(7.0, result);
-  rules::convertSizeInMB(1024, 4194304.0, "GB", result);
-  EXPECT_EQ(0.0, result);
-  rules::convertSizeInMB(1024, 1.0, "PB", result);
-  EXPECT_EQ(1073741824.0, result);
-  rules::convertSizeInMB(1024, 1.0, "EB", result);
-  EXPECT_EQ(std::ldexp(1.0, 40), result);
-  rules::convertSizeInMB(1024, 1.0, "ZB", result);
-  EXPECT_EQ(std::ldexp(1.0, 50), result);
-  rules::convertSizeInMB(1000, 1.0, "TiB", result);
-  EXPECT_EQ(1048576.0, result);
+  EXPECT_EQ(947912704.0, inMB(1024, 5000.0, "TB"));
+  EXPECT_EQ(1024.0, inMB(1024, 1.5, "GB"));
+  EXPECT_EQ(3.0, inMB(1024, 3145728.0, "B"));
+  EXPECT_EQ(2.0, inMB(1024, 2048.0, "KB"));
+  EXPECT_EQ(7.0, inMB(1024, 7.9, "MB"));
+  EXPECT_EQ(0.0, inMB(1024, 4194304.0, "GB"));
+  EXPECT_EQ(1073741824.0, inMB(1024, 1.0, "PB"));
+  EXPECT_EQ(std::ldexp(1.0, 40), inMB(1024, 1.0, "EB"));
+  EXPECT_EQ(std::ldexp(1.0, 50), inMB(1024, 1.0, "ZB"));
+  EXPECT_EQ(1048576.0, inMB(1000, 1.0, "TiB"));
   // Only the low 32 bits of the whole part count.
-  rules::convertSizeInMB(1024, -1.0, "MB", result);
-  EXPECT_EQ(4294967295.0, result);
-  rules::convertSizeInMB(1024, 4294967298.0, "MB", result);
-  EXPECT_EQ(2.0, result);
+  EXPECT_EQ(4294967295.0, inMB(1024, -1.0, "MB"));
+  EXPECT_EQ(2.0, inMB(1024, 4294967298.0, "MB"));
+  for (unsigned base : {1024u, 1000u, 2048u}) {
+    EXPECT_EQ(-1.0, inMB(base, 1.0, base == 1024 ? "MiB" : "MB")) << base;
+  }
+  EXPECT_EQ(-1.0, inMB(1024, 1.0, "YB"));
 }
-
-TEST(ConversionInMBTest, OtherUnitsAndBasesLeaveResult) {
-  double result = -1;
-  rules::convertSizeInMB(1024, 1.0, "MiB", result);
-  rules::convertSizeInMB(1000, 1.0, "MB", result);
-  rules::convertSizeInMB(2048, 1.0, "MB", result);
-  rules::convertSizeInMB(1024, 1.0, "YB", result);
-  EXPECT_EQ(-1.0, result);
-}
-
-struct DriveCase {
-  std::uint64_t blocks;
-  std::uint32_t blockSize;
-  double size;
-  const char* unit;
-};
 
 TEST(ConversionDriveMakerTest, FixedRowsAndTheIdemaInverse) {
-  const DriveCase cases[] = {
-      {0, 512, 0.0, "B"},
-      {71132960, 512, 36.0, "GB"},
-      {143374738, 512, 72.0, "GB"},
-      {286749488, 512, 146.0, "GB"},
-      {585937500, 512, 300.0, "GB"},
-      {976773168, 512, 500.0, "GB"},
-      {1953525168, 512, 1.0, "TB"},
-      {1953525168, 0, 1.0, "TB"},  // 0 means 512
-      {244190646, 4096, 1.0, "TB"},
-      // Under the 50 GB point the count wraps round, and only the fixed rows help.
-      {19531250, 512, 9.442900589775, "ZB"},
-      {0, 4096, 75.543204718125, "ZB"},
-      // Past the 8000 GB limit: plain powers of 1000.
-      {20000000000ULL, 512, 10.24, "TB"},
-      // A total that wraps under the limit reaches the 4096-byte branch.
-      {(std::uint64_t{1} << 52) + 1, 4096, 0.0, "GB"},
-      // Blocks above one IDEMA gigabyte: plain powers of 1000.
-      {1, 2147483648u, 2.147483648, "GB"},
-  };
-  for (const DriveCase& c : cases) {
-    double size = -1;
-    std::string unit;
-    rules::convertSizeInBlocksToSuitableUnitsUsingBlocks(1000, c.blocks, size, unit, c.blockSize,
-                                                         true);
-    EXPECT_DOUBLE_EQ(c.size, size) << c.blocks << " x " << c.blockSize;
-    EXPECT_EQ(c.unit, unit) << c.blocks << " x " << c.blockSize;
-  }
+  EXPECT_EQ("0 B", drive(1000, 0, 512, true));
+  EXPECT_EQ("36 GB", drive(1000, 71132960, 512, true));
+  EXPECT_EQ("72 GB", drive(1000, 143374738, 512, true));
+  EXPECT_EQ("146 GB", drive(1000, 286749488, 512, true));
+  EXPECT_EQ("300 GB", drive(1000, 585937500, 512, true));
+  EXPECT_EQ("500 GB", drive(1000, 976773168, 512, true));
+  EXPECT_EQ("1 TB", drive(1000, 1953525168, 512, true));
+  EXPECT_EQ("1 TB", drive(1000, 1953525168, 0, true));  // 0 means 512
+  EXPECT_EQ("1 TB", drive(1000, 244190646, 4096, true));
+  // Under the 50 GB point the count wraps round; only the fixed rows help.
+  EXPECT_EQ("9.442900589775 ZB", drive(1000, 19531250, 512, true));
+  EXPECT_EQ("75.543204718125 ZB", drive(1000, 0, 4096, true));
+  // Past the 8000 GB limit: plain powers of 1000.
+  EXPECT_EQ("10.24 TB", drive(1000, 20000000000ULL, 512, true));
+  // A total that wraps under the limit reaches the 4096-byte branch.
+  EXPECT_EQ("0 GB", drive(1000, (std::uint64_t{1} << 52) + 1, 4096, true));
+  // Blocks larger than one IDEMA gigabyte: plain powers of 1000.
+  EXPECT_EQ("2.147483648 GB", drive(1000, 1, 2147483648u, true));
 }
 
 TEST(ConversionDriveMakerTest, PowersOf1024WithoutTheRuleOrWithBase1024) {
-  double size = -1;
-  std::string unit;
-  rules::convertSizeInBlocksToSuitableUnitsUsingBlocks(1024, 2097152, size, unit, 512, true);
-  EXPECT_EQ(1.0, size);
-  EXPECT_EQ("GB", unit);
-  rules::convertSizeInBlocksToSuitableUnitsUsingBlocks(1024, 71132960, size, unit, 512, true);
-  EXPECT_DOUBLE_EQ(71132960.0 * 512 / 1024 / 1024 / 1024, size);  // no fixed row here
-  EXPECT_EQ("GB", unit);
-  rules::convertSizeInBlocksToSuitableUnitsUsingBlocks(1000, 1953525168, size, unit, 512, false);
-  EXPECT_DOUBLE_EQ(1000204886016.0 / 1073741824.0, size);  // nothing rounded
-  EXPECT_EQ("GiB", unit);
-  rules::convertSizeInBlocksToSuitableUnitsUsingBlocks(1000, 3, size, unit, 0, false);
-  EXPECT_EQ(1.5, size);
-  EXPECT_EQ("KiB", unit);
-  unit = "keep";
-  rules::convertSizeInBlocksToSuitableUnitsUsingBlocks(7, 2, size, unit, 4096, true);
-  EXPECT_EQ(8.0, size);
-  EXPECT_EQ("keep", unit);
+  EXPECT_EQ("1 GB", drive(1024, 2097152, 512, true));
+  EXPECT_EQ("33.9188385009766 GB", drive(1024, 71132960, 512, true));  // no fixed row
+  EXPECT_EQ("931.513389587402 GiB", drive(1000, 1953525168, 512, false));  // not rounded
+  EXPECT_EQ("1.5 KiB", drive(1000, 3, 0, false));
+  EXPECT_EQ("8 keep", drive(7, 2, 4096, true));
 }
 
 }  // namespace

@@ -10,6 +10,9 @@ namespace utils::logstartup {
 
 // While alive on a thread, that thread's log statements are held back (kept in a
 // fixed static buffer, not lost) and written as soon as the logger has started.
+// The buffer holds 16 statements of up to 511 characters; a start makes only a few,
+// and any beyond that are dropped rather than allocated for. Their level is compared
+// with the configured level when they are written.
 class HoldBack {
  public:
   HoldBack();

@@ -44,6 +44,7 @@ std::string makeDocument(size_t targetBytes) {
 }
 
 const std::string& document(size_t megabytes) {
+  // Made once per size, before any timing of that size starts.
   static std::map<size_t, std::string> documents;
   std::string& text = documents[megabytes];
   if (text.empty()) text = makeDocument(megabytes << 20);
@@ -54,45 +55,58 @@ void setBytes(benchmark::State& state, size_t bytes) {
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(bytes));
 }
 
-void BM_Read_Norvane(benchmark::State& state) {
-  const std::string& text = document(state.range(0));
+// Reading is timed up to the finished document; letting go of the document is
+// timed only in the ReadFree variants, which include it.
+template <typename Document, typename ParseFn>
+void readBench(benchmark::State& state, bool timeRelease, ParseFn parse) {
+  const std::string& text = document(static_cast<size_t>(state.range(0)));
   for (auto _ : state) {
-    json::Object object;
-    std::istringstream in(text);
-    json::Reader::Read(object, in);
-    benchmark::DoNotOptimize(object);
+    auto* value = new Document();
+    parse(*value, text);
+    benchmark::DoNotOptimize(value);
+    if (!timeRelease) state.PauseTiming();
+    delete value;
+    if (!timeRelease) state.ResumeTiming();
   }
   setBytes(state, text.size());
 }
 
-void BM_Read_Nlohmann(benchmark::State& state) {
-  const std::string& text = document(state.range(0));
-  for (auto _ : state) {
-    nlohmann::json value = nlohmann::json::parse(text);
-    benchmark::DoNotOptimize(value);
-  }
-  setBytes(state, text.size());
+void parseNorvane(json::Object& object, const std::string& text) {
+  std::istringstream in(text);
+  json::Reader::Read(object, in);
 }
 
-// The same input form as ours: a string stream built in the loop.
-void BM_Read_NlohmannStream(benchmark::State& state) {
-  const std::string& text = document(state.range(0));
-  for (auto _ : state) {
-    std::istringstream in(text);
-    nlohmann::json value = nlohmann::json::parse(in);
-    benchmark::DoNotOptimize(value);
-  }
-  setBytes(state, text.size());
+void parseNlohmann(nlohmann::json& value, const std::string& text) {
+  value = nlohmann::json::parse(text);
 }
 
-void BM_Read_RapidJSON(benchmark::State& state) {
-  const std::string& text = document(state.range(0));
-  for (auto _ : state) {
-    rapidjson::Document value;
-    value.Parse(text.c_str());
-    benchmark::DoNotOptimize(value);
-  }
-  setBytes(state, text.size());
+// The same input form as ours: a string stream.
+void parseNlohmannStream(nlohmann::json& value, const std::string& text) {
+  std::istringstream in(text);
+  value = nlohmann::json::parse(in);
+}
+
+void parseRapidJSON(rapidjson::Document& value, const std::string& text) {
+  value.Parse(text.c_str());
+}
+
+void BM_Read_Norvane(benchmark::State& s) { readBench<json::Object>(s, false, parseNorvane); }
+void BM_Read_Nlohmann(benchmark::State& s) { readBench<nlohmann::json>(s, false, parseNlohmann); }
+void BM_Read_NlohmannStream(benchmark::State& s) {
+  readBench<nlohmann::json>(s, false, parseNlohmannStream);
+}
+void BM_Read_RapidJSON(benchmark::State& s) {
+  readBench<rapidjson::Document>(s, false, parseRapidJSON);
+}
+void BM_ReadFree_Norvane(benchmark::State& s) { readBench<json::Object>(s, true, parseNorvane); }
+void BM_ReadFree_Nlohmann(benchmark::State& s) {
+  readBench<nlohmann::json>(s, true, parseNlohmann);
+}
+void BM_ReadFree_NlohmannStream(benchmark::State& s) {
+  readBench<nlohmann::json>(s, true, parseNlohmannStream);
+}
+void BM_ReadFree_RapidJSON(benchmark::State& s) {
+  readBench<rapidjson::Document>(s, true, parseRapidJSON);
 }
 
 void BM_Write_Norvane(benchmark::State& state) {
@@ -142,6 +156,10 @@ NORVANE_JSON_BENCH(BM_Read_Norvane);
 NORVANE_JSON_BENCH(BM_Read_Nlohmann);
 NORVANE_JSON_BENCH(BM_Read_NlohmannStream);
 NORVANE_JSON_BENCH(BM_Read_RapidJSON);
+NORVANE_JSON_BENCH(BM_ReadFree_Norvane);
+NORVANE_JSON_BENCH(BM_ReadFree_Nlohmann);
+NORVANE_JSON_BENCH(BM_ReadFree_NlohmannStream);
+NORVANE_JSON_BENCH(BM_ReadFree_RapidJSON);
 NORVANE_JSON_BENCH(BM_Write_Norvane);
 NORVANE_JSON_BENCH(BM_Write_Nlohmann);
 NORVANE_JSON_BENCH(BM_Write_RapidJSON);
@@ -153,7 +171,8 @@ class RatioReporter : public benchmark::ConsoleReporter {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
       auto it = run.counters.find("bytes_per_second");
-      if (it != run.counters.end()) speeds[run.benchmark_name()] = it->second.value / 1e6;
+      if (it != run.counters.end())
+        speeds[run.run_name.function_name + "/" + run.run_name.args] = it->second.value / 1e6;
     }
   }
   std::map<std::string, double> speeds;
@@ -167,7 +186,7 @@ int main(int argc, char** argv) {
   benchmark::RunSpecifiedBenchmarks(&reporter);
   std::printf("\n%-8s %-5s %14s %14s %14s %12s %12s\n", "op", "size", "norvane MB/s",
               "nlohmann MB/s", "rapidjson MB/s", "vs nlohmann", "vs rapidjson");
-  for (const char* op : {"Read", "Write"}) {
+  for (const char* op : {"Read", "ReadFree", "Write"}) {
     for (const char* size : {"1", "20"}) {
       auto speed = [&](const char* peer) {
         auto it = reporter.speeds.find(std::string("BM_") + op + "_" + peer + "/" + size);

@@ -113,13 +113,21 @@ void ElementTree::release(Imp* imp) {
   // parent only ever deletes leaves and empty containers.
   std::vector<Imp*> pending;
   for (;;) {
+    // A container's children go last first, the reverse of the order in which a
+    // reader made them: measured, that is the order the allocator frees fastest.
     KindProbe probe(imp);
     if (probe.object != nullptr) {
-      for (const Object::Member& member : probe.object->m_Members)
-        detachChild(const_cast<UnknownElement&>(member.element).m_pImp, pending);
+      Object::Members& members = const_cast<Object*>(probe.object)->m_Members;
+      while (!members.empty()) {
+        detachChild(members.back().element.m_pImp, pending);
+        members.pop_back();
+      }
     } else if (probe.array != nullptr) {
-      for (const UnknownElement& element : probe.array->m_Elements)
-        detachChild(const_cast<UnknownElement&>(element).m_pImp, pending);
+      Array::Elements& elements = const_cast<Array*>(probe.array)->m_Elements;
+      while (!elements.empty()) {
+        detachChild(elements.back().m_pImp, pending);
+        elements.pop_back();
+      }
     }
     delete imp;
     if (pending.empty()) return;

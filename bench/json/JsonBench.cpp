@@ -117,7 +117,7 @@ void BM_Write_Norvane(benchmark::State& state) {
   for (auto _ : state) {
     std::ostringstream out;
     json::Writer::Write(object, out);
-    bytes = out.str().size();
+    bytes = static_cast<size_t>(out.tellp());
     benchmark::DoNotOptimize(bytes);
   }
   setBytes(state, bytes);

@@ -42,11 +42,11 @@ void Writer::writeString(const std::string& s) {
       case '\\': escape = "\\\\"; break;
       default: continue;
     }
-    m_line.append(run, p);
+    m_line.append(run, static_cast<size_t>(p - run));
     m_line.append(escape, 2);
     run = p + 1;
   }
-  m_line.append(run, end);
+  m_line.append(run, static_cast<size_t>(end - run));
   m_line += '"';
 }
 
@@ -60,7 +60,7 @@ void Writer::Visit(const UnsignedInteger& unsignedInteger) {
   m_ostr.precision(20);
   char buffer[32];
   std::to_chars_result result = std::to_chars(buffer, buffer + sizeof buffer, unsignedInteger);
-  m_line.append(buffer, result.ptr);
+  m_line.append(buffer, static_cast<size_t>(result.ptr - buffer));
 }
 
 // Twenty significant digits in the default (%g) notation, always in the C form
@@ -71,7 +71,7 @@ void Writer::Visit(const Number& number) {
   char buffer[64];
   std::to_chars_result result = std::to_chars(buffer, buffer + sizeof buffer, number.Value(),
                                               std::chars_format::general, 20);
-  m_line.append(buffer, result.ptr);
+  m_line.append(buffer, static_cast<size_t>(result.ptr - buffer));
 }
 
 void Writer::Visit(const Object& object) {

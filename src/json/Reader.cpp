@@ -158,14 +158,10 @@ class Reader::Parser {
     throw ParseException(message, m_scanner.locate(token.begin), m_scanner.locate(token.end));
   }
 
-  void openObject(UnknownElement& element, Object* object) {
-    if (object == nullptr) {
-      auto* imp = new UnknownElement::Imp_T<Object>();
-      element.m_pImp = imp;
-      object = &imp->m_Element;
-    }
+  // Opens a frame for an object whose begin token has been taken.
+  void openObject(Object& object) {
     const Token* next = peek();
-    m_frames.push_back({object, nullptr, next != nullptr && next->kind != TokenKind::kObjectEnd,
+    m_frames.push_back({&object, nullptr, next != nullptr && next->kind != TokenKind::kObjectEnd,
                         false, Token(), nullptr});
   }
 
@@ -182,10 +178,13 @@ class Reader::Parser {
   void parseElement(UnknownElement& element) {
     const Token token = peekOrFail();
     switch (token.kind) {
-      case TokenKind::kObjectBegin:
+      case TokenKind::kObjectBegin: {
         m_hasNext = false;
-        openObject(element, nullptr);
+        auto* imp = new UnknownElement::Imp_T<Object>();
+        element.m_pImp = imp;
+        openObject(imp->m_Element);
         break;
+      }
       case TokenKind::kArrayBegin:
         m_hasNext = false;
         openArray(element);
@@ -250,8 +249,7 @@ class Reader::Parser {
 
   void parseRoot() {
     take(TokenKind::kObjectBegin);
-    UnknownElement unused;
-    openObject(unused, &m_root);
+    openObject(m_root);
     while (!m_frames.empty()) {
       Frame& frame = m_frames.back();
       if (frame.childOpen) {

@@ -201,3 +201,19 @@ TEST(ReaderTest, ExceptionsAreJsonExceptionsCarryingTheMessageAlone) {
     EXPECT_STREQ(copy.what(), "Unexpected token: }");
   }
 }
+
+// A stream that has already failed gives nothing to read: it reads as an empty
+// document.
+TEST(ReaderTest, FailedStreamReadsAsAnEmptyDocument) {
+  std::istringstream in("{\"a\":1}");
+  in.setstate(std::ios::failbit);
+  Object object;
+  try {
+    Reader::Read(object, in);
+    FAIL() << "no exception";
+  } catch (const Reader::ParseException& e) {
+    EXPECT_STREQ(e.what(), "Unexpected end of token stream");
+    EXPECT_EQ(where(e.m_locTokenBegin), "0/0/0");
+  }
+  EXPECT_TRUE(object.empty());
+}

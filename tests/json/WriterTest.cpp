@@ -101,6 +101,9 @@ TEST(WriterTest, NumbersHaveTwentySignificantDigitsInDefaultNotation) {
   EXPECT_EQ(numberText(2.5), "2.5");
   EXPECT_EQ(numberText(-7), "-7");
   EXPECT_EQ(numberText(-0.0), "-0");
+  EXPECT_EQ(numberText(0), "0");
+  EXPECT_EQ(numberText(9007199254740993.0), "9007199254740992");
+  EXPECT_EQ(numberText(-9999999999999997952.0), "-9999999999999997952");
   EXPECT_EQ(numberText(1e19), "10000000000000000000");
   EXPECT_EQ(numberText(1e20), "1e+20");
   EXPECT_EQ(numberText(1e21), "1e+21");

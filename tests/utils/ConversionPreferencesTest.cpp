@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include <utils/Conversion.h>
 #include <utils/PluginException.h>
@@ -59,78 +60,46 @@ NORVANE_CHILD(conversion_members) {
   return 0;
 }
 
-class ConversionPreferencesTest : public testing::Test {
- protected:
-  std::string run(const std::string& config) {
-    m_installation.registerHome();
-    m_installation.writeConfig(config);
-    const testsupport::ChildResult result =
-        testsupport::runChild("conversion_members", {m_installation.storeRoot()});
-    EXPECT_EQ(0, result.exitCode) << result.output;
-    return result.output;
+// Runs the members under a configuration of its own; gives the output and the log.
+std::pair<std::string, std::string> run(const std::string& config) {
+  testsupport::TempInstallation installation;
+  installation.registerHome();
+  installation.writeConfig(config);
+  const testsupport::ChildResult result = testsupport::runChild("conversion_members", {installation.storeRoot()});
+  EXPECT_EQ(0, result.exitCode) << result.output;
+  return {result.output, installation.readHomeFile("logs/norvane.txt")};
+}
+
+TEST(ConversionPreferencesTest, BaseNamesTheUnitsAndDecidesTheRules) {
+  const struct {
+    const char* config;
+    const char* output;
+  } cases[] = {
+      {"base_for_drive_capacity_calculation = 1000\nuri_prefix = /ab\nlog_level = 255\n",
+       "display: 1 GiB\nblocks: 2097152\nbytes16: 2 KiB\ninMB: 1048576\ndrive: 1 TB\n"
+       "suitable: 1 GiB\nuri: cdef\n"},
+      {"base_for_drive_capacity_calculation = 1024\n",
+       "display: 1 GB\nblocks: 7\nbytes16: 2 KB\ninMB: -1\ndrive: 931.513 GB\nsuitable: 1 GB\nuri: \n"},
+      // Any other base leaves the units and most results.
+      {"base_for_drive_capacity_calculation = 512\n",
+       "display: 1 none\nblocks: 7\nbytes16: 2 none\ninMB: -1\ndrive: 931.513 none\nsuitable: 1 none\n"},
+  };
+  for (const auto& c : cases) {
+    const std::string output = run(c.config).first;
+    EXPECT_NE(std::string::npos, output.find(c.output)) << c.config << output;
   }
-  std::string log() const { return m_installation.readHomeFile("logs/norvane.txt"); }
-
-  testsupport::TempInstallation m_installation;
-};
-
-TEST_F(ConversionPreferencesTest, Base1000ShowsNamesWithTheI) {
-  const std::string output = run(
-      "base_for_drive_capacity_calculation = 1000\nuri_prefix = /ab\nlog_level = 255\n");
-  EXPECT_NE(std::string::npos, output.find("display: 1 GiB\n"
-                                           "blocks: 2097152\n"
-                                           "bytes16: 2 KiB\n"
-                                           "inMB: 1048576\n"
-                                           "drive: 1 TB\n"
-                                           "suitable: 1 GiB\n"
-                                           "uri: cdef\n"))
-      << output;
 }
 
-TEST_F(ConversionPreferencesTest, Base1024ShowsShortNames) {
-  const std::string output = run("base_for_drive_capacity_calculation = 1024\n");
-  EXPECT_NE(std::string::npos, output.find("display: 1 GB\n"
-                                           "blocks: 7\n"
-                                           "bytes16: 2 KB\n"
-                                           "inMB: -1\n"
-                                           "drive: 931.513 GB\n"
-                                           "suitable: 1 GB\n"
-                                           "uri: \n"))
-      << output;
-}
-
-TEST_F(ConversionPreferencesTest, AnyOtherBaseLeavesUnitsAndMostResults) {
-  const std::string output = run("base_for_drive_capacity_calculation = 512\n");
-  EXPECT_NE(std::string::npos, output.find("display: 1 none\n"
-                                           "blocks: 7\n"
-                                           "bytes16: 2 none\n"
-                                           "inMB: -1\n"
-                                           "drive: 931.513 none\n"
-                                           "suitable: 1 none\n"))
-      << output;
-}
-
-TEST_F(ConversionPreferencesTest, LogLinesShowLevelsAsCharactersAndTheTableLength) {
-  run("base_for_drive_capacity_calculation = 1000\nlog_level = 255\n");
-  const std::string text = log();
-  EXPECT_NE(std::string::npos,
-            text.find(" | Error     : Conversion:ArrSizeBlock - unsupported raid level '2' "))
-      << text;
-  EXPECT_NE(std::string::npos,
-            text.find(" | Error     : Conversion:size2kb - unsupported display unit'8' "))
-      << text;
-  EXPECT_NE(std::string::npos,
-            text.find(" | Debug     : Raid:setRaidL - Unsupported or invalid Raidlevel 2"))
-      << text;
-  EXPECT_NE(std::string::npos, text.find(" | Everything: utils::Conversion::encodeStringtoBase64"))
-      << text;
-  EXPECT_NE(std::string::npos, text.find(" | Fn Entry  : utils::Conversion::decodeStringtoBase64"))
-      << text;
-}
-
-TEST_F(ConversionPreferencesTest, EncodingTraceNeedsTheHighestLevel) {
-  run("log_level = 64\n");
-  const std::string text = log();
+TEST(ConversionPreferencesTest, LogLinesShowLevelsAsCharactersAndEncodingNeedsTheHighestLevel) {
+  std::string text = run("base_for_drive_capacity_calculation = 1000\nlog_level = 255\n").second;
+  for (const char* line : {" | Error     : Conversion:ArrSizeBlock - unsupported raid level '2' ",
+                           " | Error     : Conversion:size2kb - unsupported display unit'8' ",
+                           " | Debug     : Raid:setRaidL - Unsupported or invalid Raidlevel 2",
+                           " | Everything: utils::Conversion::encodeStringtoBase64",
+                           " | Fn Entry  : utils::Conversion::decodeStringtoBase64"}) {
+    EXPECT_NE(std::string::npos, text.find(line)) << line << '\n' << text;
+  }
+  text = run("log_level = 64\n").second;
   EXPECT_EQ(std::string::npos, text.find("encodeStringtoBase64")) << text;
   EXPECT_NE(std::string::npos, text.find("utils::Conversion::decodeStringtoBase64")) << text;
 }

@@ -1,13 +1,19 @@
-// Shared by the conversion tests: the test process gets a throwaway installation of
-// its own before the first library call, so that the settings are the defaults and
-// the log lands in a temporary home; and local time can be pinned to a zone.
+// Shared by the conversion tests: a throwaway installation of the test process (so
+// that the settings are the defaults and the log lands in a temporary home), local
+// time pinned to a zone, and table rows that name the call they check.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <ctime>
+#include <initializer_list>
+#include <iomanip>
+#include <memory>
+#include <optional>
+#include <sstream>
 #include <string>
+#include <type_traits>
 
 #include "support/TempInstallation.h"
 
@@ -16,40 +22,58 @@ namespace conversiontest {
 class InstallationEnvironment : public testing::Environment {
  public:
   void SetUp() override {
-    m_installation = new testsupport::TempInstallation();
+    m_installation = std::make_unique<testsupport::TempInstallation>();
     m_installation->registerHome();
     m_installation->useStore();
   }
-  void TearDown() override { delete m_installation; }
+  void TearDown() override { m_installation.reset(); }
 
  private:
-  testsupport::TempInstallation* m_installation = nullptr;
+  std::unique_ptr<testsupport::TempInstallation> m_installation;
 };
 
 // Puts TZ in force for the life of the object and restores the previous zone.
 class ScopedZone {
  public:
   explicit ScopedZone(const char* zone) {
-    const char* previous = std::getenv("TZ");
-    m_hadPrevious = previous != nullptr;
-    if (m_hadPrevious) m_previous = previous;
+    if (const char* previous = std::getenv("TZ")) m_previous = previous;
     setenv("TZ", zone, 1);
     tzset();
   }
   ~ScopedZone() {
-    if (m_hadPrevious) {
-      setenv("TZ", m_previous.c_str(), 1);
-    } else {
-      unsetenv("TZ");
-    }
+    m_previous ? setenv("TZ", m_previous->c_str(), 1) : unsetenv("TZ");
     tzset();
   }
   ScopedZone(const ScopedZone&) = delete;
   ScopedZone& operator=(const ScopedZone&) = delete;
 
  private:
-  bool m_hadPrevious = false;
-  std::string m_previous;
+  std::optional<std::string> m_previous;
 };
 
+// A result as text: numbers to 15 significant digits, so "-0" and wraps show.
+template <typename Value>
+std::string text(const Value& value) {
+  std::ostringstream out;
+  if constexpr (std::is_arithmetic_v<Value>) {
+    out << std::setprecision(15) << +value;
+  } else {
+    out << value;
+  }
+  return out.str();
+}
+
+struct Row {
+  const char* call;
+  std::string got;
+  std::string want;
+};
+
+// Rows are evaluated in order; a failing row names its call.
+inline void expectRows(std::initializer_list<Row> rows) {
+  for (const Row& row : rows) EXPECT_EQ(row.want, row.got) << row.call;
+}
+
 }  // namespace conversiontest
+
+#define ROW(want, call) conversiontest::Row{#call, conversiontest::text(call), want}

@@ -16,17 +16,15 @@ using utils::RandomGenerator;
 
 const char kNil[] = "00000000-0000-0000-0000-000000000000";
 
-class FixedRandom : public platform::Random {
- public:
-  explicit FixedRandom(bool works, unsigned char byte = 0) : m_works(works), m_byte(byte) {}
+// Fills with one byte and answers as told.
+struct FixedRandom : platform::Random {
+  FixedRandom(bool works, unsigned char byte) : works(works), byte(byte) {}
   bool fill(void* buffer, std::size_t size) override {
-    std::memset(buffer, m_byte, size);
-    return m_works;
+    std::memset(buffer, byte, size);
+    return works;
   }
-
- private:
-  bool m_works;
-  unsigned char m_byte;
+  bool works;
+  unsigned char byte;
 };
 
 TEST(RandomGeneratorTest, DrawsVersionFourUuids) {
@@ -40,26 +38,20 @@ TEST(RandomGeneratorTest, DrawsVersionFourUuids) {
   EXPECT_EQ(50u, seen.size());
 }
 
-TEST(RandomGeneratorTest, SourceBytesGetVersionAndVariantBits) {
-  FixedRandom ones(true, 0xff);
+TEST(RandomGeneratorTest, SourceBytesGetVersionAndVariantBitsAndAFailureGivesNil) {
+  FixedRandom ones(true, 0xff), zeros(true, 0x00), broken(false, 0x5a);
   EXPECT_EQ("ffffffff-ffff-4fff-bfff-ffffffffffff", utils::randomUuidText(ones));
-  FixedRandom zeros(true, 0x00);
   EXPECT_EQ("00000000-0000-4000-8000-000000000000", utils::randomUuidText(zeros));
-}
-
-TEST(RandomGeneratorTest, FailingSourceGivesTheNilUuid) {
-  FixedRandom broken(false, 0x5a);
   EXPECT_EQ(kNil, utils::randomUuidText(broken));
 }
 
 TEST(RandomGeneratorTest, GivenTextInCanonicalForm) {
-  EXPECT_EQ("01234567-89ab-cdef-0123-456789abcdef",
-            RandomGenerator::generate("{01234567-89AB-CDEF-0123-456789ABCDEF}"));
-  EXPECT_EQ("01234567-89ab-cdef-0123-456789abcdef",
-            RandomGenerator::generate("0123456789abcdef0123456789abcdef"));
-  EXPECT_EQ(kNil, RandomGenerator::generate("not a uuid"));
-  EXPECT_EQ(kNil, RandomGenerator::generate(""));
-  EXPECT_EQ(kNil, RandomGenerator::generate("01234567-89ab-cdef-0123-456789abcdeg"));
+  const char canonical[] = "01234567-89ab-cdef-0123-456789abcdef";
+  EXPECT_EQ(canonical, RandomGenerator::generate("{01234567-89AB-CDEF-0123-456789ABCDEF}"));
+  EXPECT_EQ(canonical, RandomGenerator::generate("0123456789abcdef0123456789abcdef"));
+  for (const char* bad : {"not a uuid", "", "01234567-89ab-cdef-0123-456789abcdeg"}) {
+    EXPECT_EQ(kNil, RandomGenerator::generate(bad)) << bad;
+  }
 }
 
 }  // namespace

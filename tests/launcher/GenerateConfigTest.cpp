@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <iostream>
 #include <string>
@@ -14,9 +13,9 @@
 #include "support/ChildProcess.h"
 #include "support/TempInstallation.h"
 
+using preferencestest::expectAll;
 using preferencestest::readSettings;
 using testsupport::ChildResult;
-using testsupport::runChild;
 using testsupport::TempInstallation;
 
 namespace {
@@ -217,50 +216,41 @@ readonly_access_groups = Authenticated Users
 
 )";
 
-std::string withHome(std::string text, const std::string& home) {
-  const std::string mark = "@HOME@";
-  for (std::string::size_type at = text.find(mark); at != std::string::npos; at = text.find(mark, at)) {
-    text.replace(at, mark.size(), home);
-    at += home.size();
-  }
-  return text;
-}
-
-}  // namespace
-
 // Generates args[2] (relative to the home) in a child with store args[0] and work
 // directory args[1]; prints the exception text when there is one.
 NORVANE_CHILD(generate_config) {
   utils::MachineStore::setRoot(args[0]);
   std::filesystem::current_path(args[1]);
+  int status = 0;
   try {
     launcher::Preferences::get_instance()->generate_config_file(args[2]);
   } catch (utils::AppException& error) {
     std::cout << error.what() << "\n";
-    utils::formatted_log_t::uninitializeLogger();
-    return 3;
+    status = 3;
   }
   utils::formatted_log_t::uninitializeLogger();
-  return 0;
+  return status;
 }
 
-namespace {
-
-ChildResult generate(const TempInstallation& installation, const std::string& relative) {
-  return runChild("generate_config",
-                  {installation.storeRoot(), preferencestest::workDirectory(installation), relative});
+ChildResult generate(const TempInstallation& installation, const std::string& relative = "/conf/Norvane.conf") {
+  return testsupport::runChild("generate_config",
+                               {installation.storeRoot(), preferencestest::workDirectory(installation), relative});
 }
 
 }  // namespace
 
-TEST(GenerateConfigTest, DefaultsAreWrittenLineForLine) {
+TEST(GenerateConfigTest, DefaultsAreWrittenLineForLineAndReadBack) {
   TempInstallation installation;
   installation.registerHome();
-  ChildResult result = generate(installation, "/conf/Norvane.conf");
+  const preferencestest::Settings defaults = readSettings(installation);
+  ChildResult result = generate(installation);
   ASSERT_EQ(0, result.exitCode) << result.output;
-  const std::string text = installation.readHomeFile("conf/Norvane.conf");
-  EXPECT_EQ(withHome(kGeneratedDefaults, installation.home()), text);
-  EXPECT_EQ(193, std::count(text.begin(), text.end(), '\n'));
+  std::string expected = kGeneratedDefaults;
+  for (auto at = expected.find("@HOME@"); at != std::string::npos; at = expected.find("@HOME@", at)) {
+    expected.replace(at, 6, installation.home());
+  }
+  EXPECT_EQ(expected, installation.readHomeFile("conf/Norvane.conf"));
+  EXPECT_EQ(defaults, readSettings(installation));
 }
 
 TEST(GenerateConfigTest, GeneratedFileReadsBackToTheSameValues) {
@@ -271,39 +261,25 @@ TEST(GenerateConfigTest, GeneratedFileReadsBackToTheSameValues) {
       "ldap_mode = TRUE\nreadOnly = false\nstatistics_mode = 0\nlog_level = 32\n"
       "ldap_server = ldap.example.test\nfull_access_groups = Storage Admins\n"
       "FW_DIR = /Firmware\nperf_duration = 30\nlog_file_count = 9\n");
-  const std::map<std::string, std::string> before = readSettings(installation);
-  ASSERT_EQ(0, generate(installation, "/conf/Norvane.conf").exitCode);
-  const std::string text = installation.readHomeFile("conf/Norvane.conf");
-  EXPECT_NE(std::string::npos, text.find("\nbypass_authentication = 1\n"));
-  EXPECT_NE(std::string::npos, text.find("\nstatistics_mode = false\n"));
-  EXPECT_NE(std::string::npos, text.find("\nreadOnly = 0\n"));
-  EXPECT_NE(std::string::npos, text.find("\nuri_prefix = /api/v2\n"));
-  EXPECT_EQ(before, readSettings(installation));
+  const preferencestest::Settings before = readSettings(installation);
   EXPECT_EQ("600", before.at("get_session_timeout"));
-}
-
-TEST(GenerateConfigTest, DefaultFileReadsBackToTheDefaults) {
-  TempInstallation installation;
-  installation.registerHome();
-  const std::map<std::string, std::string> defaults = readSettings(installation);
-  ASSERT_EQ(0, generate(installation, "/conf/Norvane.conf").exitCode);
-  EXPECT_EQ(defaults, readSettings(installation));
+  ASSERT_EQ(0, generate(installation).exitCode);
+  expectAll(installation.readHomeFile("conf/Norvane.conf"),
+            {"\nbypass_authentication = 1\n", "\nstatistics_mode = false\n", "\nreadOnly = 0\n",
+             "\nuri_prefix = /api/v2\n"});
+  EXPECT_EQ(before, readSettings(installation));
 }
 
 TEST(GenerateConfigTest, WithoutHomeThePathGoesUnderTheParentDirectory) {
   TempInstallation installation;
-  std::filesystem::create_directories(installation.root() + "/conf");
-  std::filesystem::create_directories(installation.root() + "/Logs");
-  ChildResult result = generate(installation, "/conf/Norvane.conf");
+  preferencestest::prepareFallbackRoute(installation);
+  ChildResult result = generate(installation);
   ASSERT_EQ(0, result.exitCode) << result.output;
   // Work directory <root>/bin: "../conf/Norvane.conf" is <root>/conf/Norvane.conf.
-  const std::string text = testsupport::readFile(installation.root() + "/conf/Norvane.conf");
-  EXPECT_NE(std::string::npos, text.find("\nkey_store = ./bin/key.store\n")) << text;
-  EXPECT_NE(std::string::npos, text.find("\nlog_file = ../Logs/norvane.txt\n"));
-  const std::string log = testsupport::readFile(installation.root() + "/Logs/norvane.txt");
-  EXPECT_NE(std::string::npos,
-            log.find("| Error     : Pref:genConf - Invalid Norvane Home Path, using default conf file path"))
-      << log;
+  expectAll(testsupport::readFile(installation.root() + "/conf/Norvane.conf"),
+            {"\nkey_store = ./bin/key.store\n", "\nlog_file = ../Logs/norvane.txt\n"});
+  expectAll(testsupport::readFile(installation.root() + "/Logs/norvane.txt"),
+            {"| Error     : Pref:genConf - Invalid Norvane Home Path, using default conf file path"});
 }
 
 TEST(GenerateConfigTest, UncreatableFileThrowsWithTheThrowSite) {

@@ -5,19 +5,28 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 #include "support/ChildProcess.h"
 #include "support/TempInstallation.h"
 
 namespace preferencestest {
 
+using Settings = std::map<std::string, std::string>;
+
 // Every getter's value as "name=value" lines, read in a child whose machine store is
 // the installation's and whose working directory is <root>/bin (so the fallback
 // "../conf/Norvane.conf" is <root>/conf/Norvane.conf).
-std::map<std::string, std::string> readSettings(const testsupport::TempInstallation& installation,
-                                                std::string* rawOutput = nullptr);
+Settings readSettings(const testsupport::TempInstallation& installation);
 
 // The work directory of the children: <root>/bin, created on demand.
 std::string workDirectory(const testsupport::TempInstallation& installation);
+
+// Nothing registered: creates <root>/conf and <root>/Logs, where the fallback route
+// from the work directory finds the configuration file and writes the log.
+void prepareFallbackRoute(const testsupport::TempInstallation& installation);
+
+// Expects each of `lines` somewhere in `text`, naming the missing one.
+void expectAll(const std::string& text, const std::vector<std::string>& lines);
 
 }  // namespace preferencestest

@@ -26,9 +26,20 @@ class HomePathTest : public ::testing::Test {
   }
   void TearDown() override { MachineStore::setRoot(m_previousRoot); }
 
-  void writeValue(const std::string& bytes) {
+  // The home path read after storing `bytes` as the value, "failed" when the lookup fails.
+  std::string homeFrom(const std::string& bytes) {
     std::filesystem::create_directories(m_installation.storeRoot() + "/SOFTWARE/Kestrane/Norvane");
     testsupport::writeFile(m_installation.storeRoot() + kValueFile, bytes);
+    return lookUp();
+  }
+  // Both lookups; each must fail or succeed together and leave the path alone on failure.
+  std::string lookUp() {
+    std::string path = "untouched", config = "untouched";
+    const int status = System::get_instance()->getNorvaneHomePath(path);
+    EXPECT_EQ(status, System::get_instance()->getNorvaneConfigurationPath(config));
+    if (status != 0) return status == 1 && path + config == "untoucheduntouched" ? "failed" : "failed wrongly";
+    EXPECT_EQ(path + "/conf/Norvane.conf", config);
+    return path;
   }
 
   TempInstallation m_installation;
@@ -37,84 +48,29 @@ class HomePathTest : public ::testing::Test {
 
 }  // namespace
 
-TEST(MachineStoreTest, DefaultRootIsTheSystemDirectory) {
+TEST(SystemTest, OneInstanceAndTheSystemStoreRoot) {
+  EXPECT_EQ(static_cast<System*>(utils::WindowsSystem::get_instance()), System::get_instance());
   EXPECT_STREQ("/etc/kestrane/registry", MachineStore::DEFAULT_ROOT);
 }
 
-TEST(SystemTest, BothAccessorsGiveTheOneInstance) {
-  EXPECT_EQ(static_cast<System*>(utils::WindowsSystem::get_instance()), System::get_instance());
-  EXPECT_EQ(System::get_instance(), System::get_instance());
-}
-
-TEST_F(HomePathTest, RegisteredHomeIsReturnedAsItStands) {
-  m_installation.registerHome("/Opt/Norvane Home/");
-  std::string path = "old";
-  EXPECT_EQ(0, System::get_instance()->getNorvaneHomePath(path));
-  EXPECT_EQ("/Opt/Norvane Home/", path);  // case and trailing separator kept
-  std::string config;
-  EXPECT_EQ(0, System::get_instance()->getNorvaneConfigurationPath(config));
-  EXPECT_EQ("/Opt/Norvane Home//conf/Norvane.conf", config);
-}
-
-TEST_F(HomePathTest, NoKeyFailsAndLeavesThePathAlone) {
-  std::string path = "untouched";
-  EXPECT_EQ(1, System::get_instance()->getNorvaneHomePath(path));
-  EXPECT_EQ("untouched", path);
-  EXPECT_EQ(1, System::get_instance()->getNorvaneConfigurationPath(path));
-  EXPECT_EQ("untouched", path);
-}
-
-TEST_F(HomePathTest, KeyWithoutValueFailsLikeNoKey) {
+TEST_F(HomePathTest, StoredValueRules) {
+  EXPECT_EQ("failed", lookUp());  // no key
   std::filesystem::create_directories(m_installation.storeRoot() + "/SOFTWARE/Kestrane/Norvane");
-  std::string path = "untouched";
-  EXPECT_EQ(1, System::get_instance()->getNorvaneHomePath(path));
-  EXPECT_EQ("untouched", path);
-  EXPECT_EQ(1, System::get_instance()->getNorvaneConfigurationPath(path));
-  EXPECT_EQ("untouched", path);
-}
-
-TEST_F(HomePathTest, OneTrailingLineEndIsIgnored) {
-  std::string path;
-  writeValue("/srv/a\n");
-  EXPECT_EQ(0, System::get_instance()->getNorvaneHomePath(path));
-  EXPECT_EQ("/srv/a", path);
-  writeValue("/srv/b\r\n");
-  EXPECT_EQ(0, System::get_instance()->getNorvaneHomePath(path));
-  EXPECT_EQ("/srv/b", path);
-  writeValue("/srv/c\n\n");
-  EXPECT_EQ(0, System::get_instance()->getNorvaneHomePath(path));
-  EXPECT_EQ("/srv/c\n", path);
-  writeValue("/srv/d");
-  EXPECT_EQ(0, System::get_instance()->getNorvaneHomePath(path));
-  EXPECT_EQ("/srv/d", path);
-}
-
-TEST_F(HomePathTest, BytesArePassedThroughUnconverted) {
-  writeValue("/srv/\xc3\xa9t\xe9\n");
-  std::string path;
-  EXPECT_EQ(0, System::get_instance()->getNorvaneHomePath(path));
-  EXPECT_EQ("/srv/\xc3\xa9t\xe9", path);
-}
-
-TEST_F(HomePathTest, ValueOver1024BytesFails) {
-  std::string path = "untouched";
-  writeValue(std::string(1024, 'h') + "\n");
-  EXPECT_EQ(0, System::get_instance()->getNorvaneHomePath(path));
-  EXPECT_EQ(std::string(1024, 'h'), path);
-  path = "untouched";
-  writeValue(std::string(1025, 'h'));
-  EXPECT_EQ(1, System::get_instance()->getNorvaneHomePath(path));
-  EXPECT_EQ("untouched", path);
-  writeValue(std::string(100000, 'h'));
-  EXPECT_EQ(1, System::get_instance()->getNorvaneHomePath(path));
-  EXPECT_EQ("untouched", path);
-}
-
-TEST_F(HomePathTest, ValueThatIsADirectoryFails) {
+  EXPECT_EQ("failed", lookUp());  // key without value
+  const struct { std::string bytes, expected; } rows[] = {
+      {"/Opt/Norvane Home/", "/Opt/Norvane Home/"},  // case and trailing separator kept
+      {"/srv/a\n", "/srv/a"},  // one trailing line end is ignored, no more
+      {"/srv/b\r\n", "/srv/b"},
+      {"/srv/c\n\n", "/srv/c\n"},
+      {"/srv/\xc3\xa9t\xe9\n", "/srv/\xc3\xa9t\xe9"},  // bytes pass unconverted
+      {std::string(1024, 'h') + "\n", std::string(1024, 'h')},
+      {std::string(1025, 'h'), "failed"},
+      {std::string(100000, 'h'), "failed"},
+  };
+  for (const auto& row : rows) EXPECT_EQ(row.expected, homeFrom(row.bytes)) << row.bytes.substr(0, 30);
+  std::filesystem::remove(m_installation.storeRoot() + kValueFile);
   std::filesystem::create_directories(m_installation.storeRoot() + kValueFile);
-  std::string path = "untouched";
-  EXPECT_EQ(1, System::get_instance()->getNorvaneHomePath(path));
-  EXPECT_EQ("untouched", path);
+  EXPECT_EQ("failed", lookUp());  // the value is a directory
 }
 
 TEST_F(HomePathTest, WebServerHomeAppendsToWhateverThePathHeld) {
@@ -126,26 +82,16 @@ TEST_F(HomePathTest, WebServerHomeAppendsToWhateverThePathHeld) {
   EXPECT_EQ(m_installation.home() + "/server/", path);
 }
 
-TEST_F(HomePathTest, SetRootRedirectsEveryLookup) {
+TEST_F(HomePathTest, SetRootRedirectsEveryLookupAndSetWritesWhatIsRead) {
   m_installation.registerHome("/first");
+  EXPECT_EQ("/first", lookUp());
   TempInstallation other;
-  other.registerHome("/second");
-  std::string path;
-  ASSERT_EQ(0, System::get_instance()->getNorvaneHomePath(path));
-  EXPECT_EQ("/first", path);
   MachineStore::setRoot(other.storeRoot());
   EXPECT_EQ(other.storeRoot(), MachineStore::getRoot());
-  ASSERT_EQ(0, System::get_instance()->getNorvaneHomePath(path));
-  EXPECT_EQ("/second", path);
-}
-
-TEST_F(HomePathTest, SetNorvaneHomePathWritesWhatTheLookupReads) {
   EXPECT_EQ(0, MachineStore::setNorvaneHomePath("/opt/norvane"));
-  EXPECT_EQ(m_installation.storeRoot() + kValueFile, MachineStore::homeValueLocation());
+  EXPECT_EQ(other.storeRoot() + kValueFile, MachineStore::homeValueLocation());
   EXPECT_EQ("/opt/norvane\n", testsupport::readFile(MachineStore::homeValueLocation()));
-  std::string path;
-  EXPECT_EQ(0, System::get_instance()->getNorvaneHomePath(path));
-  EXPECT_EQ("/opt/norvane", path);
+  EXPECT_EQ("/opt/norvane", lookUp());
 }
 
 TEST_F(HomePathTest, SetNorvaneHomePathReportsAnUnwritableStore) {

@@ -239,7 +239,7 @@ ChildResult generate(const TempInstallation& installation, const std::string& re
 
 }  // namespace
 
-TEST(GenerateConfigTest, DefaultsAreWrittenLineForLineAndReadBack) {
+TEST(GenerateConfigTest, DefaultsAreWrittenLineForLineAndReadBackAnUncreatableFileThrows) {
   TempInstallation installation;
   installation.registerHome();
   const preferencestest::Settings defaults = readSettings(installation);
@@ -251,6 +251,10 @@ TEST(GenerateConfigTest, DefaultsAreWrittenLineForLineAndReadBack) {
   }
   EXPECT_EQ(expected, installation.readHomeFile("conf/Norvane.conf"));
   EXPECT_EQ(defaults, readSettings(installation));
+  result = generate(installation, "/no/such/dir/Norvane.conf");
+  EXPECT_EQ(3, result.exitCode);
+  EXPECT_EQ("File : ..\\..\\..\\..\\launcher\\Preferences Line : 1710 Exception : Unknown exception\n",
+            result.output);
 }
 
 TEST(GenerateConfigTest, GeneratedFileReadsBackToTheSameValues) {
@@ -280,13 +284,4 @@ TEST(GenerateConfigTest, WithoutHomeThePathGoesUnderTheParentDirectory) {
             {"\nkey_store = ./bin/key.store\n", "\nlog_file = ../Logs/norvane.txt\n"});
   expectAll(testsupport::readFile(installation.root() + "/Logs/norvane.txt"),
             {"| Error     : Pref:genConf - Invalid Norvane Home Path, using default conf file path"});
-}
-
-TEST(GenerateConfigTest, UncreatableFileThrowsWithTheThrowSite) {
-  TempInstallation installation;
-  installation.registerHome();
-  ChildResult result = generate(installation, "/no/such/dir/Norvane.conf");
-  EXPECT_EQ(3, result.exitCode);
-  EXPECT_EQ("File : ..\\..\\..\\..\\launcher\\Preferences Line : 1710 Exception : Unknown exception\n",
-            result.output);
 }

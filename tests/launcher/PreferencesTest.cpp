@@ -19,13 +19,9 @@
 #include "support/ChildProcess.h"
 #include "support/TempInstallation.h"
 
+using namespace preferencestest;
+using namespace testsupport;
 using launcher::Preferences;
-using preferencestest::expectAll;
-using preferencestest::readSettings;
-using preferencestest::Settings;
-using testsupport::ChildResult;
-using testsupport::runChild;
-using testsupport::TempInstallation;
 
 namespace {
 
@@ -107,24 +103,6 @@ TEST(PreferencesTest, DefaultsWithHomeAndNoFileWhichIsWarnedWithoutDeadlock) {
              "/conf/Norvane.conf; using the server default"});
 }
 
-NORVANE_CHILD(logger_first_with_missing_file) {
-  alarm(60);  // a deadlock ends the child instead of the test run
-  utils::MachineStore::setRoot(args[0]);
-  utils::log_info("first statement %1%") % 1;
-  const unsigned int timeout = launcher::Preferences::get_instance()->get_session_timeout();
-  utils::formatted_log_t::uninitializeLogger();
-  return timeout == 180 ? 0 : 1;
-}
-
-TEST(PreferencesTest, LoggerStartedFirstStillWritesTheMissingFileWarning) {
-  TempInstallation installation;
-  installation.registerHome();
-  ChildResult result = runChild("logger_first_with_missing_file", {installation.storeRoot()});
-  ASSERT_EQ(0, result.exitCode) << result.output;
-  expectAll(installation.readHomeFile("logs/norvane.txt"),
-            {"KVP:readCfg - Cann't open config file", "| Info      : first statement 1"});
-}
-
 // A home with capitals keeps them: only the fixed tail of a path getter is lower-cased.
 TEST(PreferencesTest, ValuesFromTheFileWithTheirQuirksUnderAHomeWithCapitals) {
   TempInstallation installation;
@@ -157,7 +135,7 @@ TEST(PreferencesTest, ValuesFromTheFileWithTheirQuirksUnderAHomeWithCapitals) {
     text += row.line + "\n";
     expected[row.getter] = row.expected;
   }
-  testsupport::writeFile(home + "/conf/Norvane.conf", text);
+  writeFile(home + "/conf/Norvane.conf", text);
   expectSettings(expected, readSettings(installation));
 }
 
@@ -165,8 +143,8 @@ TEST(PreferencesTest, ValuesFromTheFileWithTheirQuirksUnderAHomeWithCapitals) {
 // directory <root>/bin, and the log the fallback "../Logs/norvane.txt".
 TEST(PreferencesTest, FallbackRouteReadsPathKeysLowerCasedAndLogsWhy) {
   TempInstallation installation;
-  preferencestest::prepareFallbackRoute(installation);
-  testsupport::writeFile(installation.root() + "/conf/Norvane.conf",
+  prepareFallbackRoute(installation);
+  writeFile(installation.root() + "/conf/Norvane.conf",
                          "session_timeout = 240\nkey_store = /Etc/Key.Store\nevent_spec = /Lang/Events.INI\n"
                          "alert_config-current = /Conf/Current.json\nPLUGIN_PATH = /Opt/Plugins\n");
   expectSettings({{"get_session_timeout", "240"}, {"get_key_store_loc", "/etc/key.store"},
@@ -182,7 +160,7 @@ TEST(PreferencesTest, FallbackRouteReadsPathKeysLowerCasedAndLogsWhy) {
                   {"getHealthSpecFile(de-DE)", "../conf/languages/en-US/healthspec.json"},
                   {"get_smtp_server_loc", "./bin/smtpServer"}, {"get_value_store_loc", "./bin/value.store"}},
                  readSettings(installation));
-  const std::string log = testsupport::readFile(installation.root() + "/Logs/norvane.txt");
+  const std::string log = readFile(installation.root() + "/Logs/norvane.txt");
   const std::string readFrom = " - Invalid Norvane Home Path, read from ";
   const std::string exception = " - Exception @ ";
   expectAll(log, {"| Error     : Pref:key" + readFrom + "conf file",
@@ -268,12 +246,14 @@ TEST(PreferencesTest, SetFirmwareLocation) {
   }
 }
 
-NORVANE_CHILD(first_use_from_many_threads) {
-  alarm(60);
+// args[1] threads use the settings for the first time; the even ones start the logger
+// first, so with one thread the logger's start waits on the parser's warning.
+NORVANE_CHILD(first_use_from_threads) {
+  alarm(60);  // a deadlock ends the child instead of the test run
   utils::MachineStore::setRoot(args[0]);
   std::vector<std::thread> threads;
   std::atomic<int> wrong{0};
-  for (int i = 0; i < 8; ++i) {
+  for (int i = 0; i < std::stoi(args[1]); ++i) {
     threads.emplace_back([i, &wrong] {
       if (i % 2 == 0) utils::log_info("thread %1% logs first") % i;
       if (launcher::Preferences::get_instance()->get_max_user_count() != 9) ++wrong;
@@ -285,17 +265,19 @@ NORVANE_CHILD(first_use_from_many_threads) {
   return wrong.load();
 }
 
-TEST(PreferencesTest, FirstUseFromManyThreadsWarnsOnceAndLogsEveryLine) {
-  TempInstallation installation;
-  installation.registerHome();
-  ChildResult result = runChild("first_use_from_many_threads", {installation.storeRoot()});
-  ASSERT_EQ(0, result.exitCode) << result.output;
-  const std::string log = installation.readHomeFile("logs/norvane.txt");
-  const std::string warning = "KVP:readCfg - Cann't open config file";
-  const std::string::size_type first = log.find(warning);
-  EXPECT_NE(std::string::npos, first) << log;
-  EXPECT_EQ(std::string::npos, log.find(warning, first + 1)) << log;
-  std::vector<std::string> lines;
-  for (int i = 0; i < 8; ++i) lines.push_back("| Info      : thread " + std::to_string(i) + " done\n");
-  expectAll(log, lines);
+TEST(PreferencesTest, FirstUseWithTheLoggerStartedFirstWarnsOnceAndLogsEveryLine) {
+  for (int threads : {1, 8}) {
+    TempInstallation installation;
+    installation.registerHome();
+    ChildResult result = runChild("first_use_from_threads", {installation.storeRoot(), std::to_string(threads)});
+    ASSERT_EQ(0, result.exitCode) << threads << " threads: " << result.output;
+    const std::string log = installation.readHomeFile("logs/norvane.txt");
+    const std::string warning = "| Warning   : KVP:readCfg - Cann't open config file";
+    const std::string::size_type first = log.find(warning);
+    EXPECT_NE(std::string::npos, first) << log;
+    EXPECT_EQ(std::string::npos, log.find(warning, first + 1)) << log;
+    std::vector<std::string> lines = {"| Info      : thread 0 logs first\n"};
+    for (int i = 0; i < threads; ++i) lines.push_back("| Info      : thread " + std::to_string(i) + " done\n");
+    expectAll(log, lines);
+  }
 }

@@ -82,7 +82,7 @@ TEST_F(HomePathTest, WebServerHomeAppendsToWhateverThePathHeld) {
   EXPECT_EQ(m_installation.home() + "/server/", path);
 }
 
-TEST_F(HomePathTest, SetRootRedirectsEveryLookupAndSetWritesWhatIsRead) {
+TEST_F(HomePathTest, SetRootRedirectsEveryLookupAndSetWritesWhatIsReadOrReportsWhy) {
   m_installation.registerHome("/first");
   EXPECT_EQ("/first", lookUp());
   TempInstallation other;
@@ -92,11 +92,9 @@ TEST_F(HomePathTest, SetRootRedirectsEveryLookupAndSetWritesWhatIsRead) {
   EXPECT_EQ(other.storeRoot() + kValueFile, MachineStore::homeValueLocation());
   EXPECT_EQ("/opt/norvane\n", testsupport::readFile(MachineStore::homeValueLocation()));
   EXPECT_EQ("/opt/norvane", lookUp());
-}
-
-TEST_F(HomePathTest, SetNorvaneHomePathReportsAnUnwritableStore) {
   // A file where the key's directory should be makes the write fail.
-  testsupport::writeFile(m_installation.storeRoot() + "/SOFTWARE", "not a directory");
+  testsupport::writeFile(other.root() + "/blocked", "not a directory");
+  MachineStore::setRoot(other.root() + "/blocked");
   const long status = MachineStore::setNorvaneHomePath("/opt/norvane");
   EXPECT_NE(0, status);
   EXPECT_FALSE(MachineStore::errorText(status).empty());

@@ -96,7 +96,8 @@ class CompressionTest : public ::testing::Test {
 
   Lines list(const std::string& archive, const char* mode = "") {
     int exitCode = 0;
-    const std::string text = runCommand("python3 '" + m_dir + "/lister.py' '" + m_dir + "/" + archive + "' " + mode + " 2>&1", &exitCode);
+    const std::string text =
+        runCommand("python3 '" + m_dir + "/lister.py' '" + m_dir + "/" + archive + "' " + mode + " 2>&1", &exitCode);
     EXPECT_EQ(0, exitCode) << text;
     return linesOf(text);
   }
@@ -211,7 +212,8 @@ TEST_F(CompressionTest, WritesItsTracesAndBothDebugLines) {
   m_installation.registerHome();
   m_installation.writeConfig("log_level = 255\n");
   const std::string present = file("report/present.txt", "here"), missing = m_dir + "/report/missing.txt";
-  auto result = testsupport::runChild("compression_log", {m_installation.storeRoot(), m_dir + "/logged", present, missing});
+  auto result =
+      testsupport::runChild("compression_log", {m_installation.storeRoot(), m_dir + "/logged", present, missing});
   ASSERT_EQ(0, result.exitCode) << result.output;
   EXPECT_NE(std::string::npos, result.output.find("result=2")) << result.output;
   // Banner and message of the Compression lines, without stamp and thread id.

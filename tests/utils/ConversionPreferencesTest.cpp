@@ -22,34 +22,25 @@ using utils::Conversion;
 // Prints the results of the setting-dependent members, one per line.
 NORVANE_CHILD(conversion_members) {
   platform::setMachineStoreRoot(args.at(0));
-  std::ostringstream out;
-  std::uint64_t whole = 0;
-  std::string unit = "none";
-  Conversion::convertSizeInBlocksToDisplayUnits(2097152, whole, unit);
-  out << "display: " << whole << ' ' << unit << '\n';
-  std::uint64_t blocks = 7;
-  Conversion::convertSizeToBlocks(blocks, 1.0, "GiB", 512);
-  out << "blocks: " << blocks << '\n';
+  std::uint64_t whole = 0, blocks = 7;
   std::uint16_t small = 0;
-  unit = "none";
-  Conversion::convertSizeFromBytes(std::uint16_t{2048}, small, unit);
-  out << "bytes16: " << small << ' ' << unit << '\n';
-  double result = -1;
-  Conversion::convertSizeInMB(1.0, "TiB", result);
-  out << "inMB: " << static_cast<long long>(result) << '\n';
-  double size = 0;
-  unit = "none";
-  Conversion::convertSizeInBlocksToSuitableUnitsUsingBlocks(1953525168, size, unit, 512, true);
-  out << "drive: " << size << ' ' << unit << '\n';
-  unit = "none";
-  Conversion::convertSizeInBlocksToSuitableUnits(2097152, size, unit);
-  out << "suitable: " << size << ' ' << unit << '\n';
-  out << "uri: " << Conversion::trimPrefixURI("/abcdef") << '\n';
+  double inMB = -1, drive = 0, suitable = 0;
+  std::string units[4] = {"none", "none", "none", "none"};
+  Conversion::convertSizeInBlocksToDisplayUnits(2097152, whole, units[0]);
+  Conversion::convertSizeToBlocks(blocks, 1.0, "GiB", 512);
+  Conversion::convertSizeFromBytes(std::uint16_t{2048}, small, units[1]);
+  Conversion::convertSizeInMB(1.0, "TiB", inMB);
+  Conversion::convertSizeInBlocksToSuitableUnitsUsingBlocks(1953525168, drive, units[2], 512, true);
+  Conversion::convertSizeInBlocksToSuitableUnits(2097152, suitable, units[3]);
+  std::ostringstream out;
+  out << "display: " << whole << ' ' << units[0] << "\nblocks: " << blocks << "\nbytes16: " << small << ' '
+      << units[1] << "\ninMB: " << static_cast<long long>(inMB) << "\ndrive: " << drive << ' ' << units[2]
+      << "\nsuitable: " << suitable << ' ' << units[3] << "\nuri: " << Conversion::trimPrefixURI("/abcdef") << '\n';
 
   // Statements of the family, for the log.
   Conversion::calculateArraySizeInBlocks(100, 4, 50);
-  unit = "XB";
-  Conversion::convertSizeToKB(1.0, whole, unit);
+  std::string unknown = "XB";
+  Conversion::convertSizeToKB(1.0, whole, unknown);
   try {
     utils::Raid().setRaidLevel(50, 0);
   } catch (utils::PluginException&) {

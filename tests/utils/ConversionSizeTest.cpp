@@ -26,33 +26,27 @@ std::string shown(Convert convert, Size size = 0, std::string unit = "keep") {
   convert(size, unit);
   return conversiontest::text(size) + ' ' + unit;
 }
+#define SHOWN(Size, ...) shown<Size>([&](Size& s, std::string& u) { __VA_ARGS__; })
 
-std::string display(unsigned base, std::uint64_t blocks) {
-  return shown<std::uint64_t>([&](auto& s, auto& u) { rules::convertSizeInBlocksToDisplayUnits(base, blocks, s, u); });
+using U64 = std::uint64_t;
+using U16 = std::uint16_t;
+std::string display(unsigned base, U64 blocks) {
+  return SHOWN(U64, rules::convertSizeInBlocksToDisplayUnits(base, blocks, s, u));
 }
-std::string bytes16(unsigned base, std::uint16_t bytes) {
-  return shown<std::uint16_t>([&](auto& s, auto& u) { rules::convertSizeFromBytes16(base, bytes, s, u); });
-}
-std::string bytes32(std::uint32_t bytes) {
-  return shown<std::uint16_t>([&](auto& s, auto& u) { C::convertSizeFromBytes(bytes, s, u); });
-}
-std::string stripe(std::uint16_t kb) {
-  return shown<std::uint16_t>([&](auto& s, auto& u) { C::convertStripeSize(kb, s, u); });
-}
-std::string fromMB(double mb) {
-  return shown<double>([&](auto& s, auto& u) { C::convertSizeFromMB(mb, s, u); });
-}
-std::string suitable(unsigned base, std::uint64_t blocks) {
-  return shown<double>([&](auto& s, auto& u) { rules::convertSizeInBlocksToSuitableUnits(base, blocks, s, u); });
+std::string bytes16(unsigned base, U16 bytes) { return SHOWN(U16, rules::convertSizeFromBytes16(base, bytes, s, u)); }
+std::string bytes32(std::uint32_t bytes) { return SHOWN(U16, C::convertSizeFromBytes(bytes, s, u)); }
+std::string stripe(U16 kb) { return SHOWN(U16, C::convertStripeSize(kb, s, u)); }
+std::string fromMB(double mb) { return SHOWN(double, C::convertSizeFromMB(mb, s, u)); }
+std::string suitable(unsigned base, U64 blocks) {
+  return SHOWN(double, rules::convertSizeInBlocksToSuitableUnits(base, blocks, s, u));
 }
 // The result starts at 99 so that a kept one shows; the unit is written back.
 std::string toKB(double size, const std::string& unit) {
-  return shown<std::uint64_t>([&](auto& r, auto& u) { C::convertSizeToKB(size, r, u); }, 99, unit);
+  return shown<U64>([&](U64& r, std::string& u) { C::convertSizeToKB(size, r, u); }, 99, unit);
 }
-std::string drive(unsigned base, std::uint64_t blocks, std::uint32_t blockSize, bool makerRule) {
-  return shown<double>([&](auto& s, auto& u) {
-    rules::convertSizeInBlocksToSuitableUnitsUsingBlocks(base, blocks, s, u, blockSize, makerRule);
-  });
+std::string drive(unsigned base, U64 blocks, std::uint32_t blockSize, bool makerRule) {
+  return SHOWN(double,
+               rules::convertSizeInBlocksToSuitableUnitsUsingBlocks(base, blocks, s, u, blockSize, makerRule));
 }
 std::uint64_t toBlocks(unsigned base, double size, const std::string& unit, std::uint16_t blockSize) {
   std::uint64_t blocks = 77;  // kept for units and bases without a rule
@@ -71,10 +65,8 @@ TEST(ConversionSizeTest, RoundingAndArraySizes) {
       ROW("3", C::round(2.5)), ROW("-3", C::round(-2.5)), ROW("2", C::round(2.49)),
       ROW("-0", C::round(0.0)), ROW("1.235", C::my_round(1.23456, 3.0)),
       ROW("3", C::my_round(2.5, 0.0)), ROW("-1.24", C::my_round(-1.235, 2.0)),
-      ROW("400", C::calculateArraySizeInBlocks(100, 4, 0)),
-      ROW("100", C::calculateArraySizeInBlocks(100, 4, 1)),
-      ROW("300", C::calculateArraySizeInBlocks(100, 4, 5)),
-      ROW("200", C::calculateArraySizeInBlocks(100, 4, 6)),
+      ROW("400", C::calculateArraySizeInBlocks(100, 4, 0)), ROW("100", C::calculateArraySizeInBlocks(100, 4, 1)),
+      ROW("300", C::calculateArraySizeInBlocks(100, 4, 5)), ROW("200", C::calculateArraySizeInBlocks(100, 4, 6)),
       ROW("100", C::calculateArraySizeInBlocks(100, 4, 17)),
       // Too few drives wrap in 64 bits.
       ROW("18446744073709551516", C::calculateArraySizeInBlocks(100, 1, 6)),
@@ -137,8 +129,7 @@ TEST(ConversionSizeTest, ToKBClimbsAndEndsAfterOneWrapOfTheIndex) {
       ROW("1023 B", toKB(1023.0, "B")), ROW("0 ZB", toKB(kInfinity, "B")),  // stops at the last unit
       ROW("99 kb", toKB(5.0, " kb ")),  // unknown: result kept, unit trimmed
       // Zero would loop for ever; a tiny size wraps the index, grows to infinity, ends at KB.
-      ROW("0 KB", toKB(0.0, "MB")), ROW("9223372036854775808 KB", toKB(-1.0, "TB")),
-      ROW("0 KB", toKB(1e-300, "GB")),
+      ROW("0 KB", toKB(0.0, "MB")), ROW("9223372036854775808 KB", toKB(-1.0, "TB")), ROW("0 KB", toKB(1e-300, "GB")),
   });
 }
 
@@ -175,8 +166,7 @@ TEST(ConversionSizeTest, DriveMakerRowsAndTheIdemaInverse) {
       // Blocks larger than one IDEMA gigabyte: plain powers of 1000.
       ROW("2.147483648 GB", drive(1000, 1, 2147483648u, true)),
       // Without the rule, or with base 1024: powers of 1024, not rounded.
-      ROW("1 GB", drive(1024, 2097152, 512, true)),
-      ROW("33.9188385009766 GB", drive(1024, 71132960, 512, true)),
+      ROW("1 GB", drive(1024, 2097152, 512, true)), ROW("33.9188385009766 GB", drive(1024, 71132960, 512, true)),
       ROW("931.513389587402 GiB", drive(1000, 1953525168, 512, false)),
       ROW("1.5 KiB", drive(1000, 3, 0, false)), ROW("8 keep", drive(7, 2, 4096, true)),
   });

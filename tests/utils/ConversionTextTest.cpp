@@ -56,8 +56,7 @@ TEST(ConversionTextTest, ReplaceUriAnsiDatesAndCipher) {
       ROW("abc", C::replaceString("abc", "X", "Y")), ROW("aZZc", C::replaceString("abc", "b", "ZZ")),
       // The default prefix "/kestrane/storage/ctl/api/1.0" has 29 characters, cut whatever the text.
       ROW("/drives", C::trimPrefixURI("/kestrane/storage/ctl/api/1.0/drives")),
-      ROW("/drives", C::trimPrefixURI("/xxxxxxxxxxxxxxxxxxxxxxxxxxxx/drives")),
-      ROW("", C::trimPrefixURI("/short")),
+      ROW("/drives", C::trimPrefixURI("/xxxxxxxxxxxxxxxxxxxxxxxxxxxx/drives")), ROW("", C::trimPrefixURI("/short")),
       ROW("2019-03-05T10:20:30", C::convertANSIDateToNorvaneDate("Mar  5 2019", "10:20:30", "03")),
       ROW("2019-11-14T01:02:03", C::convertANSIDateToNorvaneDate("\"Nov 14 2019\"", "\"01:02:03\"", "11")),
       // The month is the caller's, unchecked; the day field is four characters wide.

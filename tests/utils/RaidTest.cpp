@@ -99,8 +99,7 @@ TEST(MathHelperTest, PairsAsPowersOfTwoAndThreeAndFreeSpaceIds) {
       ROW("1", MathHelper::unpairNumber(6, 1)), ROW("5", MathHelper::unpairNumber(243, 0)),
       // Without a quotient (7 / 8, or a 2-power truncated to 0): minus infinity.
       ROW("-inf", MathHelper::unpairNumber(7, 3)), ROW("-inf", MathHelper::unpairNumber(72, 64)),
-      ROW("-inf", MathHelper::unpairNumber(72, 65535)),
-      ROW("5127", MathHelper::pairedFreeSpaceId(5, 7)),
+      ROW("-inf", MathHelper::unpairNumber(72, 65535)), ROW("5127", MathHelper::pairedFreeSpaceId(5, 7)),
       ROW("6144", MathHelper::pairedFreeSpaceId(5, 1024)),  // b runs into a
       ROW("67173375", MathHelper::pairedFreeSpaceId(65535, 65535)),
       ROW("7", MathHelper::unpairedFreeSpaceId(5127, a)), ROW("5", a),

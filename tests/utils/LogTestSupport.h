@@ -1,22 +1,36 @@
-// Helpers of the logger tests: every test runs its statements in a fresh child
-// process against a throwaway installation, then reads the log file it left.
+// Helpers of the logger and rotation tests: every case runs its statements in a
+// fresh child process against a throwaway installation, then reads what it left.
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
+#include <unistd.h>
 
+#include <csignal>
+
+#include <chrono>
 #include <cstdint>
 #include <deque>
+#include <filesystem>
 #include <mutex>
 #include <regex>
+#include <set>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/Host.h"
+#include "platform/MachineStore.h"
 #include "support/ChildProcess.h"
 #include "support/TempInstallation.h"
 
 namespace logtest {
+
+inline std::string config(int level, int cacheMode, const std::string& more = "") {
+  return "log_level = " + std::to_string(level) + "\nlog_cache_mode = " + std::to_string(cacheMode) +
+         "\n" + more;
+}
 
 // An installation whose home is registered in its own store. The child gets the
 // store root and the home as its first two arguments.
@@ -27,77 +41,129 @@ class Installation {
     if (!config.empty()) m_installation.writeConfig(config);
   }
   testsupport::TempInstallation& temp() { return m_installation; }
-  std::string logPath() const { return m_installation.home() + "/logs/norvane.txt"; }
+  std::string logs() const { return m_installation.home() + "/logs"; }
+  std::string logPath() const { return logs() + "/norvane.txt"; }
   std::string log() const { return testsupport::readFile(logPath()); }
+  std::vector<std::string> args(std::vector<std::string> extra = {}) const {
+    extra.insert(extra.begin(), {m_installation.storeRoot(), m_installation.home()});
+    return extra;
+  }
+  // Runs a child that is expected to exit with 0.
   testsupport::ChildResult run(const std::string& child, std::vector<std::string> extra = {}) const {
-    std::vector<std::string> args{m_installation.storeRoot(), m_installation.home()};
-    args.insert(args.end(), extra.begin(), extra.end());
-    return testsupport::runChild(child, args);
+    testsupport::ChildResult result = testsupport::runChild(child, args(std::move(extra)));
+    EXPECT_EQ(result.exitCode, 0) << child << " signal " << result.signal << "\n" << result.output;
+    return result;
   }
 
  private:
   testsupport::TempInstallation m_installation;
 };
 
-// In the child: point the process at the installation named by the arguments.
-void useInstallation(const std::vector<std::string>& args);
+// In the child: a hang becomes a failure, the child never outlives its test (a
+// left-over holder of the machine-wide log lock would stall every other log test),
+// and the process uses the store named by its first argument.
+inline void enterChild(const std::vector<std::string>& args, unsigned int seconds = 60) {
+  alarm(seconds);
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  platform::setMachineStoreRoot(args.at(0));
+}
+inline std::string childLogPath(const std::vector<std::string>& args) { return args.at(1) + "/logs/norvane.txt"; }
 
-// The log file of the child's installation.
-std::string childLogPath(const std::vector<std::string>& args);
-
-std::vector<std::string> lines(const std::string& text);
-
-// Counts calls of the global operator new while switched on (the test binary
-// replaces it).
-void countAllocations(bool on);
-long allocationsCounted();
+inline std::vector<std::string> lines(const std::string& text) {
+  std::vector<std::string> result;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) result.push_back(line);
+  return result;
+}
 
 // "DD/MM hh:mm:ss <hex id>" as the prefix of a written line. The stamp is missing
 // when the process's first line falls in a seconds field of 0.
 inline const std::string kStampAndId = R"((?:\d\d/\d\d \d\d:\d\d:\d\d )?[0-9a-f]+)";
+inline std::string info(const std::string& message) { return kStampAndId + R"( \| Info      : )" + message; }
 
-// A host whose clock reads from a script; everything else is the real one. Each
-// reading takes the next scripted time and the last one repeats.
-class ScriptedClockHost : public platform::Host, public platform::Clock {
+// Each line matches its pattern, and there are as many lines as patterns.
+inline void expectLines(const std::string& log, const std::vector<std::string>& patterns) {
+  const std::vector<std::string> written = lines(log);
+  ASSERT_EQ(written.size(), patterns.size()) << log;
+  for (std::size_t i = 0; i < patterns.size(); ++i) {
+    EXPECT_TRUE(std::regex_match(written[i], std::regex(patterns[i])))
+        << "line " << i << ": " << written[i] << "\n  vs " << patterns[i];
+  }
+}
+
+// The message of each line: after the banner, or right after the thread id for a
+// level without one (the tests' messages start with letters that are no hex digits).
+inline std::vector<std::string> messages(const std::string& log) {
+  static const std::regex prefix(R"(^(\d\d/\d\d \d\d:\d\d:\d\d )?[0-9a-f]+( \| [A-Za-z ]{10}: )?)");
+  std::vector<std::string> result;
+  for (const auto& line : lines(log)) result.push_back(std::regex_replace(line, prefix, ""));
+  return result;
+}
+
+inline bool waitForFile(const std::string& path, std::chrono::seconds limit = std::chrono::seconds(30)) {
+  const auto until = std::chrono::steady_clock::now() + limit;
+  while (!std::filesystem::exists(path)) {
+    if (std::chrono::steady_clock::now() > until) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return true;
+}
+
+// Counts calls of the global operator new while switched on (the log test binary
+// replaces it).
+void countAllocations(bool on);
+long allocationsCounted();
+
+inline platform::LocalTime at(int day, int month, int hour, int minute, int second) {
+  return platform::LocalTime{2026, month, day, hour, minute, second, 0};
+}
+
+// The real platform but for a clock that reads from a script (each reading takes
+// the next time and the last one repeats; the real clock until one is scripted)
+// and file names whose deletion is refused.
+class TestHost : public platform::Host, public platform::Clock, public platform::FileSystem {
  public:
-  explicit ScriptedClockHost(std::deque<platform::LocalTime> times) : m_times(std::move(times)) {}
+  explicit TestHost(std::deque<platform::LocalTime> times = {}) : m_times(std::move(times)) {}
 
   platform::LocalTime localTime() override {
     std::lock_guard<std::mutex> guard(m_mutex);
     if (!m_times.empty()) {
       m_last = m_times.front();
       m_times.pop_front();
+      m_scripted = true;
     }
-    return m_last;
+    return m_scripted ? m_last : platform::posixHost().clock().localTime();
   }
-  std::uint64_t currentThreadId() override {
-    return m_threadId != 0 ? m_threadId : platform::posixHost().clock().currentThreadId();
+  std::uint64_t currentThreadId() override { return platform::posixHost().clock().currentThreadId(); }
+  bool listDirectory(const std::string& directory, std::vector<platform::DirectoryEntry>& entries) override {
+    return platform::posixHost().fileSystem().listDirectory(directory, entries);
   }
-  void setThreadId(std::uint64_t id) { m_threadId = id; }
-
+  bool removeFile(const std::string& path) override {
+    if (m_refused.count(std::filesystem::path(path).filename().string()) != 0) return false;
+    return platform::posixHost().fileSystem().removeFile(path);
+  }
+  bool renameFile(const std::string& from, const std::string& to) override {
+    return platform::posixHost().fileSystem().renameFile(from, to);
+  }
   platform::Clock& clock() override { return *this; }
-  platform::FileSystem& fileSystem() override { return platform::posixHost().fileSystem(); }
+  platform::FileSystem& fileSystem() override { return *this; }
   platform::MachineStore& machineStore() override { return platform::posixHost().machineStore(); }
   std::unique_ptr<platform::ProcessLock> openProcessLock(const std::string& name) override {
     return platform::posixHost().openProcessLock(name);
   }
 
+  void stopAt(platform::LocalTime time) {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    m_times = {time};
+  }
+  void refuseDeletion(const std::string& name) { m_refused.insert(name); }
+
  private:
   std::mutex m_mutex;
   std::deque<platform::LocalTime> m_times;
   platform::LocalTime m_last;
-  std::uint64_t m_threadId = 0;
+  bool m_scripted = false;
+  std::set<std::string> m_refused;
 };
-
-inline platform::LocalTime at(int day, int month, int hour, int minute, int second) {
-  platform::LocalTime time;
-  time.year = 2026;
-  time.day = day;
-  time.month = month;
-  time.hour = hour;
-  time.minute = minute;
-  time.second = second;
-  return time;
-}
 
 }  // namespace logtest

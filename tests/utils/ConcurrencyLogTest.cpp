@@ -10,13 +10,13 @@
 #include <utils/SharedMutex.h>
 #include <utils/Thread.h>
 #include <utils/ThreadPool.h>
-#include <utils/ThreadPoolJob.h>
 #include <utils/UniqueLock_SMutex.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <map>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -29,57 +29,28 @@
 
 namespace {
 
-using concurrencytest::eventually;
-using concurrencytest::Gate;
-using concurrencytest::ThreadExits;
+using namespace concurrencytest;
+using Lines = std::vector<std::string>;
 
-const char kDebugBanner[] = " | Debug     : ";
-
-// The messages of the DEBUG lines of a log text, in file order.
-std::vector<std::string> debugMessages(const std::string& text) {
-  std::vector<std::string> messages;
-  std::istringstream in(text);
-  std::string line;
-  while (std::getline(in, line)) {
-    const auto banner = line.find(kDebugBanner);
-    if (banner != std::string::npos) messages.push_back(line.substr(banner + sizeof kDebugBanner - 1));
+// Runs a child against a throwaway installation; checks it exited 0 and returns
+// the messages of the DEBUG lines it logged, in file order.
+Lines debugMessagesOfChild(const std::string& child, std::string* output = nullptr) {
+  testsupport::TempInstallation installation;
+  installation.registerHome();
+  const auto result = testsupport::runChild(child, {installation.storeRoot()});
+  EXPECT_EQ(result.exitCode, 0) << result.output;
+  if (output != nullptr) *output = result.output;
+  const std::string banner = " | Debug     : ";
+  Lines messages;
+  std::istringstream in(installation.readHomeFile("/logs/norvane.txt"));
+  for (std::string line; std::getline(in, line);) {
+    const auto at = line.find(banner);
+    if (at != std::string::npos) messages.push_back(line.substr(at + banner.size()));
   }
   return messages;
 }
 
-std::size_t indexOf(const std::vector<std::string>& messages, const std::string& message) {
-  return static_cast<std::size_t>(std::find(messages.begin(), messages.end(), message) -
-                                  messages.begin());
-}
-
-class LoggedRun {
- public:
-  LoggedRun() { m_installation.registerHome(); }
-  testsupport::ChildResult run(const std::string& child) {
-    return testsupport::runChild(child, {m_installation.storeRoot()});
-  }
-  std::vector<std::string> messages() const {
-    return debugMessages(m_installation.readHomeFile("/logs/norvane.txt"));
-  }
-
- private:
-  testsupport::TempInstallation m_installation;
-};
-
 void doNothing() {}
-
-class BlockingJob : public utils::ThreadPoolJob {
- public:
-  BlockingJob(Gate& release, ThreadExits& exits) : m_release(release), m_exits(exits) {}
-  void run() override {
-    m_exits.noteExitOfThisThread();
-    m_release.wait();
-  }
-
- private:
-  Gate& m_release;
-  ThreadExits& m_exits;
-};
 
 NORVANE_CHILD(lock_and_thread_lines) {
   platform::setMachineStoreRoot(args.at(0));
@@ -100,84 +71,67 @@ NORVANE_CHILD(lock_and_thread_lines) {
 }
 
 TEST(ConcurrencyLogTest, LockDestructorsAndJoinWriteTheirDebugLines) {
-  LoggedRun run;
-  const auto result = run.run("lock_and_thread_lines");
-  ASSERT_EQ(result.exitCode, 0) << result.output;
-  const std::vector<std::string> expected{
-      "start",
-      "SharedLock:Destruct - destroyed",
-      "UniqueLock:Destruct - destroyed",
-      "Thread:Join - waiting for child thread (name:'worker one') to join",
-      "Thread:Join - thread (name:'worker one') join complete",
-      "end"};
-  EXPECT_EQ(run.messages(), expected);
+  EXPECT_EQ(debugMessagesOfChild("lock_and_thread_lines"),
+            (Lines{"start", "SharedLock:Destruct - destroyed", "UniqueLock:Destruct - destroyed",
+                   "Thread:Join - waiting for child thread (name:'worker one') to join",
+                   "Thread:Join - thread (name:'worker one') join complete", "end"}));
 }
 
 NORVANE_CHILD(pool_lines) {
   platform::setMachineStoreRoot(args.at(0));
-  Gate release;
-  ThreadExits exits;
+  Gate release, exits;
   {
     utils::ThreadPool pool(5);
     pool.addJob(nullptr);
-    pool.addJob(new BlockingJob(release, exits));
-    if (!eventually([&] { return pool.getRunningJobCount() == 1; })) return 3;
-    pool.addJob(new BlockingJob(release, exits));
-    if (!eventually([&] { return pool.getRunningJobCount() == 2; })) return 3;
-    pool.addJob(new BlockingJob(release, exits));
-    if (!eventually([&] { return pool.getRunningJobCount() == 3; })) return 3;
+    for (int running = 1; running <= 3; ++running) {
+      pool.addJob(new FunctionJob([&] {
+        exits.noteExitOfThisThread();
+        release.wait();
+      }));
+      if (!eventually([&] { return pool.getRunningJobCount() == running; })) return 3;
+    }
     release.open();
     if (!exits.waitFor(3)) return 4;
   }
-  std::printf("main=%s\n", utils::Thread::get_id().c_str());
   return 0;
 }
 
 TEST(ConcurrencyLogTest, PoolNamesItsThreadsByTheRunningCountAndLogsItsTeardown) {
-  LoggedRun run;
-  const auto result = run.run("pool_lines");
-  ASSERT_EQ(result.exitCode, 0) << result.output;
-  const std::vector<std::string> messages = run.messages();
-
-  // The three hand-overs, named by the count of jobs running at the time.
-  std::vector<std::string> handOvers;
+  const Lines messages = debugMessagesOfChild("pool_lines");
+  // Each job thread's lines, its identity replaced by <id>, in their order; the
+  // pool's own lines apart.
+  std::map<std::string, Lines> byThread;
+  Lines poolLines;
+  const std::regex jobLine("(ThreadP:detatch - .*thread )([0-9a-f]+)(.*)");
   for (const auto& message : messages) {
-    if (message.rfind("ThreadP:addJob - ", 0) == 0) handOvers.push_back(message);
+    std::smatch match;
+    if (std::regex_match(message, match, jobLine)) {
+      byThread[match[2]].push_back(match[1].str() + "<id>" + match[3].str());
+    } else {
+      poolLines.push_back(message);
+    }
   }
-  const std::vector<std::string> expectedHandOvers{
-      "ThreadP:addJob - creating detatched thread 0 of ThreadPool.",
-      "ThreadP:addJob - creating detatched thread 1 of ThreadPool.",
-      "ThreadP:addJob - creating detatched thread 2 of ThreadPool."};
-  EXPECT_EQ(handOvers, expectedHandOvers);
-
-  // Each job thread: active, done, end, in that order, under its own identity.
-  int jobThreads = 0;
-  for (const auto& message : messages) {
-    const std::string prefix = "ThreadP:detatch - now detatched thread ";
-    if (message.rfind(prefix, 0) != 0) continue;
-    ++jobThreads;
-    const std::string id = message.substr(prefix.size(), message.size() - prefix.size() - 11);
-    EXPECT_EQ(message, prefix + id + " is active.");
-    const auto active = indexOf(messages, message);
-    const auto done = indexOf(messages, "ThreadP:detatch - job done by detatched thread " + id +
-                                            ". [pending count=0]");
-    const auto end =
-        indexOf(messages, "ThreadP:detatch - end of detatchedThreadRoutine for thread " + id);
-    EXPECT_LT(active, done) << id;
-    EXPECT_LT(done, end) << id;
-    EXPECT_LT(end, messages.size()) << id;
+  ASSERT_EQ(byThread.size(), 3u);
+  for (const auto& [id, lines] : byThread) {
+    EXPECT_EQ(lines, (Lines{"ThreadP:detatch - now detatched thread <id> is active.",
+                            "ThreadP:detatch - job done by detatched thread <id>. [pending count=0]",
+                            "ThreadP:detatch - end of detatchedThreadRoutine for thread <id>"}))
+        << id;
   }
-  EXPECT_EQ(jobThreads, 3);
-
-  // The teardown, in order, after every job thread has finished.
-  const std::vector<std::string> teardown{
-      "ThreadP:Destruct - terminating thread pool...",
-      "ThreadP:Destruct - notifying all pool threads...",
-      "ThreadP:Destruct - thread pool join complete for all threads",
-      "ThreadP:Destruct - thread pool high tide was 0",
-      "ThreadP:Destruct - thread pool no longer present"};
+  const Lines teardown{"ThreadP:Destruct - terminating thread pool...",
+                       "ThreadP:Destruct - notifying all pool threads...",
+                       "ThreadP:Destruct - thread pool join complete for all threads",
+                       "ThreadP:Destruct - thread pool high tide was 0",
+                       "ThreadP:Destruct - thread pool no longer present"};
+  // The hand-overs are named by the count of jobs running at the time.
+  Lines expected{"ThreadP:addJob - creating detatched thread 0 of ThreadPool.",
+                 "ThreadP:addJob - creating detatched thread 1 of ThreadPool.",
+                 "ThreadP:addJob - creating detatched thread 2 of ThreadPool."};
+  expected.insert(expected.end(), teardown.begin(), teardown.end());
+  EXPECT_EQ(poolLines, expected);
+  // The teardown comes after every job thread has finished.
   ASSERT_GE(messages.size(), teardown.size());
-  EXPECT_EQ(std::vector<std::string>(messages.end() - teardown.size(), messages.end()), teardown);
+  EXPECT_EQ(Lines(messages.end() - teardown.size(), messages.end()), teardown);
 }
 
 // The barrier: with no Thread counted, a statement ignores a held m_Mutex; once
@@ -195,11 +149,9 @@ NORVANE_CHILD(statement_barrier) {
   };
   {
     utils::Lock hold(&utils::formatted_log_t::m_Mutex, false);
-    std::thread free = logFromAnotherThread();
-    free.join();
+    logFromAnotherThread().join();
     std::printf("uncounted=%d\n", written.load() ? 1 : 0);
   }
-
   Gate release;
   utils::Thread counted("counted", [&] { release.wait(); });
   std::thread blocked;
@@ -217,12 +169,10 @@ NORVANE_CHILD(statement_barrier) {
 }
 
 TEST(ConcurrencyLogTest, StatementsPassTheBarrierOnlyWhileAThreadIsCounted) {
-  LoggedRun run;
-  const auto result = run.run("statement_barrier");
-  ASSERT_EQ(result.exitCode, 0) << result.output;
-  EXPECT_NE(result.output.find("uncounted=1\ncounted-held=0\ncounted-released=1\n"),
-            std::string::npos)
-      << result.output;
+  std::string output;
+  debugMessagesOfChild("statement_barrier", &output);
+  EXPECT_NE(output.find("uncounted=1\ncounted-held=0\ncounted-released=1\n"), std::string::npos)
+      << output;
 }
 
 }  // namespace

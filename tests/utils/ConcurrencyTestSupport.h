@@ -1,40 +1,60 @@
 // Coordination helpers for the concurrency tests, built on the standard library so
-// that they never depend on the classes under test.
+// that they never depend on the classes under test (FunctionJob only adapts one).
 #pragma once
+
+#include <utils/ThreadPoolJob.h>
 
 #include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <new>
 #include <thread>
+#include <utility>
 
 namespace concurrencytest {
 
 using Clock = std::chrono::steady_clock;
+using Limit = std::chrono::milliseconds;
+inline constexpr Limit kPatience = std::chrono::seconds(10);
 
-// A one-way door: threads wait until it is opened. Waits give up after a bound so
-// that a fault fails the test instead of hanging it.
+// A counter that threads wait on; open() and wait() use it as a one-way door. Waits
+// give up after a bound so that a fault fails the test instead of hanging it.
 class Gate {
  public:
   void open() {
     std::lock_guard<std::mutex> guard(m_mutex);
-    m_open = true;
+    ++m_count;
     m_changed.notify_all();
   }
-  bool wait(std::chrono::milliseconds limit = std::chrono::seconds(10)) {
+  bool wait(Limit limit = kPatience) { return waitFor(1, limit); }
+  bool waitFor(int count, Limit limit = kPatience) {
     std::unique_lock<std::mutex> guard(m_mutex);
-    return m_changed.wait_for(guard, limit, [this] { return m_open; });
+    return m_changed.wait_for(guard, limit, [&] { return m_count >= count; });
+  }
+  // Counts the calling thread once it has fully ended: its thread-local objects are
+  // destroyed after its entry function returned. Lets a test wait for detached
+  // threads before tearing down what they read.
+  void noteExitOfThisThread() {
+    thread_local ExitNotifier notifier;
+    notifier.owner = this;
   }
 
  private:
+  struct ExitNotifier {
+    Gate* owner = nullptr;
+    ~ExitNotifier() {
+      if (owner != nullptr) owner->open();
+    }
+  };
   std::mutex m_mutex;
   std::condition_variable m_changed;
-  bool m_open = false;
+  int m_count = 0;
 };
+using ThreadExits = Gate;  // counts noteExitOfThisThread() callers that have ended
 
 // Polls until the condition holds or the limit passes; returns the last result.
-inline bool eventually(const std::function<bool()>& condition,
-                       std::chrono::milliseconds limit = std::chrono::seconds(10)) {
+inline bool eventually(const std::function<bool()>& condition, Limit limit = kPatience) {
   const auto deadline = Clock::now() + limit;
   while (!condition()) {
     if (Clock::now() > deadline) return false;
@@ -43,13 +63,11 @@ inline bool eventually(const std::function<bool()>& condition,
   return true;
 }
 
-// Runs a function on a new standard thread and waits for it: the answer of a
-// second thread, with the first one's holds still in place.
+// The answer of a second thread, with the first one's holds still in place.
 template <typename Result>
 Result onOtherThread(const std::function<Result()>& body) {
   Result result{};
-  std::thread other([&] { result = body(); });
-  other.join();
+  std::thread([&] { result = body(); }).join();
   return result;
 }
 
@@ -57,35 +75,26 @@ inline double secondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-// Counts threads that have fully ended: a thread calls noteExitOfThisThread() and
-// is counted once its thread-local objects are destroyed, after its entry function
-// has returned. Lets a test wait for detached threads before tearing down what
-// they read.
-class ThreadExits {
+// Storage for a shallow copy that must never be destroyed: its original releases
+// the shared object, and a second destructor would release it twice.
+template <typename T>
+struct NeverDestroyed {
+  template <typename... Args>
+  explicit NeverDestroyed(Args&&... args) : object(new (storage) T(std::forward<Args>(args)...)) {}
+  alignas(T) unsigned char storage[sizeof(T)];
+  T* object;
+};
+
+// A pool job built from two callables; the second runs in its destructor.
+class FunctionJob : public utils::ThreadPoolJob {
  public:
-  void noteExitOfThisThread() {
-    thread_local Notifier notifier;
-    notifier.owner = this;
-  }
-  bool waitFor(int count, std::chrono::milliseconds limit = std::chrono::seconds(10)) {
-    std::unique_lock<std::mutex> guard(m_mutex);
-    return m_changed.wait_for(guard, limit, [&] { return m_exited >= count; });
-  }
+  explicit FunctionJob(std::function<void()> body, std::function<void()> onDestroy = [] {})
+      : m_body(std::move(body)), m_onDestroy(std::move(onDestroy)) {}
+  ~FunctionJob() override { m_onDestroy(); }
+  void run() override { m_body(); }
 
  private:
-  struct Notifier {
-    ThreadExits* owner = nullptr;
-    ~Notifier() {
-      if (owner == nullptr) return;
-      std::lock_guard<std::mutex> guard(owner->m_mutex);
-      ++owner->m_exited;
-      owner->m_changed.notify_all();
-    }
-  };
-
-  std::mutex m_mutex;
-  std::condition_variable m_changed;
-  int m_exited = 0;
+  std::function<void()> m_body, m_onDestroy;
 };
 
 }  // namespace concurrencytest

@@ -12,7 +12,7 @@
 #include <utils/Conversion.h>
 #include <utils/StringHelper.h>
 
-#include "utils/LocalClock.h"
+#include "platform/LocalZone.h"
 
 namespace utils {
 namespace {
@@ -38,7 +38,7 @@ std::string formatDateTime(const local_date_time& value, bool fractional) {
 }
 
 ptime localNow() {
-  local_clock::followZone();
+  platform::local_zone::followZone();
   return boost::posix_time::second_clock::local_time();
 }
 
@@ -88,7 +88,7 @@ std::int64_t DateTime::getCurrentTimeInSec() {
 
 std::string DateTime::getCurrentDateTime() {
   std::tm now{};
-  local_clock::toLocalTime(getCurrentTimeInSec(), now);
+  platform::local_zone::toLocalTime(getCurrentTimeInSec(), now);
   char text[80];
   const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%X", &now);
   return std::string(text, length);
@@ -130,13 +130,13 @@ std::string DateTime::getRFC3339Time(std::int64_t rtc) {
 std::tm* DateTime::getDstAdjustedLocalTime(std::int64_t* time) {
   // A null pointer has no time to show.
   if (time == nullptr) return nullptr;
-  std::tm* parts = local_clock::toLocalTimeInThreadBuffer(*time);
+  std::tm* parts = platform::local_zone::toLocalTimeInThreadBuffer(*time);
   if (parts != nullptr && parts->tm_isdst > 0) {
     // Unlike rtcToTimePtr the copy keeps its daylight-saving flag, so mktime gives
     // the same instant back and the correction is zero: the wall clock is shown.
     std::tm copy = *parts;
-    const std::int64_t same = local_clock::makeTime(copy);
-    parts = local_clock::toLocalTimeInThreadBuffer(*time - (same - *time));
+    const std::int64_t same = platform::local_zone::makeTime(copy);
+    parts = platform::local_zone::toLocalTimeInThreadBuffer(*time - (same - *time));
   }
   return parts;
 }
@@ -144,23 +144,23 @@ std::tm* DateTime::getDstAdjustedLocalTime(std::int64_t* time) {
 void DateTime::getY2kTime(std::int64_t* out) {
   // A null pointer has nowhere to take the result.
   if (out == nullptr) return;
-  std::tm epoch = local_clock::y2kEpoch(0);
-  *out = local_clock::makeTime(epoch);
+  std::tm epoch = platform::local_zone::y2kEpoch(0);
+  *out = platform::local_zone::makeTime(epoch);
 }
 
 std::int64_t DateTime::getdstInSec() {
   // glibc's mktime shifts a time flagged as daylight saving by an hour even in a zone
   // that keeps none; such a zone applies no shift, so its size is 0.
-  if (!local_clock::keepsDaylightSaving(100)) return 0;
-  std::tm standard = local_clock::y2kEpoch(0);
-  std::tm daylight = local_clock::y2kEpoch(1);
+  if (!platform::local_zone::keepsDaylightSaving(100)) return 0;
+  std::tm standard = platform::local_zone::y2kEpoch(0);
+  std::tm daylight = platform::local_zone::y2kEpoch(1);
   const std::int64_t difference =
-      local_clock::makeTime(standard) - local_clock::makeTime(daylight);
+      platform::local_zone::makeTime(standard) - platform::local_zone::makeTime(daylight);
   return std::llabs(difference);
 }
 
 std::string DateTime::get_utc_offset_string() {
-  local_clock::followZone();
+  platform::local_zone::followZone();
   const ptime universal = boost::posix_time::second_clock::universal_time();
   const ptime local = boost::date_time::c_local_adjustor<ptime>::utc_to_local(universal);
   std::ostringstream text;

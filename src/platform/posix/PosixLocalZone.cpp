@@ -1,8 +1,8 @@
-#include "utils/LocalClock.h"
+#include "platform/LocalZone.h"
 
 #include <initializer_list>
 
-namespace utils::local_clock {
+namespace platform::local_zone {
 
 void followZone() { tzset(); }
 
@@ -41,4 +41,4 @@ std::tm y2kEpoch(int isDst) {
   return epoch;
 }
 
-}  // namespace utils::local_clock
+}  // namespace platform::local_zone

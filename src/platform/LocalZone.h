@@ -1,11 +1,11 @@
-// Local calendar time through the C library, so that the zone follows TZ (and the
-// system's zone when TZ is unset) at each call.
+// The local time zone through the C library (localtime_r, mktime, tzset), so that
+// the zone follows TZ, and the system zone when TZ is unset, at each call.
 #pragma once
 
 #include <cstdint>
 #include <ctime>
 
-namespace utils::local_clock {
+namespace platform::local_zone {
 
 // The local time of t in the calling thread's buffer, which rtcToTimePtr and
 // getDstAdjustedLocalTime share the way the C library's localtime shares its own;
@@ -29,4 +29,4 @@ bool keepsDaylightSaving(int tmYear);
 // Midnight of 1 January 2000 as a tm, with the daylight-saving flag given.
 std::tm y2kEpoch(int isDst);
 
-}  // namespace utils::local_clock
+}  // namespace platform::local_zone

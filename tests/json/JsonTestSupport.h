@@ -4,8 +4,11 @@
 #include <json/Reader.h>
 #include <json/Writer.h>
 
+#include <functional>
 #include <sstream>
+#include <streambuf>
 #include <string>
+#include <vector>
 
 namespace jsontest {
 
@@ -27,5 +30,52 @@ inline std::string where(const json::Reader::Location& location) {
   return std::to_string(location.m_nLine) + "/" + std::to_string(location.m_nLineOffset) + "/" +
          std::to_string(location.m_nDocOffset);
 }
+
+// What action throws: "message @ loc" for a scan error, "message @ begin - end" for a
+// parse error, the bare message for any other library exception.
+inline std::string errorOf(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const json::Reader::ScanException& e) {
+    return std::string(e.what()) + " @ " + where(e.m_locError);
+  } catch (const json::Reader::ParseException& e) {
+    return std::string(e.what()) + " @ " + where(e.m_locTokenBegin) + " - " + where(e.m_locTokenEnd);
+  } catch (const json::Exception& e) {
+    return e.what();
+  }
+  return "no exception";
+}
+
+// The error of reading text into `into` (a fresh object if none is given).
+inline std::string readError(const std::string& text, json::Object* into = nullptr) {
+  json::Object local;
+  std::istringstream in(text);
+  return errorOf([&] { json::Reader::Read(into != nullptr ? *into : local, in); });
+}
+
+// Counts what the writer writes (it writes only whole runs of text) and, if asked,
+// records the text written so far at each flush; a deep document is only counted,
+// as its layout grows with the square of its depth.
+class RecordingBuffer : public std::streambuf {
+ public:
+  explicit RecordingBuffer(bool keep) : m_keep(keep) {}
+  unsigned long long count = 0;
+  std::string written;
+  std::vector<std::string> flushes;
+
+ protected:
+  std::streamsize xsputn(const char* s, std::streamsize n) override {
+    count += static_cast<unsigned long long>(n);
+    if (m_keep) written.append(s, static_cast<size_t>(n));
+    return n;
+  }
+  int sync() override {
+    if (m_keep) flushes.push_back(written);
+    return 0;
+  }
+
+ private:
+  bool m_keep;
+};
 
 }  // namespace jsontest

@@ -10,8 +10,6 @@
 #include <string>
 
 #include "PreferencesTestSupport.h"
-#include "support/ChildProcess.h"
-#include "support/TempInstallation.h"
 
 using preferencestest::expectAll;
 using preferencestest::readSettings;
@@ -232,42 +230,40 @@ NORVANE_CHILD(generate_config) {
   return status;
 }
 
-ChildResult generate(const TempInstallation& installation, const std::string& relative = "/conf/Norvane.conf") {
-  return testsupport::runChild("generate_config",
-                               {installation.storeRoot(), preferencestest::workDirectory(installation), relative});
+// Expects the child's exit code; gives its output.
+std::string generate(const TempInstallation& installation, const std::string& relative = "/conf/Norvane.conf",
+                     int exitCode = 0) {
+  const ChildResult result = testsupport::runChild(
+      "generate_config", {installation.storeRoot(), preferencestest::workDirectory(installation), relative});
+  EXPECT_EQ(exitCode, result.exitCode) << result.output;
+  return result.output;
 }
 
 }  // namespace
 
 TEST(GenerateConfigTest, DefaultsAreWrittenLineForLineAndReadBackAnUncreatableFileThrows) {
-  TempInstallation installation;
-  installation.registerHome();
+  preferencestest::HomedInstallation installation;
   const preferencestest::Settings defaults = readSettings(installation);
-  ChildResult result = generate(installation);
-  ASSERT_EQ(0, result.exitCode) << result.output;
+  generate(installation);
   std::string expected = kGeneratedDefaults;
   for (auto at = expected.find("@HOME@"); at != std::string::npos; at = expected.find("@HOME@", at)) {
     expected.replace(at, 6, installation.home());
   }
   EXPECT_EQ(expected, installation.readHomeFile("conf/Norvane.conf"));
   EXPECT_EQ(defaults, readSettings(installation));
-  result = generate(installation, "/no/such/dir/Norvane.conf");
-  EXPECT_EQ(3, result.exitCode);
   EXPECT_EQ("File : ..\\..\\..\\..\\launcher\\Preferences Line : 1710 Exception : Unknown exception\n",
-            result.output);
+            generate(installation, "/no/such/dir/Norvane.conf", 3));
 }
 
 TEST(GenerateConfigTest, GeneratedFileReadsBackToTheSameValues) {
-  TempInstallation installation;
-  installation.registerHome();
-  installation.writeConfig(
+  preferencestest::HomedInstallation installation(
       "session_timeout = 600\nbypass_authentication = true\nuri_prefix = /API/v2\n"
       "ldap_mode = TRUE\nreadOnly = false\nstatistics_mode = 0\nlog_level = 32\n"
       "ldap_server = ldap.example.test\nfull_access_groups = Storage Admins\n"
       "FW_DIR = /Firmware\nperf_duration = 30\nlog_file_count = 9\n");
   const preferencestest::Settings before = readSettings(installation);
   EXPECT_EQ("600", before.at("get_session_timeout"));
-  ASSERT_EQ(0, generate(installation).exitCode);
+  generate(installation);
   expectAll(installation.readHomeFile("conf/Norvane.conf"),
             {"\nbypass_authentication = 1\n", "\nstatistics_mode = false\n", "\nreadOnly = 0\n",
              "\nuri_prefix = /api/v2\n"});
@@ -277,8 +273,7 @@ TEST(GenerateConfigTest, GeneratedFileReadsBackToTheSameValues) {
 TEST(GenerateConfigTest, WithoutHomeThePathGoesUnderTheParentDirectory) {
   TempInstallation installation;
   preferencestest::prepareFallbackRoute(installation);
-  ChildResult result = generate(installation);
-  ASSERT_EQ(0, result.exitCode) << result.output;
+  generate(installation);
   // Work directory <root>/bin: "../conf/Norvane.conf" is <root>/conf/Norvane.conf.
   expectAll(testsupport::readFile(installation.root() + "/conf/Norvane.conf"),
             {"\nkey_store = ./bin/key.store\n", "\nlog_file = ../Logs/norvane.txt\n"});

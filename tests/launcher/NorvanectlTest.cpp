@@ -42,6 +42,9 @@ CtlResult ctl(const TempInstallation& installation, std::vector<std::string> arg
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
+// A whole run in one text, "exit code|out|err", so one expectation covers all three.
+std::string shown(const CtlResult& run) { return std::to_string(run.exitCode) + '|' + run.out + '|' + run.err; }
+
 }  // namespace
 
 TEST(NorvanectlTest, HelpListsEveryCommandAndEachCommandHasItsOwn) {
@@ -76,30 +79,22 @@ TEST(NorvanectlTest, UsageErrorsExitWithTwo) {
       {{"help", "nothing"}, "norvanectl: unknown command 'nothing'\n"},
   };
   for (const auto& c : cases) {
-    CtlResult run = norvanectl(scratch, c.args);
-    EXPECT_EQ(2, run.exitCode) << c.message;
-    EXPECT_EQ(0u, run.err.find(c.message)) << run.err;
-    EXPECT_EQ("", run.out) << c.message;
+    EXPECT_EQ("2||" + c.message, shown(norvanectl(scratch, c.args)).substr(0, c.message.size() + 3));
   }
 }
 
 TEST(NorvanectlTest, SetAndShowHome) {
   TempInstallation installation;
   const std::string valueFile = "/SOFTWARE/Kestrane/Norvane/NorvaneHOME";
-  CtlResult missing = ctl(installation, {"show-home"});
-  EXPECT_EQ(1, missing.exitCode);
-  EXPECT_EQ("norvanectl: no home path set (looked for " + installation.storeRoot() + valueFile + ")\n", missing.err);
-  CtlResult set = ctl(installation, {"set-home", installation.home() + "/./conf/.."});
-  EXPECT_EQ(0, set.exitCode) << set.err;
-  EXPECT_EQ("NorvaneHOME = " + installation.home() + "\n", set.out);
+  EXPECT_EQ("1||norvanectl: no home path set (looked for " + installation.storeRoot() + valueFile + ")\n",
+            shown(ctl(installation, {"show-home"})));
+  EXPECT_EQ("0|NorvaneHOME = " + installation.home() + "\n|",
+            shown(ctl(installation, {"set-home", installation.home() + "/./conf/.."})));
   EXPECT_EQ(installation.home() + "\n", testsupport::readFile(installation.storeRoot() + valueFile));
-  CtlResult shown = ctl(installation, {"--store-root=" + installation.storeRoot(), "show-home"});
-  EXPECT_EQ(0, shown.exitCode);
-  EXPECT_EQ(installation.home() + "\n", shown.out);
-
-  CtlResult absent = ctl(installation, {"set-home", installation.root() + "/absent"});
-  EXPECT_EQ(1, absent.exitCode);
-  EXPECT_EQ("norvanectl: '" + installation.root() + "/absent' is not a directory\n", absent.err);
+  EXPECT_EQ("0|" + installation.home() + "\n|",
+            shown(ctl(installation, {"--store-root=" + installation.storeRoot(), "show-home"})));
+  EXPECT_EQ("1||norvanectl: '" + installation.root() + "/absent' is not a directory\n",
+            shown(ctl(installation, {"set-home", installation.root() + "/absent"})));
   testsupport::writeFile(installation.root() + "/blocked", "");  // a store root that cannot hold the key
   CtlResult blocked =
       norvanectl(installation, {"--store-root", installation.root() + "/blocked", "set-home", installation.home()});
@@ -113,9 +108,7 @@ TEST(NorvanectlTest, GenerateConfigWritesTheFileTheLibraryReads) {
   EXPECT_EQ(1, ctl(installation, {"generate-config"}).exitCode);  // no home yet
   installation.registerHome();
   std::filesystem::remove_all(installation.home() + "/conf");
-  CtlResult run = ctl(installation, {"generate-config"});
-  EXPECT_EQ(0, run.exitCode) << run.err;
-  EXPECT_EQ("wrote " + installation.home() + "/conf/Norvane.conf\n", run.out);
+  EXPECT_EQ("0|wrote " + installation.home() + "/conf/Norvane.conf\n|", shown(ctl(installation, {"generate-config"})));
   const std::string text = installation.readHomeFile("conf/Norvane.conf");
   EXPECT_EQ(0u, text.find("# Subject name\nSUB_NAME = C=US,"));
   EXPECT_TRUE(contains(text, "\nkey_store = " + installation.home() + "/bin/key.store\n"));
@@ -133,26 +126,24 @@ TEST(NorvanectlTest, ShowConfigPrintsEverySettingOrTheChosenOnesAndReportsAZeroP
   EXPECT_EQ(0, all.exitCode) << all.err;
   EXPECT_EQ(0u, all.out.find("# settings in force, read from " + installation.home() +
                              "/conf/Norvane.conf\nSUB_NAME = C=US,"));
-  for (const std::string line : {"\nsession_timeout = 240\n", "\nuri_prefix = /api\n"}) {
+  for (const std::string& line : {std::string("\nsession_timeout = 240\n"), std::string("\nuri_prefix = /api\n"),
+                                 "\nlog_file = " + installation.home() + "/logs/norvane.txt\n",
+                                 "\nLOCALE_PATH = " + installation.home() + "/conf/languages/\n"}) {
     EXPECT_TRUE(contains(all.out, line)) << line;
   }
-  EXPECT_TRUE(contains(all.out, "\nlog_file = " + installation.home() + "/logs/norvane.txt\n"));
-  EXPECT_TRUE(contains(all.out, "\nLOCALE_PATH = " + installation.home() + "/conf/languages/\n"));
   EXPECT_EQ(65, std::count(all.out.begin(), all.out.end(), '\n'));  // heading, 63 keys of the file, LOCALE_PATH
 
   EXPECT_EQ("max_user_count = 9\nsession_timeout = 240\n",
             ctl(installation, {"show-config", "max_user_count", "session_timeout"}).out);
-  CtlResult unknown = ctl(installation, {"show-config", "no_such_key"});
-  EXPECT_EQ(1, unknown.exitCode);
-  EXPECT_EQ("norvanectl: unknown setting 'no_such_key'\n", unknown.err);
+  EXPECT_EQ("1||norvanectl: unknown setting 'no_such_key'\n", shown(ctl(installation, {"show-config", "no_such_key"})));
 
   // A zero perf_duration is reported, not fatal as in the library.
   installation.writeConfig("perf_duration = 0\n");
-  CtlResult shown = ctl(installation, {"show-config"});
-  EXPECT_EQ(1, shown.exitCode);
-  EXPECT_TRUE(contains(shown.err, "norvanectl: perf_duration = '0' is not a positive number"));
-  EXPECT_FALSE(contains(shown.out, "perf_duration"));
-  EXPECT_TRUE(contains(shown.out, "\nsession_timeout = 180\n"));
+  CtlResult zero = ctl(installation, {"show-config"});
+  EXPECT_EQ(1, zero.exitCode);
+  EXPECT_TRUE(contains(zero.err, "norvanectl: perf_duration = '0' is not a positive number"));
+  EXPECT_FALSE(contains(zero.out, "perf_duration"));
+  EXPECT_TRUE(contains(zero.out, "\nsession_timeout = 180\n"));
   EXPECT_EQ(1, ctl(installation, {"generate-config"}).exitCode);
   EXPECT_EQ("perf_duration = 0\n", installation.readHomeFile("conf/Norvane.conf"));
 }
@@ -162,10 +153,9 @@ TEST(NorvanectlTest, LogWritesLinesAtTheirLevels) {
   installation.registerHome();
   installation.writeConfig("log_level = 16\n");
   std::filesystem::remove_all(installation.home() + "/logs");
-  CtlResult run = ctl(installation, {"log", "error", "disk 5% slower", "info", "second line", "debug", "hidden"});
-  EXPECT_EQ(0, run.exitCode) << run.err;
-  EXPECT_EQ("log file: " + installation.home() + "/logs/norvane.txt\n", run.out);
-  EXPECT_EQ("norvanectl: note: level debug (32) is above log_level 16; line not written\n", run.err);
+  EXPECT_EQ("0|log file: " + installation.home() + "/logs/norvane.txt\n|"
+            "norvanectl: note: level debug (32) is above log_level 16; line not written\n",
+            shown(ctl(installation, {"log", "error", "disk 5% slower", "info", "second line", "debug", "hidden"})));
   const std::string log = installation.readHomeFile("logs/norvane.txt");
   const std::string::size_type error = log.find(" | Error     : disk 5% slower\n");
   EXPECT_NE(std::string::npos, error) << log;

@@ -37,10 +37,6 @@ void prepareFallbackRoute(const testsupport::TempInstallation& installation) {
   std::filesystem::create_directories(installation.root() + "/Logs");
 }
 
-void expectAll(const std::string& text, const std::vector<std::string>& lines) {
-  for (const std::string& line : lines) EXPECT_NE(std::string::npos, text.find(line)) << line << "\n" << text;
-}
-
 }  // namespace preferencestest
 
 // One "name=value" line per getter; flags as true/false.

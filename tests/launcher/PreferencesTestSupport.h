@@ -5,14 +5,23 @@
 
 #include <map>
 #include <string>
-#include <vector>
 
 #include "support/ChildProcess.h"
 #include "support/TempInstallation.h"
+#include "utils/ConversionTestSupport.h"
 
 namespace preferencestest {
 
+using conversiontest::expectAll;
 using Settings = std::map<std::string, std::string>;
+
+// An installation with its home registered and, when given, a configuration file.
+struct HomedInstallation : testsupport::TempInstallation {
+  explicit HomedInstallation(const std::string& config = "") {
+    registerHome();
+    if (!config.empty()) writeConfig(config);
+  }
+};
 
 // Every getter's value as "name=value" lines, read in a child whose machine store is
 // the installation's and whose working directory is <root>/bin (so the fallback
@@ -25,8 +34,5 @@ std::string workDirectory(const testsupport::TempInstallation& installation);
 // Nothing registered: creates <root>/conf and <root>/Logs, where the fallback route
 // from the work directory finds the configuration file and writes the log.
 void prepareFallbackRoute(const testsupport::TempInstallation& installation);
-
-// Expects each of `lines` somewhere in `text`, naming the missing one.
-void expectAll(const std::string& text, const std::vector<std::string>& lines);
 
 }  // namespace preferencestest

@@ -14,6 +14,7 @@
 #include "platform/MachineStore.h"
 #include "support/ChildProcess.h"
 #include "support/TempInstallation.h"
+#include "utils/ConversionTestSupport.h"
 
 namespace {
 
@@ -83,13 +84,11 @@ TEST(ConversionPreferencesTest, BaseNamesTheUnitsAndDecidesTheRules) {
 
 TEST(ConversionPreferencesTest, LogLinesShowLevelsAsCharactersAndEncodingNeedsTheHighestLevel) {
   std::string text = run("base_for_drive_capacity_calculation = 1000\nlog_level = 255\n").second;
-  for (const char* line : {" | Error     : Conversion:ArrSizeBlock - unsupported raid level '2' ",
-                           " | Error     : Conversion:size2kb - unsupported display unit'8' ",
-                           " | Debug     : Raid:setRaidL - Unsupported or invalid Raidlevel 2",
-                           " | Everything: utils::Conversion::encodeStringtoBase64",
-                           " | Fn Entry  : utils::Conversion::decodeStringtoBase64"}) {
-    EXPECT_NE(std::string::npos, text.find(line)) << line << '\n' << text;
-  }
+  conversiontest::expectAll(text, {" | Error     : Conversion:ArrSizeBlock - unsupported raid level '2' ",
+                                   " | Error     : Conversion:size2kb - unsupported display unit'8' ",
+                                   " | Debug     : Raid:setRaidL - Unsupported or invalid Raidlevel 2",
+                                   " | Everything: utils::Conversion::encodeStringtoBase64",
+                                   " | Fn Entry  : utils::Conversion::decodeStringtoBase64"});
   text = run("log_level = 64\n").second;
   EXPECT_EQ(std::string::npos, text.find("encodeStringtoBase64")) << text;
   EXPECT_NE(std::string::npos, text.find("utils::Conversion::decodeStringtoBase64")) << text;

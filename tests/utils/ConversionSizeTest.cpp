@@ -75,15 +75,14 @@ TEST(ConversionSizeTest, RoundingAndArraySizes) {
   for (std::uint8_t level : {10, 18, 23, 50, 60, 255}) {
     EXPECT_EQ(kAllOnes, C::calculateArraySizeInBlocks(100, 4, level)) << int(level);
   }
-  const struct {
-    std::uint8_t level;
-    std::uint16_t drives;
-    double share;
-  } shares[] = {{0, 4, 40},  {23, 4, 40}, {5, 4, 30},  {50, 4, 30}, {6, 4, 20},  {60, 4, 20},
-                {17, 5, 20}, {18, 5, 20}, {1, 5, 10},  {10, 5, 10}, {5, 0, -10}, {60, 1, -10}};
-  for (const auto& c : shares) {
-    EXPECT_EQ(c.share, C::processSizeForRaidLevel(10.0, c.level, c.drives)) << int(c.level) << " x " << c.drives;
-  }
+  const auto share = [](std::uint8_t level, std::uint16_t drives) {
+    return C::processSizeForRaidLevel(10.0, level, drives);
+  };
+  expectRows({
+      ROW("40", share(0, 4)), ROW("40", share(23, 4)), ROW("30", share(5, 4)), ROW("30", share(50, 4)),
+      ROW("20", share(6, 4)), ROW("20", share(60, 4)), ROW("20", share(17, 5)), ROW("20", share(18, 5)),
+      ROW("10", share(1, 5)), ROW("10", share(10, 5)), ROW("-10", share(5, 0)), ROW("-10", share(60, 1)),
+  });
 }
 
 TEST(ConversionSizeTest, DisplayUnitsTruncateAndNameByBase) {

@@ -1,6 +1,7 @@
 // Shared by the conversion tests: a throwaway installation of the test process (so
 // that the settings are the defaults and the log lands in a temporary home), local
-// time pinned to a zone, and table rows that name the call they check.
+// time pinned to a zone, table rows that name the call they check, and lines expected
+// in a log. Header-only: the string, configuration and settings tests use it too.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -14,6 +15,7 @@
 #include <sstream>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 #include "support/TempInstallation.h"
 
@@ -72,6 +74,11 @@ struct Row {
 // Rows are evaluated in order; a failing row names its call.
 inline void expectRows(std::initializer_list<Row> rows) {
   for (const Row& row : rows) EXPECT_EQ(row.want, row.got) << row.call;
+}
+
+// Expects each of `lines` somewhere in `text`, naming the missing one.
+inline void expectAll(const std::string& text, const std::vector<std::string>& lines) {
+  for (const std::string& line : lines) EXPECT_NE(std::string::npos, text.find(line)) << line << "\n" << text;
 }
 
 }  // namespace conversiontest

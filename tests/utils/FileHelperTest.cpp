@@ -49,19 +49,16 @@ class FileHelperTest : public ::testing::Test {
 TEST_F(FileHelperTest, SizeRightsTimesAndTheEmptyStream) {
   writeFile(m_dir + "/empty", "");
   writeFile(m_dir + "/some", std::string(12345, 'q'));
-  EXPECT_EQ(-1, FileHelper::getFileSize(ref(m_dir + "/missing")));
-  EXPECT_EQ(0, FileHelper::getFileSize(ref(m_dir + "/empty")));
-  EXPECT_EQ(12345, FileHelper::getFileSize(ref(m_dir + "/some")));
-
   chmod((m_dir + "/some").c_str(), 0777);
-  EXPECT_EQ(0, FileHelper::applyNorvaneFilePermission(m_dir + "/some"));
-  EXPECT_EQ(0640u, rightsOf(m_dir + "/some"));
-  EXPECT_EQ(0, FileHelper::applyNorvaneFilePermission(m_dir + "/missing"));
-
   boost::filesystem::last_write_time(m_dir + "/some", 1600000000);
   std::int64_t seconds = 0;
   FileHelper::getLastModifiedTime(ref(m_dir + "/some"), seconds);
-  EXPECT_EQ(1600000000, seconds);
+  const auto size = [this](const char* name) { return FileHelper::getFileSize(ref(m_dir + name)); };
+  const auto permit = [this](const char* name) { return FileHelper::applyNorvaneFilePermission(m_dir + name); };
+  // Sizes of a missing, an empty and a full file; rights set, also for a missing file; time.
+  EXPECT_EQ((std::vector<std::int64_t>{-1, 0, 12345, 0, 0640, 0, 1600000000}),
+            (std::vector<std::int64_t>{size("/missing"), size("/empty"), size("/some"), permit("/some"),
+                                       rightsOf(m_dir + "/some"), permit("/missing"), seconds}));
   EXPECT_THROW(FileHelper::getLastModifiedTime(ref(m_dir + "/missing"), seconds), filesystem_error);
 
   // The stream is tested, not the file.

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "support/ChildProcess.h"
+#include "utils/ConversionTestSupport.h"
 #include "support/TempInstallation.h"
 
 using testsupport::TempInstallation;
@@ -93,16 +94,17 @@ TEST(KeyValueParserTest, SetChangesTheMemoryCopyOnlyAndMissingKeysThrow) {
   const std::string path = scratch.root() + "/values.conf";
   testsupport::writeFile(path, "FW_DIR = /old\ngreeting = Hello\n");
   KeyValueParser parser(path, "=");
-  EXPECT_EQ(path, parser.get_config_file_name());
-  EXPECT_EQ("Hello", parser.get_resource_key_value("greeting"));
   parser.set_config_key_value("FW_DIR", "/new");
-  EXPECT_EQ("/new", parser.get_config_key_value("FW_DIR"));
-  EXPECT_EQ("FW_DIR = /old\ngreeting = Hello\n", testsupport::readFile(path));
-  EXPECT_EQ("/new", KeyValueParser(parser).get_config_key_value("FW_DIR"));
-  EXPECT_EQ(std::string(kThrowSite) + "106 Exception : Unknown exception",
-            whatOf([&] { parser.get_config_key_value("missing"); }));
-  EXPECT_EQ(std::string(kThrowSite) + "115 Exception : Unknown exception",
-            whatOf([&] { parser.set_config_key_value("missing", "x"); }));
+  conversiontest::expectRows({
+      ROW(path, parser.get_config_file_name()), ROW("Hello", parser.get_resource_key_value("greeting")),
+      ROW("/new", parser.get_config_key_value("FW_DIR")),
+      ROW("FW_DIR = /old\ngreeting = Hello\n", testsupport::readFile(path)),
+      ROW("/new", KeyValueParser(parser).get_config_key_value("FW_DIR")),
+      ROW(kThrowSite + std::string("106 Exception : Unknown exception"),
+          whatOf([&] { parser.get_config_key_value("missing"); })),
+      ROW(kThrowSite + std::string("115 Exception : Unknown exception"),
+          whatOf([&] { parser.set_config_key_value("missing", "x"); })),
+  });
 }
 
 NORVANE_CHILD(kvp_missing_file_and_resource) {
@@ -123,9 +125,7 @@ TEST(KeyValueParserTest, MissingFileAndMissingResourceAreWarnedInTheLog) {
       {installation.storeRoot(), missing, installation.home() + "/conf/Norvane.conf"});
   ASSERT_EQ(0, result.exitCode) << result.output;
   const std::string log = installation.readHomeFile("logs/norvane.txt");
-  for (const std::string& line : {"| Warning   : KVP:readCfg - Cann't open config file " + missing +
-                                     "; using the server default",
-                                 std::string("| Warning   : KVP:getRes - Cann't find value for key: no.such.text")}) {
-    EXPECT_NE(std::string::npos, log.find(line)) << line << "\n" << log;
-  }
+  conversiontest::expectAll(log, {"| Warning   : KVP:readCfg - Cann't open config file " + missing +
+                                       "; using the server default",
+                                   "| Warning   : KVP:getRes - Cann't find value for key: no.such.text"});
 }

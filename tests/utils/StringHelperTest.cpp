@@ -9,6 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "utils/ConversionTestSupport.h"
+
+using conversiontest::expectRows;
 using utils::StringHelper;
 using Strings = std::vector<std::string>;
 
@@ -22,33 +25,28 @@ std::string edited(std::string text, const std::function<void(std::string&)>& ed
 
 }  // namespace
 
-TEST(StringHelperTest, InPlaceEdits) {
-  EXPECT_EQ("a b", edited(" \t a b \r\n", StringHelper::trim));
-  EXPECT_EQ("", edited(" \t ", StringHelper::trim));
-  EXPECT_EQ("c:\\fw dir-1", edited("C:\\FW Dir-1", StringHelper::to_lower));
-  EXPECT_EQ("C:\\FW DIR-1", edited("c:\\fw dir-1", StringHelper::to_upper));
+TEST(StringHelperTest, InPlaceEditsAndComparisons) {
   // replace does not rescan inserted text; nothing to find returns instead of looping.
   const auto replace = [](const char* from, const char* to) {
     return [=](std::string& s) { StringHelper::replace(s, from, to); };
   };
-  EXPECT_EQ("aaaaaa", edited("aaa", replace("a", "aa")));
-  EXPECT_EQ("abc", edited("a.b.c", replace(".", "")));
-  EXPECT_EQ("yy", edited("xyxy", replace("xy", "y")));
-  EXPECT_EQ("unchanged", edited("unchanged", replace("", "z")));
-  EXPECT_EQ("a b c d ", edited(std::string("a\tb\nc") + '\0' + "d\x7f",
-                               [](std::string& s) { StringHelper::replacePrintableChar(s, " "); }));
-  EXPECT_EQ("plain text", edited("plain text", [](std::string& s) { StringHelper::replacePrintableChar(s, "?"); }));
-}
-
-TEST(StringHelperTest, ComparisonsAndCaseSensitiveEnds) {
-  EXPECT_TRUE(StringHelper::compare_ignore_case("BASIC", "basic"));
-  EXPECT_FALSE(StringHelper::compare_ignore_case("basic", "basics"));
-  EXPECT_TRUE(StringHelper::starts_with("# comment", "#"));
-  EXPECT_FALSE(StringHelper::starts_with("Abc", "a"));
-  EXPECT_TRUE(StringHelper::starts_with("abc", ""));
-  EXPECT_TRUE(StringHelper::ends_with("file.TXT", ".TXT"));
-  EXPECT_FALSE(StringHelper::ends_with("file.TXT", ".txt"));
-  EXPECT_FALSE(StringHelper::ends_with("t", "longer"));
+  const auto printable = [](const char* with) {
+    return [=](std::string& s) { StringHelper::replacePrintableChar(s, with); };
+  };
+  expectRows({
+      ROW("a b", edited(" \t a b \r\n", StringHelper::trim)), ROW("", edited(" \t ", StringHelper::trim)),
+      ROW("c:\\fw dir-1", edited("C:\\FW Dir-1", StringHelper::to_lower)),
+      ROW("C:\\FW DIR-1", edited("c:\\fw dir-1", StringHelper::to_upper)),
+      ROW("aaaaaa", edited("aaa", replace("a", "aa"))), ROW("abc", edited("a.b.c", replace(".", ""))),
+      ROW("yy", edited("xyxy", replace("xy", "y"))), ROW("unchanged", edited("unchanged", replace("", "z"))),
+      ROW("a b c d ", edited(std::string("a\tb\nc") + '\0' + "d\x7f", printable(" "))),
+      ROW("plain text", edited("plain text", printable("?"))),
+      ROW("1", StringHelper::compare_ignore_case("BASIC", "basic")),
+      ROW("0", StringHelper::compare_ignore_case("basic", "basics")),
+      ROW("1", StringHelper::starts_with("# comment", "#")), ROW("0", StringHelper::starts_with("Abc", "a")),
+      ROW("1", StringHelper::starts_with("abc", "")), ROW("1", StringHelper::ends_with("file.TXT", ".TXT")),
+      ROW("0", StringHelper::ends_with("file.TXT", ".txt")), ROW("0", StringHelper::ends_with("t", "longer")),
+  });
 }
 
 TEST(StringHelperTest, SplitKeepsEmptyTokensAndReplacesTheOutput) {
@@ -73,16 +71,17 @@ TEST(StringHelperTest, SplitFirstOccuranceAppendsTwoPartsOrTheWhole) {
   EXPECT_EQ((Strings{"kept", "key", "a=b", "abc", "a", "b;c", "x", ""}), out);
 }
 
-TEST(StringHelperTest, FolderNamesCountsAndNumbers) {
-  EXPECT_EQ("myfolder1", StringHelper::SetFolderName("My Folder_1"));
-  EXPECT_EQ("bcaf", StringHelper::SetFolderName("B\xc3\xa9" "ca-F"));  // é and - dropped
-  EXPECT_EQ("", StringHelper::SetFolderName("@#$ "));
-  EXPECT_EQ("az09", StringHelper::SetFolderName("AZ09"));
+TEST(StringHelperTest, FolderNamesCountsAndNumbersAsText) {
   const char text[] = {'a', '\0', 'b', 'c', '\0'};
-  EXPECT_EQ(3, StringHelper::getValidCharCount(text, 5));
-  EXPECT_EQ(1, StringHelper::getValidCharCount(text, 2));
-  EXPECT_EQ(0, StringHelper::getValidCharCount(text, 0));
-  EXPECT_EQ(0, StringHelper::getValidCharCount(nullptr, 10));
+  expectRows({
+      ROW("myfolder1", StringHelper::SetFolderName("My Folder_1")),
+      ROW("bcaf", StringHelper::SetFolderName("B\xc3\xa9" "ca-F")),  // é and - dropped
+      ROW("", StringHelper::SetFolderName("@#$ ")), ROW("az09", StringHelper::SetFolderName("AZ09")),
+      ROW("3", StringHelper::getValidCharCount(text, 5)), ROW("1", StringHelper::getValidCharCount(text, 2)),
+      ROW("0", StringHelper::getValidCharCount(text, 0)), ROW("0", StringHelper::getValidCharCount(nullptr, 10)),
+      ROW("0", utils::Conversion::to_string(0)), ROW("1710", utils::Conversion::to_string(1710)),
+      ROW("18446744073709551615", utils::Conversion::to_string(18446744073709551615ULL)),
+  });
   const struct { const char* text; int value; } numbers[] = {
       {"42", 42}, {"  -7 apples", -7}, {"12abc", 12}, {"abc", 0}, {"", 0},
       {"99999999999", INT_MAX},  // the stream stores its limit
@@ -115,10 +114,4 @@ TEST(StringHelperTest, ValidateIPAddtessSetsTheFamilyOrLeavesTheFlags) {
     EXPECT_FALSE(StringHelper::validateIPAddtess(bad, v4, v6)) << bad;
     EXPECT_TRUE(v4 && v6) << bad;
   }
-}
-
-TEST(ConversionTest, ToStringGivesDecimalText) {
-  EXPECT_EQ("0", utils::Conversion::to_string(0));
-  EXPECT_EQ("1710", utils::Conversion::to_string(1710));
-  EXPECT_EQ("18446744073709551615", utils::Conversion::to_string(18446744073709551615ULL));
 }

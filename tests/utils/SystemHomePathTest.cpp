@@ -60,12 +60,10 @@ TEST_F(HomePathTest, StoredValueRules) {
   const struct { std::string bytes, expected; } rows[] = {
       {"/Opt/Norvane Home/", "/Opt/Norvane Home/"},  // case and trailing separator kept
       {"/srv/a\n", "/srv/a"},  // one trailing line end is ignored, no more
-      {"/srv/b\r\n", "/srv/b"},
-      {"/srv/c\n\n", "/srv/c\n"},
+      {"/srv/b\r\n", "/srv/b"}, {"/srv/c\n\n", "/srv/c\n"},
       {"/srv/\xc3\xa9t\xe9\n", "/srv/\xc3\xa9t\xe9"},  // bytes pass unconverted
       {std::string(1024, 'h') + "\n", std::string(1024, 'h')},
-      {std::string(1025, 'h'), "failed"},
-      {std::string(100000, 'h'), "failed"},
+      {std::string(1025, 'h'), "failed"}, {std::string(100000, 'h'), "failed"},
   };
   for (const auto& row : rows) EXPECT_EQ(row.expected, homeFrom(row.bytes)) << row.bytes.substr(0, 30);
   std::filesystem::remove(m_installation.storeRoot() + kValueFile);
@@ -75,11 +73,12 @@ TEST_F(HomePathTest, StoredValueRules) {
 
 TEST_F(HomePathTest, WebServerHomeAppendsToWhateverThePathHeld) {
   std::string path = "old";
-  EXPECT_EQ(0, System::get_instance()->getNorvaneWebServerHomePath(path));
-  EXPECT_EQ("old/server/", path);
+  const auto webHome = [&path] {
+    return std::to_string(System::get_instance()->getNorvaneWebServerHomePath(path)) + " " + path;
+  };
+  EXPECT_EQ("0 old/server/", webHome());
   m_installation.registerHome();
-  EXPECT_EQ(0, System::get_instance()->getNorvaneWebServerHomePath(path));
-  EXPECT_EQ(m_installation.home() + "/server/", path);
+  EXPECT_EQ("0 " + m_installation.home() + "/server/", webHome());
 }
 
 TEST_F(HomePathTest, SetRootRedirectsEveryLookupAndSetWritesWhatIsReadOrReportsWhy) {
@@ -87,7 +86,6 @@ TEST_F(HomePathTest, SetRootRedirectsEveryLookupAndSetWritesWhatIsReadOrReportsW
   EXPECT_EQ("/first", lookUp());
   TempInstallation other;
   MachineStore::setRoot(other.storeRoot());
-  EXPECT_EQ(other.storeRoot(), MachineStore::getRoot());
   EXPECT_EQ(0, MachineStore::setNorvaneHomePath("/opt/norvane"));
   EXPECT_EQ(other.storeRoot() + kValueFile, MachineStore::homeValueLocation());
   EXPECT_EQ("/opt/norvane\n", testsupport::readFile(MachineStore::homeValueLocation()));

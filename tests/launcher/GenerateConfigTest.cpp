@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <iostream>
+#include <regex>
 #include <string>
 
 #include "PreferencesTestSupport.h"
@@ -245,11 +246,8 @@ TEST(GenerateConfigTest, DefaultsAreWrittenLineForLineAndReadBackAnUncreatableFi
   preferencestest::HomedInstallation installation;
   const preferencestest::Settings defaults = readSettings(installation);
   generate(installation);
-  std::string expected = kGeneratedDefaults;
-  for (auto at = expected.find("@HOME@"); at != std::string::npos; at = expected.find("@HOME@", at)) {
-    expected.replace(at, 6, installation.home());
-  }
-  EXPECT_EQ(expected, installation.readHomeFile("conf/Norvane.conf"));
+  EXPECT_EQ(std::regex_replace(kGeneratedDefaults, std::regex("@HOME@"), installation.home()),
+            installation.readHomeFile("conf/Norvane.conf"));
   EXPECT_EQ(defaults, readSettings(installation));
   EXPECT_EQ("File : ..\\..\\..\\..\\launcher\\Preferences Line : 1710 Exception : Unknown exception\n",
             generate(installation, "/no/such/dir/Norvane.conf", 3));

@@ -78,16 +78,16 @@ void expectSettings(const Settings& expected, const Settings& actual) {
 }  // namespace
 
 TEST(PreferencesConstantsTest, KeysAndDefaultsThatNoGetterReads) {
-  EXPECT_STREQ("../conf/Norvane.conf", Preferences::SERVER_CONFIG_FILE_NAME);
-  EXPECT_STREQ("SUB_NAME", Preferences::SUB_NAME_KEY);
-  EXPECT_STREQ("root", Preferences::DEFAULT_FULL_ACCESS_GROUPS_NON_WINDOWS);
-  EXPECT_STREQ("users", Preferences::DEFAULT_READ_ONLY_ACCESS_GROUPS_NON_WINDOWS);
-  EXPECT_STREQ("empty_SGPIO_display", Preferences::SGPIO_DISPLAY_VALUE_KEY);
-  EXPECT_STREQ("readOnly", Preferences::LDAP_ACCESS_MODE_KEY);
-  EXPECT_STREQ("event_count_to_aen_process", Preferences::EVENTS_CALLBACK_AT_ONCE_COUNT_KEY);
-  EXPECT_EQ(389ul, Preferences::DEFAULT_LDAP_PORT_DETAILS);
   const unsigned int& bound = Preferences::DEFAULT_LOG_LEVEL;  // has an address in the library
-  EXPECT_EQ(64u, bound);
+  conversiontest::expectRows({
+      ROW("../conf/Norvane.conf", Preferences::SERVER_CONFIG_FILE_NAME), ROW("SUB_NAME", Preferences::SUB_NAME_KEY),
+      ROW("root", Preferences::DEFAULT_FULL_ACCESS_GROUPS_NON_WINDOWS),
+      ROW("users", Preferences::DEFAULT_READ_ONLY_ACCESS_GROUPS_NON_WINDOWS),
+      ROW("empty_SGPIO_display", Preferences::SGPIO_DISPLAY_VALUE_KEY),
+      ROW("readOnly", Preferences::LDAP_ACCESS_MODE_KEY),
+      ROW("event_count_to_aen_process", Preferences::EVENTS_CALLBACK_AT_ONCE_COUNT_KEY),
+      ROW("389", Preferences::DEFAULT_LDAP_PORT_DETAILS), ROW("64", bound),
+  });
 }
 
 TEST(PreferencesTest, DefaultsWithHomeAndNoFileWhichIsWarnedWithoutDeadlock) {

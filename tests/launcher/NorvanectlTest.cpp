@@ -96,11 +96,10 @@ TEST(NorvanectlTest, SetAndShowHome) {
   EXPECT_EQ("1||norvanectl: '" + installation.root() + "/absent' is not a directory\n",
             shown(ctl(installation, {"set-home", installation.root() + "/absent"})));
   testsupport::writeFile(installation.root() + "/blocked", "");  // a store root that cannot hold the key
-  CtlResult blocked =
-      norvanectl(installation, {"--store-root", installation.root() + "/blocked", "set-home", installation.home()});
-  EXPECT_EQ(1, blocked.exitCode);
-  EXPECT_TRUE(contains(blocked.err, "norvanectl: cannot write " + installation.root() + "/blocked" + valueFile + ": "))
-      << blocked.err;
+  const std::string blocked = shown(
+      norvanectl(installation, {"--store-root", installation.root() + "/blocked", "set-home", installation.home()}));
+  EXPECT_EQ(0u, blocked.find("1||norvanectl: cannot write " + installation.root() + "/blocked" + valueFile + ": "))
+      << blocked;
 }
 
 TEST(NorvanectlTest, GenerateConfigWritesTheFileTheLibraryReads) {

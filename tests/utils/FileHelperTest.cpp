@@ -86,19 +86,16 @@ TEST_F(FileHelperTest, CreateDirectoryMakesEveryLevelWithRights0755OnlyOnce) {
 TEST_F(FileHelperTest, ConvertFsPathResolvesAgainstBaseOrCurrentDirectory) {
   fs::create_directories(m_dir + "/a/b");
   const std::string canonicalDir = fs::canonical(m_dir).string();
-  std::string up = "..";
-  FileHelper::convertFsPath(up, m_dir + "/a/b");
-  EXPECT_EQ(canonicalDir + "/a", up);
-
+  const auto converted = [](std::string path, const auto&... base) {
+    FileHelper::convertFsPath(path, base...);
+    return path;
+  };
+  EXPECT_EQ(canonicalDir + "/a", converted("..", m_dir + "/a/b"));
   fs::create_symlink(m_dir + "/a/b", m_dir + "/link");
-  std::string linked = m_dir + "/./link/../b";  // the link is resolved before ".."
-  FileHelper::convertFsPath(linked);
-  EXPECT_EQ(canonicalDir + "/a/b", linked);
-
+  EXPECT_EQ(canonicalDir + "/a/b", converted(m_dir + "/./link/../b"));  // the link is resolved before ".."
   const fs::path previous = fs::current_path();
   fs::current_path(m_dir + "/a");
-  std::string relative = "b/.";
-  FileHelper::convertFsPath(relative);
+  const std::string relative = converted("b/.");
   fs::current_path(previous);
   EXPECT_EQ(canonicalDir + "/a/b", relative);
 

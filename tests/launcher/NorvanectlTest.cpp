@@ -15,10 +15,7 @@ using testsupport::TempInstallation;
 
 namespace {
 
-struct CtlResult {
-  int exitCode = -1;
-  std::string out, err;
-};
+struct CtlResult { int exitCode = -1; std::string out, err; };
 
 std::string quoted(const std::string& word) {
   std::string text = "'";

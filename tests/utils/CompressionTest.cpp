@@ -171,10 +171,7 @@ TEST_F(CompressionTest, EveryCallWritesTheWholeListIntoANewArchive) {
 // packed with a year offset of 110 and the day plus one, field by field. The
 // expected fields are worked out by hand from the calendar.
 TEST_F(CompressionTest, StoredDateAndTimeFollowTheShiftedPacking) {
-  const struct {
-    const char* modified;
-    const char* stored;
-  } cases[] = {
+  const struct { const char *modified, *stored; } cases[] = {
       // 2050-03-10 is exactly 10957 days later: the day plus one is one day late.
       {"2020-03-10 12:34:57", "2020-3-11 12:34:56"},
       // 2040-01-31: day 31 + 1 = 32 carries into the month: month 2, day 0.

@@ -63,10 +63,7 @@ std::pair<std::string, std::string> run(const std::string& config) {
 }
 
 TEST(ConversionPreferencesTest, BaseNamesTheUnitsAndDecidesTheRules) {
-  const struct {
-    const char* config;
-    const char* output;
-  } cases[] = {
+  const struct { const char *config, *output; } cases[] = {
       {"base_for_drive_capacity_calculation = 1000\nuri_prefix = /ab\nlog_level = 255\n",
        "display: 1 GiB\nblocks: 2097152\nbytes16: 2 KiB\ninMB: 1048576\ndrive: 1 TB\n"
        "suitable: 1 GiB\nuri: cdef\n"},

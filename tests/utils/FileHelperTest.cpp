@@ -166,9 +166,7 @@ TEST_F(FileHelperTest, WriteJsonFileGoesBelowTheHomeOrToTheDefaultLocation) {
   std::ostringstream document;
   json::Writer::Write(sampleDocument(), document);
   const std::string size = "size=" + std::to_string(document.str().size());
-  const struct {
-    std::string home, defaultLocation, subFolder, written, output;
-  } cases[] = {
+  const struct { std::string home, defaultLocation, subFolder, written, output; } cases[] = {
       {home, m_dir, "/conf/reports", home + "/conf/reports/doc.json", size},
       {"", m_dir, "/conf/reports", m_dir + "/doc.json", size},  // no home: the sub-folder is ignored
       {"", m_dir + "/missing", "", "", "size=-1"},              // nothing thrown

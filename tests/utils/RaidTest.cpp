@@ -37,9 +37,8 @@ TEST(RaidTest, TextsReadInTableOrderUnknownOnesReadZero) {
 }
 
 TEST(RaidTest, SetStoresSupportedLevelsAndVariantsOfSeventeen) {
-  const struct {
-    std::uint8_t level, variant, stored;
-  } cases[] = {{0, 9, 0}, {1, 9, 1}, {5, 9, 5}, {6, 9, 6}, {23, 9, 23}, {17, 0, 18}, {17, 1, 17}, {17, 2, 17}};
+  const struct { std::uint8_t level, variant, stored; } cases[] = {
+      {0, 9, 0}, {1, 9, 1}, {5, 9, 5}, {6, 9, 6}, {23, 9, 23}, {17, 0, 18}, {17, 1, 17}, {17, 2, 17}};
   Raid raid;
   for (const auto& c : cases) {
     EXPECT_EQ(0, raid.setRaidLevel(c.level, c.variant));

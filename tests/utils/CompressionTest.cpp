@@ -20,6 +20,7 @@
 #include "platform/MachineStore.h"
 #include "support/ChildProcess.h"
 #include "support/TempInstallation.h"
+#include "utils/ConversionTestSupport.h"
 
 namespace {
 
@@ -213,13 +214,6 @@ TEST_F(CompressionTest, WritesItsTracesAndBothDebugLines) {
       testsupport::runChild("compression_log", {m_installation.storeRoot(), m_dir + "/logged", present, missing});
   ASSERT_EQ(0, result.exitCode) << result.output;
   EXPECT_NE(std::string::npos, result.output.find("result=2")) << result.output;
-  // Banner and message of the Compression lines, without stamp and thread id.
-  static const std::regex prefix(R"(\d\d/\d\d \d\d:\d\d:\d\d [0-9a-f]+(.*Compress.*))");
-  Lines entries;
-  std::smatch match;
-  for (const std::string& line : linesOf(testsupport::readFile(m_installation.home() + "/logs/norvane.txt"))) {
-    if (std::regex_match(line, match, prefix)) entries.push_back(match[1]);
-  }
   EXPECT_EQ((Lines{" | Everything: utils::Compression::Compression",
                    " | Everything: utils::Compression::insertFileToZip",
                    " | Everything: utils::Compression::insertFileToZip",
@@ -228,7 +222,7 @@ TEST_F(CompressionTest, WritesItsTracesAndBothDebugLines) {
                    " | Debug     : Compress:write2Zip - Zipping : " + missing,
                    " | Debug     : Compress:write2Zip - Error: Failed while file open : " + missing,
                    " | Everything: utils::Compression::~Compression"}),
-            entries);
+            conversiontest::logEntries(m_installation.home() + "/logs/norvane.txt", std::regex("Compress")));
 }
 
 #ifdef NORVANECTL_PATH

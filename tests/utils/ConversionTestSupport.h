@@ -1,7 +1,7 @@
 // Shared by the conversion tests: a throwaway installation of the test process (so
 // that the settings are the defaults and the log lands in a temporary home), local
 // time pinned to a zone, table rows that name the call they check, and lines expected
-// in a log. Header-only: the string, configuration and settings tests use it too.
+// in a log. Header-only: the string, file, zip, configuration and settings tests use it too.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,6 +12,7 @@
 #include <iomanip>
 #include <memory>
 #include <optional>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -79,6 +80,19 @@ inline void expectRows(std::initializer_list<Row> rows) {
 // Expects each of `lines` somewhere in `text`, naming the missing one.
 inline void expectAll(const std::string& text, const std::vector<std::string>& lines) {
   for (const std::string& line : lines) EXPECT_NE(std::string::npos, text.find(line)) << line << "\n" << text;
+}
+
+// The lines of the log at `path` that `wanted` finds, with the stamp and thread id removed.
+inline std::vector<std::string> logEntries(const std::string& path, const std::regex& wanted) {
+  static const std::regex prefix(R"(\d\d/\d\d \d\d:\d\d:\d\d [0-9a-f]+(.*))");
+  std::vector<std::string> entries;
+  std::istringstream text(testsupport::readFile(path));
+  std::smatch match;
+  for (std::string line; std::getline(text, line);) {
+    const std::string entry = std::regex_match(line, match, prefix) ? match[1].str() : line;
+    if (std::regex_search(entry, wanted)) entries.push_back(entry);
+  }
+  return entries;
 }
 
 }  // namespace conversiontest

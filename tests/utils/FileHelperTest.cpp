@@ -20,11 +20,13 @@
 #include "platform/MachineStore.h"
 #include "support/ChildProcess.h"
 #include "support/TempInstallation.h"
+#include "utils/ConversionTestSupport.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using boost::filesystem::filesystem_error;
+using conversiontest::logEntries;
 using testsupport::readFile;
 using testsupport::TempInstallation;
 using testsupport::writeFile;
@@ -181,19 +183,6 @@ TEST_F(FileHelperTest, WriteJsonFileGoesBelowTheHomeOrToTheDefaultLocation) {
     EXPECT_EQ(c.written == m_dir + "/doc.json", fs::exists(m_dir + "/doc.json")) << c.written;
     fs::remove(m_dir + "/doc.json");
   }
-}
-
-// The log's lines that `wanted` finds, with the stamp and thread id removed.
-Lines logEntries(const std::string& path, const std::regex& wanted) {
-  static const std::regex prefix(R"(\d\d/\d\d \d\d:\d\d:\d\d [0-9a-f]+(.*))");
-  Lines entries;
-  std::istringstream text(readFile(path));
-  std::smatch match;
-  for (std::string line; std::getline(text, line);) {
-    const std::string entry = std::regex_match(line, match, prefix) ? match[1].str() : line;
-    if (std::regex_search(entry, wanted)) entries.push_back(entry);
-  }
-  return entries;
 }
 
 // args: store root, a work directory, and a directory to work from (or empty).

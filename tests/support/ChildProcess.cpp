@@ -6,9 +6,10 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <sstream>
+#include <filesystem>
 #include <stdexcept>
+
+#include "support/TempInstallation.h"
 
 namespace testsupport {
 namespace {
@@ -20,13 +21,7 @@ std::map<std::string, ChildRoutine>& registry() {
   return routines;
 }
 
-std::string selfPath() {
-  char buffer[4096];
-  ssize_t n = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
-  if (n <= 0) throw std::runtime_error("cannot find the test binary");
-  buffer[n] = '\0';
-  return buffer;
-}
+std::string selfPath() { return std::filesystem::read_symlink("/proc/self/exe").string(); }
 
 int spawn(const std::string& name, const std::vector<std::string>& args,
           const std::map<std::string, std::string>& env, int outputFd) {
@@ -58,8 +53,7 @@ bool registerChild(const std::string& name, ChildRoutine routine) {
 ChildResult waitChild(int pid) {
   ChildResult result;
   int status = 0;
-  while (waitpid(pid, &status, 0) < 0) {
-  }
+  while (waitpid(pid, &status, 0) < 0) continue;
   if (WIFEXITED(status)) {
     result.exitCode = WEXITSTATUS(status);
   } else if (WIFSIGNALED(status)) {
@@ -85,10 +79,7 @@ ChildResult runChild(const std::string& name, const std::vector<std::string>& ar
   int pid = spawn(name, args, env, fd);
   close(fd);
   ChildResult result = waitChild(pid);
-  std::ifstream in(path);
-  std::ostringstream text;
-  text << in.rdbuf();
-  result.output = text.str();
+  result.output = readFile(path);
   unlink(path);
   return result;
 }

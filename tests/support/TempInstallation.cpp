@@ -18,9 +18,7 @@ TempInstallation::TempInstallation() {
   m_root = pattern;
   m_home = m_root + "/home";
   m_storeRoot = m_root + "/store";
-  fs::create_directories(m_home + "/conf");
-  fs::create_directories(m_home + "/logs");
-  fs::create_directories(m_storeRoot);
+  for (const std::string& dir : {m_home + "/conf", m_home + "/logs", m_storeRoot}) fs::create_directories(dir);
 }
 
 TempInstallation::~TempInstallation() {

@@ -1,31 +1,12 @@
 // The log lines of the locks, threads and the job pool, and the statement barrier
 // that threads raise. Each case runs in a fresh process against a throwaway
 // installation and reads the log file it left.
-#include <gtest/gtest.h>
-
-#include <utils/Lock.h>
 #include <utils/Log.h>
-#include <utils/Mutex.h>
-#include <utils/SharedLock_SMutex.h>
-#include <utils/SharedMutex.h>
-#include <utils/Thread.h>
-#include <utils/ThreadPool.h>
-#include <utils/UniqueLock_SMutex.h>
 
-#include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <map>
-#include <regex>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <vector>
 
-#include "platform/MachineStore.h"
-#include "support/ChildProcess.h"
-#include "support/TempInstallation.h"
-#include "utils/ConcurrencyTestSupport.h"
+#include "utils/LogTestSupport.h"
 
 namespace {
 
@@ -35,25 +16,19 @@ using Lines = std::vector<std::string>;
 // Runs a child against a throwaway installation; checks it exited 0 and returns
 // the messages of the DEBUG lines it logged, in file order.
 Lines debugMessagesOfChild(const std::string& child, std::string* output = nullptr) {
-  testsupport::TempInstallation installation;
-  installation.registerHome();
-  const auto result = testsupport::runChild(child, {installation.storeRoot()});
-  EXPECT_EQ(result.exitCode, 0) << result.output;
-  if (output != nullptr) *output = result.output;
-  const std::string banner = " | Debug     : ";
+  logtest::Installation installation;
+  const std::string out = installation.run(child).output, banner = " | Debug     : ";
+  if (output != nullptr) *output = out;
   Lines messages;
-  std::istringstream in(installation.readHomeFile("/logs/norvane.txt"));
-  for (std::string line; std::getline(in, line);) {
+  for (const auto& line : logtest::lines(installation.log())) {
     const auto at = line.find(banner);
     if (at != std::string::npos) messages.push_back(line.substr(at + banner.size()));
   }
   return messages;
 }
 
-void doNothing() {}
 
-NORVANE_CHILD(lock_and_thread_lines) {
-  platform::setMachineStoreRoot(args.at(0));
+LOG_CHILD(lock_and_thread_lines) {
   utils::log_debug("start");
   {
     utils::Mutex mutex;
@@ -77,17 +52,13 @@ TEST(ConcurrencyLogTest, LockDestructorsAndJoinWriteTheirDebugLines) {
                    "Thread:Join - thread (name:'worker one') join complete", "end"}));
 }
 
-NORVANE_CHILD(pool_lines) {
-  platform::setMachineStoreRoot(args.at(0));
+LOG_CHILD(pool_lines) {
   Gate release, exits;
   {
     utils::ThreadPool pool(5);
     pool.addJob(nullptr);
     for (int running = 1; running <= 3; ++running) {
-      pool.addJob(new FunctionJob([&] {
-        exits.noteExitOfThisThread();
-        release.wait();
-      }));
+      pool.addJob(countedJob(exits, [&] { release.wait(); }));
       if (!eventually([&] { return pool.getRunningJobCount() == running; })) return 3;
     }
     release.open();
@@ -115,8 +86,7 @@ TEST(ConcurrencyLogTest, PoolNamesItsThreadsByTheRunningCountAndLogsItsTeardown)
   for (const auto& [id, lines] : byThread) {
     EXPECT_EQ(lines, (Lines{"ThreadP:detatch - now detatched thread <id> is active.",
                             "ThreadP:detatch - job done by detatched thread <id>. [pending count=0]",
-                            "ThreadP:detatch - end of detatchedThreadRoutine for thread <id>"}))
-        << id;
+                            "ThreadP:detatch - end of detatchedThreadRoutine for thread <id>"})) << id;
   }
   const Lines teardown{"ThreadP:Destruct - terminating thread pool...",
                        "ThreadP:Destruct - notifying all pool threads...",
@@ -124,9 +94,10 @@ TEST(ConcurrencyLogTest, PoolNamesItsThreadsByTheRunningCountAndLogsItsTeardown)
                        "ThreadP:Destruct - thread pool high tide was 0",
                        "ThreadP:Destruct - thread pool no longer present"};
   // The hand-overs are named by the count of jobs running at the time.
-  Lines expected{"ThreadP:addJob - creating detatched thread 0 of ThreadPool.",
-                 "ThreadP:addJob - creating detatched thread 1 of ThreadPool.",
-                 "ThreadP:addJob - creating detatched thread 2 of ThreadPool."};
+  Lines expected;
+  for (const std::string n : {"0", "1", "2"}) {
+    expected.push_back("ThreadP:addJob - creating detatched thread " + n + " of ThreadPool.");
+  }
   expected.insert(expected.end(), teardown.begin(), teardown.end());
   EXPECT_EQ(poolLines, expected);
   // The teardown comes after every job thread has finished.
@@ -136,8 +107,7 @@ TEST(ConcurrencyLogTest, PoolNamesItsThreadsByTheRunningCountAndLogsItsTeardown)
 
 // The barrier: with no Thread counted, a statement ignores a held m_Mutex; once
 // one is counted, statements wait for it.
-NORVANE_CHILD(statement_barrier) {
-  platform::setMachineStoreRoot(args.at(0));
+LOG_CHILD(statement_barrier) {
   if (utils::Thread::get_active_thread_count() != 0) return 3;
   std::atomic<bool> written{false};
   auto logFromAnotherThread = [&] {
@@ -171,8 +141,7 @@ NORVANE_CHILD(statement_barrier) {
 TEST(ConcurrencyLogTest, StatementsPassTheBarrierOnlyWhileAThreadIsCounted) {
   std::string output;
   debugMessagesOfChild("statement_barrier", &output);
-  EXPECT_NE(output.find("uncounted=1\ncounted-held=0\ncounted-released=1\n"), std::string::npos)
-      << output;
+  EXPECT_NE(output.find("uncounted=1\ncounted-held=0\ncounted-released=1\n"), std::string::npos) << output;
 }
 
 }  // namespace

@@ -1,16 +1,29 @@
 // Coordination helpers for the concurrency tests, built on the standard library so
 // that they never depend on the classes under test (FunctionJob only adapts one).
+// Also brings in the classes under test and what every concurrency test uses.
 #pragma once
 
+#include <gtest/gtest.h>
+#include <utils/Condition.h>
+#include <utils/Lock.h>
+#include <utils/Mutex.h>
+#include <utils/SharedLock_SMutex.h>
+#include <utils/SharedMutex.h>
+#include <utils/Thread.h>
+#include <utils/ThreadPool.h>
 #include <utils/ThreadPoolJob.h>
+#include <utils/UniqueLock_SMutex.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <new>
+#include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace concurrencytest {
 
@@ -51,7 +64,6 @@ class Gate {
   std::condition_variable m_changed;
   int m_count = 0;
 };
-using ThreadExits = Gate;  // counts noteExitOfThisThread() callers that have ended
 
 // Polls until the condition holds or the limit passes; returns the last result.
 inline bool eventually(const std::function<bool()>& condition, Limit limit = kPatience) {
@@ -96,5 +108,12 @@ class FunctionJob : public utils::ThreadPoolJob {
  private:
   std::function<void()> m_body, m_onDestroy;
 };
+
+inline void doNothing() {}
+
+// A job whose thread counts itself in `exits` once it has fully ended (see Gate).
+inline FunctionJob* countedJob(Gate& exits, std::function<void()> body, std::function<void()> onDestroy = [] {}) {
+  return new FunctionJob([&exits, body] { exits.noteExitOfThisThread(); body(); }, std::move(onDestroy));
+}
 
 }  // namespace concurrencytest

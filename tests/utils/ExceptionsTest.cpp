@@ -28,7 +28,7 @@ TEST(ExceptionFamilyTest, DescriptionsStatusCodesAndConstWhat) {
   EXPECT_STREQ(plugin.getErrorStatusMessage(), "Raid:setRaidL - Unsupported or invalid Raidlevel = 77");
 }
 
-TEST(ExceptionFamilyTest, CopiesKeepEveryFieldAndComposeTheSameText) {
+TEST(ExceptionFamilyTest, CopiesKeepEveryFieldComposeTheSameTextAndAreCaughtAsTheBase) {
   utils::InputException input("in.cpp", 3, "input");
   utils::InputException inputCopy(input);
   EXPECT_EQ(inputCopy.getErrorStatusCode(), 2);
@@ -41,9 +41,7 @@ TEST(ExceptionFamilyTest, CopiesKeepEveryFieldAndComposeTheSameText) {
   utils::AppException app("app.cpp", 8, "ignored");
   utils::AppException appCopy = app;
   EXPECT_STREQ(appCopy.what(), "File : app.cpp Line : 8 Exception : Unknown exception");
-}
-
-TEST(ExceptionFamilyTest, CaughtByBaseClassThroughTheLibraryBoundary) {
+  // Caught by the base class through the library boundary.
   try {
     throw utils::InputException("t", 1, "client");
   } catch (utils::AppException& caught) {

@@ -1,20 +1,5 @@
 // Mutex, SharedMutex, their scoped holds and Condition, exercised with real threads.
-#include <gtest/gtest.h>
-
-#include <utils/Condition.h>
-#include <utils/Lock.h>
-#include <utils/Mutex.h>
-#include <utils/SharedLock_SMutex.h>
-#include <utils/SharedMutex.h>
-#include <utils/UniqueLock_SMutex.h>
-
-#include <atomic>
-#include <chrono>
-#include <functional>
 #include <memory>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "utils/ConcurrencyTestSupport.h"
 
@@ -92,8 +77,7 @@ TEST(LockTest, BlockingHoldsWaitForTheOwnerOrTheLastReader) {
   auto second = std::make_unique<SharedLock_SMutex>(&shared, true);
   ASSERT_TRUE(second->is_locked());
   first.reset();  // one of two readers gone: a writer still waits for the other
-  expectBlockedUntil([&] { return UniqueLock_SMutex(&shared, false).is_locked(); },
-                     [&] { second.reset(); });
+  expectBlockedUntil([&] { return UniqueLock_SMutex(&shared, false).is_locked(); }, [&] { second.reset(); });
 }
 
 TEST(LockTest, CopiesOfAMutexShareOneLock) {

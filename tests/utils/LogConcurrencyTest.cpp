@@ -1,17 +1,9 @@
 // The log lock across threads and processes, and the allocation-free write path.
-#include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/wait.h>
-#include <unistd.h>
-
-#include <map>
-#include <utils/Log.h>
 
 #include "utils/LogTestSupport.h"
 
-using logtest::config;
-using logtest::Installation;
-using logtest::waitForFile;
+using namespace logtest;
 using std::chrono::milliseconds;
 
 namespace {
@@ -38,17 +30,12 @@ void expectWholeLinesInOrder(const std::string& log, int writers, int perWriter)
 }
 
 bool exitedWithin(int pid, milliseconds limit, int& status) {
-  for (auto until = std::chrono::steady_clock::now() + limit; std::chrono::steady_clock::now() < until;) {
-    if (waitpid(pid, &status, WNOHANG) == pid) return true;
-    std::this_thread::sleep_for(milliseconds(5));
-  }
-  return false;
+  return concurrencytest::eventually([&] { return waitpid(pid, &status, WNOHANG) == pid; }, limit);
 }
 
 }  // namespace
 
-NORVANE_CHILD(count_allocations_of_log_msg) {
-  logtest::enterChild(args);
+LOG_CHILD(count_allocations_of_log_msg) {
   logMsg(utils::INFO, "started\n");
   logtest::countAllocations(true);
   for (int i = 0; i < 200; ++i) {
@@ -77,8 +64,7 @@ NORVANE_CHILD(log_numbered_lines) {
   const int first = std::stoi(args.at(2)), threads = std::stoi(args.at(3)), count = std::stoi(args.at(4));
   if (args.size() > 5) {
     logMsg(utils::EVERYTHING, "");
-    testsupport::writeFile(args[5] + "/ready." + args[2], "");
-    if (!waitForFile(args[5] + "/go", std::chrono::seconds(60))) return 3;
+    if (!readyThenWait(args[5], args[2])) return 3;
   }
   std::vector<std::thread> writers;
   for (int writer = first; writer < first + threads; ++writer) {
@@ -101,21 +87,14 @@ TEST(LogConcurrencyTest, ThreadsOfOneProcessWriteWholeLines) {
 TEST(LogConcurrencyTest, FourProcessesWriteWholeLinesIntoOneFile) {
   Installation installation(config(64, 0));
   const std::string root = installation.temp().root();
-  std::vector<int> pids;
-  for (const std::string writer : {"0", "1", "2", "3"}) {
-    pids.push_back(testsupport::startChild("log_numbered_lines", installation.args({writer, "1", "20000", root}),
-                                           root + "/out." + writer));
-  }
-  for (const char* writer : {"0", "1", "2", "3"}) EXPECT_TRUE(waitForFile(root + "/ready." + writer));
-  testsupport::writeFile(root + "/go", "");
-  for (int pid : pids) EXPECT_EQ(testsupport::waitChild(pid).exitCode, 0);
+  runTogether(installation, "log_numbered_lines", {"0", "1", "2", "3"}, root,
+              [&](const std::string& writer) { return std::vector<std::string>{writer, "1", "20000", root}; });
   expectWholeLinesInOrder(installation.log(), 4, 20000);
 }
 
 // ---- a killed holder does not block anyone --------------------------------------
 
-NORVANE_CHILD(hold_log_lock) {
-  logtest::enterChild(args);
+LOG_CHILD(hold_log_lock) {
   logMsg(utils::EVERYTHING, "");
   platform::host().openProcessLock("InitSemaphore")->lock();
   testsupport::writeFile(args.at(2), "");

@@ -1,12 +1,7 @@
 // Rotation and retention of the log files, with real files: every case runs the
 // logger in a fresh child process against a throwaway installation and looks at
 // the log directory it leaves.
-#include <gtest/gtest.h>
 #include <sys/stat.h>
-
-#include <cstdlib>
-#include <map>
-#include <utils/Log.h>
 
 #include "utils/LogTestSupport.h"
 
@@ -30,6 +25,8 @@ std::string enter(const std::vector<std::string>& args) {
   static platform::ScopedHost scoped(host());
   return args.at(1) + "/logs";
 }
+
+std::string dated(int n) { return "norvane_0101_00000" + std::to_string(n) + ".txt"; }
 
 void writeOldFile(const std::string& path, long secondsAgo) {
   testsupport::writeFile(path, "old\n");
@@ -96,8 +93,7 @@ NORVANE_CHILD(many_writers) {
   enter(args);
   const std::string id = args.at(2), sync = args.at(4);
   startLogger();
-  testsupport::writeFile(sync + "/ready-" + id, "");
-  if (!logtest::waitForFile(sync + "/go")) return 4;
+  if (!logtest::readyThenWait(sync, id)) return 4;
   // Spread over a few seconds, so that several dated files are made while the
   // other writers still hold streams on files that were rotated away.
   for (int i = 0; i < std::atoi(args.at(3).c_str()); ++i) {
@@ -164,20 +160,16 @@ TEST_F(LogRotationTest, StartTrimsToTheCountByWriteTime) {
     Names left;
   };
   const Row rows[] = {
-      {"the count includes the active file", 4,
-       {{"norvane_0101_000001.txt", 300}, {"norvane_0101_000002.txt", 200}, {"norvane_0101_000003.txt", 100}}, {},
-       {"norvane.txt", "norvane_0101_000001.txt", "norvane_0101_000002.txt", "norvane_0101_000003.txt"}},
+      {"the count includes the active file", 4, {{dated(1), 300}, {dated(2), 200}, {dated(3), 100}}, {},
+       {"norvane.txt", dated(1), dated(2), dated(3)}},
       // Ages out of name order; any name containing the base counts, other files
       // and directories never do.
       {"the oldest go", 4,
-       {{"norvane_0101_000001.txt", 100}, {"norvane_0101_000002.txt", 500}, {"norvane_0101_000003.txt", 300},
-        {"norvane-old.log", 400}, {"norvane_0101_000005.txt", 200}, {"other.txt", 9000}}, {},
-       {"norvane.txt", "norvane_0101_000001.txt", "norvane_0101_000003.txt", "norvane_0101_000005.txt", "other.txt",
-        "norvane_dir/"}},
+       {{dated(1), 100}, {dated(2), 500}, {dated(3), 300}, {"norvane-old.log", 400}, {dated(5), 200},
+        {"other.txt", 9000}}, {}, {"norvane.txt", dated(1), dated(3), dated(5), "other.txt", "norvane_dir/"}},
       {"the trim stops at a file that cannot be deleted", 1,
-       {{"norvane_0101_000001.txt", 400}, {"norvane_0101_000002.txt", 300}, {"norvane_0101_000003.txt", 200},
-        {"norvane_0101_000004.txt", 100}}, {"norvane_0101_000002.txt"},
-       {"norvane.txt", "norvane_0101_000002.txt", "norvane_0101_000003.txt", "norvane_0101_000004.txt"}},
+       {{dated(1), 400}, {dated(2), 300}, {dated(3), 200}, {dated(4), 100}}, {dated(2)},
+       {"norvane.txt", dated(2), dated(3), dated(4)}},
   };
   for (const Row& row : rows) {
     fs::remove_all(logs());
@@ -194,7 +186,7 @@ TEST_F(LogRotationTest, StartTrimsToTheCountByWriteTime) {
 
 TEST_F(LogRotationTest, CountZeroDeletesEveryLogFileAtStartAndEachRotatedFile) {
   configure(0, 0);
-  oldFiles({{"norvane_0101_000001.txt", 100}, {"norvane-old.log", 200}, {"other.txt", 300}});
+  oldFiles({{dated(1), 100}, {"norvane-old.log", 200}, {"other.txt", 300}});
   m_installation.run("fixed_clock_rotations");
   EXPECT_EQ((Names{"norvane.txt", "other.txt"}), listing());
   EXPECT_EQ("", m_installation.log());
@@ -234,17 +226,10 @@ TEST_F(LogRotationTest, ManyProcessesRotatingAtOnceLoseNoLine) {
   const int writers = 4, linesEach = 150;
   const std::string sync = m_installation.temp().root() + "/sync";
   fs::create_directories(sync);
-  std::vector<int> pids;
-  for (int w = 0; w < writers; ++w) {
-    const std::string id = std::to_string(w);
-    pids.push_back(testsupport::startChild("many_writers", m_installation.args({id, std::to_string(linesEach), sync}),
-                                           m_installation.temp().root() + "/writer-" + id + ".out"));
-  }
   // Every writer has started its logger (each start empties the active file)
   // before any counted line is written.
-  for (int w = 0; w < writers; ++w) EXPECT_TRUE(logtest::waitForFile(sync + "/ready-" + std::to_string(w)));
-  testsupport::writeFile(sync + "/go", "");
-  for (int pid : pids) EXPECT_EQ(0, testsupport::waitChild(pid).exitCode);
+  logtest::runTogether(m_installation, "many_writers", {"0", "1", "2", "3"}, sync,
+                       [&](const std::string& id) { return Lines{id, std::to_string(linesEach), sync}; });
 
   std::map<std::string, int> seen;
   EXPECT_GE(listing().size(), 3u);

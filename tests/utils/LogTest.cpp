@@ -1,40 +1,16 @@
 // The log statement family and its writer, each case in a fresh process.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <filesystem>
 #include <launcher/Preferences.h>
-#include <thread>
-#include <utils/Log.h>
 
 #include "utils/LogTestSupport.h"
 
-using logtest::config;
-using logtest::expectLines;
-using logtest::info;
-using logtest::Installation;
-using logtest::kStampAndId;
-using logtest::messages;
+using namespace logtest;
 using testing::HasSubstr;
 using Lines = std::vector<std::string>;
 
-namespace {
-
-std::string hex(std::uint64_t value) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%llx", static_cast<unsigned long long>(value));
-  return text;
-}
-
-}  // namespace
-
 // ---- line format and banners ---------------------------------------------------
 
-NORVANE_CHILD(log_every_level) {
-  logtest::enterChild(args);
-  std::printf("tid=%s\n", hex(platform::host().clock().currentThreadId()).c_str());
+LOG_CHILD(log_every_level) {
+  std::printf("tid=%llx\n", static_cast<unsigned long long>(platform::host().clock().currentThreadId()));
   utils::log_always("always %1%") % 1;
   utils::log_critical("critical %1% %2%") % "two" % std::string("args");
   utils::log_error("error");
@@ -68,9 +44,7 @@ TEST(LogFormatTest, EachLevelHasItsBannerAndTheLineItsStampAndThreadId) {
   expectLines(installation.log(), expected);
 }
 
-NORVANE_CHILD(log_scripted_stamps) {
-  logtest::enterChild(args);
-  using logtest::at;
+LOG_CHILD(log_scripted_stamps) {
   // Each stamped line reads the clock twice (the line's time, then the stamp time);
   // a line within the stamp's second reads it once.
   logtest::TestHost clock({
@@ -82,12 +56,12 @@ NORVANE_CHILD(log_scripted_stamps) {
   });
   platform::ScopedHost scoped(clock);
   for (const char* text : {"first", "second", "third", "fourth", "fifth"}) utils::log_info(text);
-  std::uint64_t otherId = 0;
+  unsigned long long mainId = platform::posixHost().clock().currentThreadId(), otherId = 0;
   std::thread([&] {
     otherId = platform::posixHost().clock().currentThreadId();
     utils::log_info("other");
   }).join();
-  std::printf("ids=%s,%s\n", hex(platform::posixHost().clock().currentThreadId()).c_str(), hex(otherId).c_str());
+  std::printf("ids=%llx,%llx\n", mainId, otherId);
   return 0;
 }
 
@@ -106,8 +80,7 @@ TEST(LogFormatTest, StampIsFormattedOncePerSecondFieldAndLinesKeepTheirThreadIds
 
 // ---- threshold and the two levels ------------------------------------------------
 
-NORVANE_CHILD(log_threshold) {
-  logtest::enterChild(args);
+LOG_CHILD(log_threshold) {
   std::printf("before=%u\n", static_cast<unsigned>(getLogLevel()));
   unsigned int passed = logMsg(0, "level0\n");
   unsigned int filtered = logMsg(255, "level255\n");
@@ -143,8 +116,7 @@ TEST(LogLevelTest, ConfiguredLevelIsAThresholdOnItsLowByte) {
   }
 }
 
-NORVANE_CHILD(log_filtered_then_static_level) {
-  logtest::enterChild(args);
+LOG_CHILD(log_filtered_then_static_level) {
   utils::log_everything("not written");
   std::printf("level=%u initial=%d\n", static_cast<unsigned>(getLogLevel()), utils::formatted_log_t::get_log_level());
   utils::formatted_log_t::set_log_level(0);
@@ -168,8 +140,7 @@ TEST(LogLevelTest, FilteredStatementStartsTheLoggerAndTheStaticLevelIsNoFilter) 
 
 // ---- the statement's text ------------------------------------------------------
 
-NORVANE_CHILD(log_texts) {
-  logtest::enterChild(args);
+LOG_CHILD(log_texts) {
   utils::log_info("%1% done") % "50%";
   utils::log_info("%1%") % "%%x";    // index 0 and 1 stay single: printf makes it "%x"
   utils::log_info("%1%") % "100%%";  // both doubled
@@ -190,8 +161,7 @@ TEST(LogStatementTest, PercentIsDoubledFromIndexTwoAndMessagesAreCutAt511Charact
                                    info("a{511}") + info("b{511}") + info("c{510}"), info("end")});
 }
 
-NORVANE_CHILD(log_mismatches_wide_and_null) {
-  logtest::enterChild(args);
+LOG_CHILD(log_mismatches_wide_and_null) {
   utils::log_info("many %1%") % 1 % 2;
   std::fflush(stderr);
   std::printf("--- too few\n");
@@ -236,8 +206,7 @@ TEST(LogStatementTest, MalformedFormatThrowsFromTheConstructor) {
 
 // ---- cache mode ------------------------------------------------------------------
 
-NORVANE_CHILD(log_cache_mode) {
-  logtest::enterChild(args);
+LOG_CHILD(log_cache_mode) {
   const std::string path = logtest::childLogPath(args);
   utils::log_info("one");
   std::printf("sizes=%zu,", testsupport::readFile(path).size());
@@ -267,8 +236,7 @@ TEST(LogCacheModeTest, BufferedUntilUninitializeOnlyInModeOne) {
 
 // ---- start: restart, unusable paths, retry ---------------------------------------
 
-NORVANE_CHILD(log_one_line) {
-  logtest::enterChild(args);
+LOG_CHILD(log_one_line) {
   unsigned int result = 0;
   for (std::size_t i = 2; i < args.size(); ++i) result = logMsg(utils::INFO, "%s\n", args[i].c_str());
   std::printf("result=%u level=%u\n", result, static_cast<unsigned>(getLogLevel()));
@@ -291,8 +259,7 @@ TEST(LogStartTest, PathTooLongForTheBuffersIsRefused) {
   }
 }
 
-NORVANE_CHILD(log_until_directory_exists) {
-  logtest::enterChild(args);
+LOG_CHILD(log_until_directory_exists) {
   std::printf("missing=%u\n", logMsg(utils::INFO, "lost\n"));
   std::filesystem::create_directories(args.at(1) + "/logs");
   std::printf("present=%u\n", logMsg(utils::INFO, "kept\n"));
@@ -308,8 +275,7 @@ TEST(LogStartTest, FailedOpenIsRetriedOnTheNextStatement) {
 
 // ---- the logger and the settings need each other -----------------------------------
 
-NORVANE_CHILD(settings_before_log) {
-  logtest::enterChild(args);
+LOG_CHILD(settings_before_log) {
   launcher::Preferences::get_instance();
   // Without a file the log is buffered (cache mode 1): flush to look at it.
   std::printf("level=%u\n", static_cast<unsigned>(getLogLevel()));
@@ -320,8 +286,7 @@ NORVANE_CHILD(settings_before_log) {
   return 0;
 }
 
-NORVANE_CHILD(settings_and_log_on_two_threads) {
-  logtest::enterChild(args);
+LOG_CHILD(settings_and_log_on_two_threads) {
   std::thread settings([] { launcher::Preferences::get_instance(); });
   utils::log_info("first statement");
   settings.join();
@@ -343,5 +308,4 @@ TEST_P(LogStartupOrderTest, MissingConfigurationWarningReachesTheLogWithoutDeadl
 }
 
 INSTANTIATE_TEST_SUITE_P(EitherFirst, LogStartupOrderTest,
-                         ::testing::Values("log_one_line", "settings_before_log",
-                                           "settings_and_log_on_two_threads"));
+                         ::testing::Values("log_one_line", "settings_before_log", "settings_and_log_on_two_threads"));

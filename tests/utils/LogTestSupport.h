@@ -2,16 +2,19 @@
 // fresh child process against a throwaway installation, then reads what it left.
 #pragma once
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
 #include <unistd.h>
-
-#include <csignal>
+#include <utils/Log.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdint>
+#include <cstdio>
 #include <deque>
 #include <filesystem>
+#include <map>
 #include <mutex>
 #include <regex>
 #include <set>
@@ -24,6 +27,7 @@
 #include "platform/MachineStore.h"
 #include "support/ChildProcess.h"
 #include "support/TempInstallation.h"
+#include "utils/ConcurrencyTestSupport.h"
 
 namespace logtest {
 
@@ -67,6 +71,14 @@ inline void enterChild(const std::vector<std::string>& args, unsigned int second
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   platform::setMachineStoreRoot(args.at(0));
 }
+// A child routine (see NORVANE_CHILD) that enters the child state first.
+#define LOG_CHILD(name)                                                          \
+  static int log_child_##name(const std::vector<std::string>& args);            \
+  NORVANE_CHILD(name) {                                                          \
+    logtest::enterChild(args);                                                   \
+    return log_child_##name(args);                                               \
+  }                                                                              \
+  static int log_child_##name([[maybe_unused]] const std::vector<std::string>& args)
 inline std::string childLogPath(const std::vector<std::string>& args) { return args.at(1) + "/logs/norvane.txt"; }
 
 inline std::vector<std::string> lines(const std::string& text) {
@@ -101,12 +113,27 @@ inline std::vector<std::string> messages(const std::string& log) {
 }
 
 inline bool waitForFile(const std::string& path, std::chrono::seconds limit = std::chrono::seconds(30)) {
-  const auto until = std::chrono::steady_clock::now() + limit;
-  while (!std::filesystem::exists(path)) {
-    if (std::chrono::steady_clock::now() > until) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  return concurrencytest::eventually([&] { return std::filesystem::exists(path); }, limit);
+}
+
+// In a child: says "<sync>/ready.<id>" and waits for "<sync>/go"; false if it never comes.
+inline bool readyThenWait(const std::string& sync, const std::string& id) {
+  testsupport::writeFile(sync + "/ready." + id, "");
+  return waitForFile(sync + "/go", std::chrono::seconds(60));
+}
+
+// Starts one child per id (the installation's arguments, then extra(id)), waits until
+// each is ready, lets them all go at once and expects each to exit with 0.
+template <typename Extra>
+void runTogether(const Installation& installation, const std::string& child, const std::vector<std::string>& ids,
+                 const std::string& sync, Extra extra) {
+  std::vector<int> pids;
+  for (const auto& id : ids) {
+    pids.push_back(testsupport::startChild(child, installation.args(extra(id)), sync + "/out." + id));
   }
-  return true;
+  for (const auto& id : ids) EXPECT_TRUE(waitForFile(sync + "/ready." + id)) << id;
+  testsupport::writeFile(sync + "/go", "");
+  for (int pid : pids) EXPECT_EQ(testsupport::waitChild(pid).exitCode, 0);
 }
 
 // Counts calls of the global operator new while switched on (the log test binary
@@ -132,24 +159,24 @@ class TestHost : public platform::Host, public platform::Clock, public platform:
       m_times.pop_front();
       m_scripted = true;
     }
-    return m_scripted ? m_last : platform::posixHost().clock().localTime();
+    return m_scripted ? m_last : real().clock().localTime();
   }
-  std::uint64_t currentThreadId() override { return platform::posixHost().clock().currentThreadId(); }
-  bool listDirectory(const std::string& directory, std::vector<platform::DirectoryEntry>& entries) override {
-    return platform::posixHost().fileSystem().listDirectory(directory, entries);
+  std::uint64_t currentThreadId() override { return real().clock().currentThreadId(); }
+  bool listDirectory(const std::string& dir, std::vector<platform::DirectoryEntry>& out) override {
+    return real().fileSystem().listDirectory(dir, out);
   }
   bool removeFile(const std::string& path) override {
-    if (m_refused.count(std::filesystem::path(path).filename().string()) != 0) return false;
-    return platform::posixHost().fileSystem().removeFile(path);
+    const bool refused = m_refused.count(std::filesystem::path(path).filename().string()) != 0;
+    return !refused && real().fileSystem().removeFile(path);
   }
   bool renameFile(const std::string& from, const std::string& to) override {
-    return platform::posixHost().fileSystem().renameFile(from, to);
+    return real().fileSystem().renameFile(from, to);
   }
   platform::Clock& clock() override { return *this; }
   platform::FileSystem& fileSystem() override { return *this; }
-  platform::MachineStore& machineStore() override { return platform::posixHost().machineStore(); }
+  platform::MachineStore& machineStore() override { return real().machineStore(); }
   std::unique_ptr<platform::ProcessLock> openProcessLock(const std::string& name) override {
-    return platform::posixHost().openProcessLock(name);
+    return real().openProcessLock(name);
   }
 
   void stopAt(platform::LocalTime time) {
@@ -159,6 +186,7 @@ class TestHost : public platform::Host, public platform::Clock, public platform:
   void refuseDeletion(const std::string& name) { m_refused.insert(name); }
 
  private:
+  static platform::Host& real() { return platform::posixHost(); }
   std::mutex m_mutex;
   std::deque<platform::LocalTime> m_times;
   platform::LocalTime m_last;

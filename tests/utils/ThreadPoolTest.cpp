@@ -1,24 +1,8 @@
 // utils::ThreadPool: one detached thread per job, the counters, the destructor's
 // wait, the resident worker path, and a job that throws.
-#include <gtest/gtest.h>
-
-#include <utils/Condition.h>
-#include <utils/Lock.h>
-#include <utils/Thread.h>
-#include <utils/ThreadPool.h>
-#include <utils/ThreadPoolJob.h>
-
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
-#include <functional>
-#include <initializer_list>
-#include <mutex>
 #include <stdexcept>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "support/ChildProcess.h"
 #include "utils/ConcurrencyTestSupport.h"
@@ -68,14 +52,7 @@ TEST(ThreadPoolTest, EveryJobGetsItsOwnThreadEvenWhileOthersBlock) {
   const unsigned int before = Thread::get_active_thread_count();
   {
     ThreadPool pool(2);
-    auto addBlockedJob = [&] {
-      pool.addJob(new FunctionJob(
-          [&] {
-            exits.noteExitOfThisThread();
-            release.wait();
-          },
-          [&] { ++destroyed; }));
-    };
+    auto addBlockedJob = [&] { pool.addJob(countedJob(exits, [&] { release.wait(); }, [&] { ++destroyed; })); };
     addBlockedJob();
     addBlockedJob();
     ASSERT_TRUE(eventually([&] { return pool.getRunningJobCount() == 2; }));
@@ -97,12 +74,8 @@ TEST(ThreadPoolTest, JobIsCountedWhileRunningAndDestroyedBeforeTheCountFalls) {
   Gate exits;
   int countInRun = -1, countInDestructor = -1;
   ThreadPool pool(1);
-  pool.addJob(new FunctionJob(
-      [&] {
-        exits.noteExitOfThisThread();
-        countInRun = pool.getRunningJobCount();
-      },
-      [&] { countInDestructor = pool.getRunningJobCount(); }));
+  pool.addJob(countedJob(exits, [&] { countInRun = pool.getRunningJobCount(); },
+                         [&] { countInDestructor = pool.getRunningJobCount(); }));
   ASSERT_TRUE(exits.wait());
   EXPECT_EQ(countInRun, 1);
   EXPECT_EQ(countInDestructor, 1);
@@ -114,13 +87,9 @@ TEST(ThreadPoolTest, JobMayAddAJobAndReadTheCountsFromInsideRun) {
   std::atomic<bool> innerRan{false};
   int pendingSeen = -1;
   ThreadPool pool(1);
-  pool.addJob(new FunctionJob([&] {
-    exits.noteExitOfThisThread();
+  pool.addJob(countedJob(exits, [&] {
     pendingSeen = pool.getPendingJobCount();
-    pool.addJob(new FunctionJob([&] {
-      exits.noteExitOfThisThread();
-      innerRan = true;
-    }));
+    pool.addJob(countedJob(exits, [&] { innerRan = true; }));
   }));
   ASSERT_TRUE(exits.waitFor(2));
   EXPECT_TRUE(innerRan.load());
@@ -156,12 +125,8 @@ TEST(ThreadPoolTest, DestructorWaitsForARunningJobPollingOnceASecond) {
 TEST(ThreadPoolTest, ResidentWorkerWakesForQueuedJobsAndRunsThemFrontFirst) {
   ThreadPool::threadRoutine(nullptr);  // without a pool it returns
   ThreadPool pool(1);
-  std::mutex logMutex;
-  std::vector<std::string> log;
-  auto add = [&](const std::string& entry) {
-    std::lock_guard<std::mutex> guard(logMutex);
-    log.push_back(entry);
-  };
+  std::vector<std::string> log;  // written by the one worker, read after its join
+  auto add = [&](const std::string& entry) { log.push_back(entry); };
   std::atomic<int> destroyed{0};
   auto recordingJob = [&](std::string name) {
     return new FunctionJob([&, name] { add(name + " " + counters(pool)); }, [&] { ++destroyed; });

@@ -1,17 +1,9 @@
 // utils::Thread: the entry forms, identity, sleeps, equality and the count.
-#include <gtest/gtest.h>
-
-#include <utils/Thread.h>
-
 #include <pthread.h>
 
 #include <boost/function.hpp>
-
-#include <atomic>
 #include <regex>
 #include <sstream>
-#include <stdexcept>
-#include <string>
 
 #include "utils/ConcurrencyTestSupport.h"
 
@@ -27,7 +19,6 @@ void copyFirstIntoSecond(void* from, void* to) {
   *static_cast<std::string*>(to) = *static_cast<std::string*>(from);
 }
 void waitAtGate(void* gate) { static_cast<Gate*>(gate)->wait(); }
-void doNothing() {}
 unsigned int activeCount() { return Thread::get_active_thread_count(); }
 
 TEST(ThreadTest, EachEntryFormRunsOnceWithItsArguments) {

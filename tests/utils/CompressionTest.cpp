@@ -6,8 +6,6 @@
 #include <zlib.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <random>
 #include <regex>
@@ -71,9 +69,6 @@ std::string entry(const std::string& name, const std::string& content) {
 class CompressionTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    // The stored time stamps are local calendar fields: pin the zone.
-    setenv("TZ", "UTC", 1);
-    tzset();
     m_dir = m_installation.root() + "/work";
     fs::create_directories(m_dir + "/report/sub");
     writeFile(m_dir + "/lister.py", kLister);
@@ -109,6 +104,7 @@ class CompressionTest : public ::testing::Test {
     return exitCode == 0 && text.find("No errors detected") != std::string::npos;
   }
 
+  conversiontest::ScopedZone m_zone{"UTC"};  // stored time stamps are local calendar fields
   testsupport::TempInstallation m_installation;
   std::string m_dir;
 };

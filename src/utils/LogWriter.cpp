@@ -162,30 +162,23 @@ class WriterLock {
 
 unsigned int LogWriter::write(int level, const char* format, std::va_list args) {
   if (format == nullptr) format = "";
-  if (heldBackOnThisThread(m_started.load(std::memory_order_acquire))) {
-    // The level is compared once the configured level is known.
-    hold(level, [&](char* out, std::size_t capacity) {
-      return expandWithArguments(format, args, out, capacity);
-    });
-    return 2;
-  }
-  if (start() != kStarted) return 2;
-  if (g_hasHeld.load(std::memory_order_acquire)) writeHeldBack();
-  if (level > static_cast<int>(m_level.load(std::memory_order_relaxed))) return 1;
-
-  WriterLock locked(*m_lock);
-  buildPrefix(level);
-  emit(m_message, expandWithArguments(format, args, m_message, sizeof m_message));
-  checkRotation();
-  return 2;
+  return writeExpanded(level, [&](char* out, std::size_t capacity) {
+    return expandWithArguments(format, args, out, capacity);
+  });
 }
 
 unsigned int LogWriter::writeText(int level, const char* text) {
   if (text == nullptr) text = "";
+  return writeExpanded(level, [&](char* out, std::size_t capacity) {
+    return expandWithoutArguments(text, out, capacity);
+  });
+}
+
+template <typename Expand>
+unsigned int LogWriter::writeExpanded(int level, Expand expand) {
   if (heldBackOnThisThread(m_started.load(std::memory_order_acquire))) {
-    hold(level, [&](char* out, std::size_t capacity) {
-      return expandWithoutArguments(text, out, capacity);
-    });
+    // The level is compared once the configured level is known.
+    hold(level, expand);
     return 2;
   }
   if (start() != kStarted) return 2;
@@ -194,7 +187,7 @@ unsigned int LogWriter::writeText(int level, const char* text) {
 
   WriterLock locked(*m_lock);
   buildPrefix(level);
-  emit(m_message, expandWithoutArguments(text, m_message, sizeof m_message));
+  emit(m_message, expand(m_message, sizeof m_message));
   checkRotation();
   return 2;
 }

@@ -35,6 +35,10 @@ class LogWriter {
   enum StartResult { kStarted = 0, kNoLock = 4, kCannotOpen = 5, kUnusablePath = 6 };
 
   static int start();
+  // The common write path; `expand` formats the message into a buffer and
+  // returns its length.
+  template <typename Expand>
+  static unsigned int writeExpanded(int level, Expand expand);
   static bool splitPath(const std::string& path);
   static void widen(const char* narrow, wchar_t (&wide)[64]);
   static void buildPrefix(int level);

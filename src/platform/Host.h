@@ -7,8 +7,12 @@
 #include <string>
 
 #include "platform/Clock.h"
+#include "platform/EventLog.h"
 #include "platform/FileSystem.h"
+#include "platform/HostFacts.h"
+#include "platform/Libraries.h"
 #include "platform/MachineStore.h"
+#include "platform/Network.h"
 #include "platform/ProcessLock.h"
 #include "platform/Random.h"
 
@@ -23,6 +27,16 @@ class Host {
   // The system's cryptographically secure random source. Not pure: a replacement
   // host that does not fake it hands out the real one.
   virtual Random& random();
+  // Version, processor, memory, locale and name of the machine. Not pure, like
+  // the three below: a replacement host that does not fake them hands out the
+  // real ones.
+  virtual HostFacts& hostFacts();
+  // The system's event log.
+  virtual EventLog& eventLog();
+  // Loadable libraries.
+  virtual Libraries& libraries();
+  // Name resolution and network interfaces.
+  virtual Network& network();
   // Opens the cross-process lock of this name, creating it on first use.
   // Returns null when the OS refuses.
   virtual std::unique_ptr<ProcessLock> openProcessLock(const std::string& name) = 0;

@@ -13,5 +13,9 @@ std::unique_ptr<FileSystem> makeFileSystem();
 std::unique_ptr<MachineStore> makeMachineStore();
 std::unique_ptr<Random> makeRandom();
 std::unique_ptr<ProcessLock> makeProcessLock(const std::string& name);
+std::unique_ptr<HostFacts> makeHostFacts();
+std::unique_ptr<EventLog> makeEventLog();
+std::unique_ptr<Libraries> makeLibraries();
+std::unique_ptr<Network> makeNetwork();
 
 }  // namespace platform::posix

@@ -12,12 +12,20 @@ class PosixHost final : public Host {
       : m_clock(posix::makeClock()),
         m_fileSystem(posix::makeFileSystem()),
         m_machineStore(posix::makeMachineStore()),
-        m_random(posix::makeRandom()) {}
+        m_random(posix::makeRandom()),
+        m_hostFacts(posix::makeHostFacts()),
+        m_eventLog(posix::makeEventLog()),
+        m_libraries(posix::makeLibraries()),
+        m_network(posix::makeNetwork()) {}
 
   Clock& clock() override { return *m_clock; }
   FileSystem& fileSystem() override { return *m_fileSystem; }
   MachineStore& machineStore() override { return *m_machineStore; }
   Random& random() override { return *m_random; }
+  HostFacts& hostFacts() override { return *m_hostFacts; }
+  EventLog& eventLog() override { return *m_eventLog; }
+  Libraries& libraries() override { return *m_libraries; }
+  Network& network() override { return *m_network; }
   std::unique_ptr<ProcessLock> openProcessLock(const std::string& name) override {
     return posix::makeProcessLock(name);
   }
@@ -27,6 +35,10 @@ class PosixHost final : public Host {
   std::unique_ptr<FileSystem> m_fileSystem;
   std::unique_ptr<MachineStore> m_machineStore;
   std::unique_ptr<Random> m_random;
+  std::unique_ptr<HostFacts> m_hostFacts;
+  std::unique_ptr<EventLog> m_eventLog;
+  std::unique_ptr<Libraries> m_libraries;
+  std::unique_ptr<Network> m_network;
 };
 
 std::atomic<Host*> g_override{nullptr};
@@ -34,6 +46,10 @@ std::atomic<Host*> g_override{nullptr};
 }  // namespace
 
 Random& Host::random() { return posixHost().random(); }
+HostFacts& Host::hostFacts() { return posixHost().hostFacts(); }
+EventLog& Host::eventLog() { return posixHost().eventLog(); }
+Libraries& Host::libraries() { return posixHost().libraries(); }
+Network& Host::network() { return posixHost().network(); }
 
 Host& posixHost() {
   // Never destroyed: the logger and other singletons may still use it while

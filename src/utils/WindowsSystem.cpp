@@ -10,6 +10,8 @@ namespace utils {
 
 System* System::get_instance() { return WindowsSystem::get_instance(); }
 
+std::string System::getServerID() { return "0"; }
+
 WindowsSystem* WindowsSystem::get_instance() {
   static WindowsSystem instance;
   return &instance;

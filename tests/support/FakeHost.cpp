@@ -1,0 +1,142 @@
+#include "support/FakeHost.h"
+
+#include <arpa/inet.h>
+#include <netdb.h>
+
+#include <stdexcept>
+
+namespace testsupport {
+
+FakeHostFacts::FakeHostFacts() {
+  versionRecord.platformId = platform::kPlatformLinux;
+  versionRecord.distributionPrettyName = "Debian GNU/Linux 12 (bookworm)";
+  versionRecord.distributionName = "Debian GNU/Linux";
+  versionRecord.kernelName = "Linux";
+  versionRecord.kernelRelease = "6.1.0-18-amd64";
+}
+
+void FakeHostFacts::useWindows(unsigned long major, unsigned long minor, unsigned long build,
+                               unsigned char productType, const std::wstring& servicePack,
+                               unsigned long platformId) {
+  versionRecord = platform::VersionRecord{};
+  versionRecord.majorVersion = major;
+  versionRecord.minorVersion = minor;
+  versionRecord.buildNumber = build;
+  versionRecord.productType = productType;
+  versionRecord.servicePack = servicePack;
+  versionRecord.platformId = platformId;
+}
+
+std::unique_ptr<platform::EventSource> FakeEventLog::registerSource(const std::string& name) {
+  struct Source : platform::EventSource {
+    Source(std::string name, FakeEventLog& log) : name(std::move(name)), log(log) {}
+    bool report(int type, std::uint16_t category, int eventId, const std::string& text) override {
+      if (log.takesRecords) log.records.push_back({name, type, category, eventId, text});
+      return log.takesRecords;
+    }
+    std::string name;
+    FakeEventLog& log;
+  };
+  return reachable ? std::make_unique<Source>(name, *this) : nullptr;
+}
+
+void* FakeLibraries::open(const std::string& name) {
+  for (Library& library : m_libraries) {
+    if (library.name == name) return &library;
+  }
+  return nullptr;
+}
+
+void* FakeLibraries::symbol(void* library, const char* name) {
+  if (library == nullptr || name == nullptr) return nullptr;
+  const auto& symbols = static_cast<Library*>(library)->symbols;
+  return symbols.count(name) ? symbols.at(name) : nullptr;
+}
+
+bool FakeLibraries::close(void* library, std::string& error) {
+  if (library == nullptr || !closeRefusal.empty()) {
+    error = library == nullptr ? "invalid library handle" : closeRefusal;
+    return false;
+  }
+  closed.push_back(static_cast<Library*>(library)->name);
+  return true;
+}
+
+// A struct hostent and the storage its fields point into.
+struct FakeNetwork::Entry {
+  struct hostent entry {};
+  std::string name;
+  std::vector<std::string> addresses;  // raw bytes
+  std::vector<char*> addressList, aliases{nullptr};
+};
+
+platform::ResolvedAddress ipv4(const std::string& text) { return {platform::kAddressFamilyIPv4, text, 0}; }
+platform::ResolvedAddress ipv6(const std::string& text) { return {platform::kAddressFamilyIPv6, text, 0}; }
+
+platform::NetworkInterface adapter(unsigned int index, const std::string& name, const std::string& mac,
+                                   bool hardwareDevice, int addressAssignment) {
+  platform::NetworkInterface item;
+  item.index = index;
+  item.name = name;
+  for (std::size_t i = 0; i < mac.size(); i += 3) {
+    item.hardwareAddress.push_back(static_cast<char>(std::stoul(mac.substr(i, 2), nullptr, 16)));
+  }
+  item.loopback = name == "lo";
+  item.hardwareDevice = hardwareDevice;
+  item.addressAssignment = addressAssignment;
+  return item;
+}
+
+void FakeNetwork::useMACAddress(const std::string& mac) {
+  adapters = {adapter(1, "lo", "00:00:00:00:00:00", false), adapter(2, "eth0", mac, true)};
+}
+
+const void* FakeNetwork::store(const std::string& name, const std::vector<std::string>& addresses) {
+  auto record = std::make_shared<Entry>();
+  record->name = name;
+  const bool v6 = !addresses.empty() && addresses[0].find(':') != std::string::npos;
+  for (const std::string& text : addresses) {
+    unsigned char bytes[16];
+    if (inet_pton(v6 ? AF_INET6 : AF_INET, text.c_str(), bytes) != 1) throw std::invalid_argument(text);
+    record->addresses.emplace_back(reinterpret_cast<char*>(bytes), v6 ? 16 : 4);
+  }
+  for (std::string& bytes : record->addresses) record->addressList.push_back(bytes.data());
+  record->addressList.push_back(nullptr);
+  record->entry = {record->name.data(), record->aliases.data(), v6 ? AF_INET6 : AF_INET, v6 ? 16 : 4,
+                   record->addressList.data()};
+  m_entries.push_back(record);
+  return &record->entry;
+}
+
+void FakeNetwork::addHost(const std::string& name, const std::vector<std::string>& addresses) {
+  m_byName[name] = store(name, addresses);
+}
+
+void FakeNetwork::addHostByAddress(const std::string& address, const std::string& name) {
+  m_byAddress[address] = store(name, {address});
+}
+
+const void* FakeNetwork::hostByName(const std::string& name) {
+  lookups.push_back("name:" + name);
+  return m_byName.count(name) ? m_byName[name] : nullptr;
+}
+
+const void* FakeNetwork::hostByAddress(const unsigned char* address, int length, int family) {
+  char text[INET_ADDRSTRLEN] = {};
+  if (length == 4 && family == AF_INET) inet_ntop(AF_INET, address, text, sizeof text);
+  lookups.push_back(std::string("address:") + text);
+  return m_byAddress.count(text) ? m_byAddress[text] : nullptr;
+}
+
+bool FakeNetwork::resolve(const std::string& name, std::vector<platform::ResolvedAddress>& addresses) {
+  if (resolved.count(name) == 0) return false;
+  addresses = resolved[name];
+  return true;
+}
+
+platform::InterfaceListing FakeNetwork::interfaces(std::vector<platform::NetworkInterface>& interfaces) {
+  if (listing == platform::InterfaceListing::kListed) interfaces = adapters;
+  return listing;
+}
+
+}  // namespace testsupport

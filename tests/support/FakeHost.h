@@ -1,0 +1,164 @@
+// A fake platform for the host facts, event log, loadable libraries and network, so
+// that a test decides what the machine reports:
+//
+//   testsupport::ScopedFakeHost fake;                    // in force for the scope
+//   fake.net.useMACAddress("00:1A:2B:3C:4D:5E");         // what getMACAddress gives
+//   fake.facts.hostname = "storage01";
+//   fake.net.addHost("storage01", {"192.0.2.7"});        // getHostByName, getServerIp
+//   fake.net.resolved["storage01"] = {ipv4("192.0.2.7"), ipv6("2001:db8::7")};  // getServerIPSet
+//   fake.plugins.add("libx.so", {{"getHelperInstance", reinterpret_cast<void*>(&entry)}});
+//   ... utils::System::get_instance()->... ; then look at fake.events.records ...
+//
+// Clock, files, machine store, random source and process locks stay the real ones,
+// so the logger and the settings work as usual. A fresh fake is a 64-bit Debian
+// host named "fakehost" with no network interface, no name that resolves, no
+// library, and an event log that takes every record.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/Host.h"
+
+namespace testsupport {
+
+class FakeHostFacts : public platform::HostFacts {
+ public:
+  FakeHostFacts();  // Debian 12 on kernel 6.1.0-18-amd64
+  // A Windows version record instead (platform id 2 unless told otherwise).
+  void useWindows(unsigned long major, unsigned long minor, unsigned long build, unsigned char productType,
+                  const std::wstring& servicePack = L"", unsigned long platformId = platform::kPlatformWinNT);
+
+  platform::VersionLookup versionLookup = platform::VersionLookup::kFound;
+  platform::VersionRecord versionRecord;
+  int architecture = platform::kArchitectureAmd64;
+  unsigned long processors = 4;
+  bool memoryKnown = true;
+  std::uint64_t memoryBytes = std::uint64_t{8} << 30;
+  long localeStatus = 0;  // nonzero: the locale setting cannot be read
+  std::string locale = "en_US.UTF-8";
+  bool nameServiceAvailable = true;
+  std::string hostname = "fakehost";  // what hostName() gives
+  std::map<unsigned long, std::string> errorTexts;  // "" for other codes
+
+  platform::VersionLookup version(platform::VersionRecord& record) override {
+    if (versionLookup == platform::VersionLookup::kFound) record = versionRecord;
+    return versionLookup;
+  }
+  int nativeArchitecture() override { return architecture; }
+  unsigned long logicalProcessors() override { return processors; }
+  bool totalPhysicalMemory(std::uint64_t& bytes) override { return memoryKnown && (bytes = memoryBytes, true); }
+  long systemLocale(std::string& name) override {
+    if (localeStatus == 0) name = locale;
+    return localeStatus;
+  }
+  bool hostName(std::string& name) override { return nameServiceAvailable && (name = hostname, true); }
+  std::string errorText(unsigned long code) override { return errorTexts.count(code) ? errorTexts[code] : ""; }
+};
+
+class FakeEventLog : public platform::EventLog {
+ public:
+  struct Record {
+    std::string source;
+    int type;
+    unsigned category;
+    int eventId;
+    std::string text;
+  };
+  bool reachable = true;     // false: no source can be registered
+  bool takesRecords = true;  // false: every report fails after registering
+  std::vector<Record> records;
+
+  std::unique_ptr<platform::EventSource> registerSource(const std::string& name) override;
+};
+
+class FakeLibraries : public platform::Libraries {
+ public:
+  // A library that open(name) finds, exporting these symbols.
+  void add(const std::string& name, std::map<std::string, void*> symbols) { m_libraries.push_back({name, symbols}); }
+  std::string closeRefusal;         // non-empty: close() refuses with this reason
+  std::vector<std::string> closed;  // names of the libraries closed, in order
+
+  void* open(const std::string& name) override;
+  void* symbol(void* library, const char* name) override;
+  bool close(void* library, std::string& error) override;
+
+ private:
+  struct Library {
+    std::string name;
+    std::map<std::string, void*> symbols;
+  };
+  std::deque<Library> m_libraries;
+};
+
+class FakeNetwork : public platform::Network {
+ public:
+  // The interfaces as the kernel would list them; `listing` other than kListed
+  // makes the listing fail that way.
+  std::vector<platform::NetworkInterface> adapters;
+  platform::InterfaceListing listing = platform::InterfaceListing::kListed;
+  // Loopback, then one hardware-backed "eth0" with this address.
+  void useMACAddress(const std::string& mac);
+
+  // A host entry (a real struct hostent) for hostByName(name): IPv4 when the first
+  // address is dotted, IPv6 otherwise; no address gives an empty list.
+  void addHost(const std::string& name, const std::vector<std::string>& addresses);
+  // A host entry for hostByAddress of this IPv4 address.
+  void addHostByAddress(const std::string& address, const std::string& name);
+  // What resolve(name) gives; names not listed do not resolve.
+  std::map<std::string, std::vector<platform::ResolvedAddress>> resolved;
+  // The lookups made, as "name:<text>" or "address:<dotted>", in order.
+  std::vector<std::string> lookups;
+
+  const void* hostByName(const std::string& name) override;
+  const void* hostByAddress(const unsigned char* address, int length, int family) override;
+  bool resolve(const std::string& name, std::vector<platform::ResolvedAddress>& addresses) override;
+  platform::InterfaceListing interfaces(std::vector<platform::NetworkInterface>& interfaces) override;
+
+ private:
+  struct Entry;
+  const void* store(const std::string& name, const std::vector<std::string>& addresses);
+  std::deque<std::shared_ptr<Entry>> m_entries;
+  std::map<std::string, const void*> m_byName, m_byAddress;
+};
+
+// Items of FakeNetwork::resolved and FakeNetwork::adapters; mac as "aa:bb:...",
+// any number of bytes.
+platform::ResolvedAddress ipv4(const std::string& text);
+platform::ResolvedAddress ipv6(const std::string& text);
+platform::NetworkInterface adapter(unsigned int index, const std::string& name, const std::string& mac,
+                                   bool hardwareDevice, int addressAssignment = platform::kAddressPermanent);
+
+class FakeHost : public platform::Host {
+ public:
+  FakeHostFacts facts;
+  FakeEventLog events;
+  FakeLibraries plugins;
+  FakeNetwork net;
+
+  platform::HostFacts& hostFacts() override { return facts; }
+  platform::EventLog& eventLog() override { return events; }
+  platform::Libraries& libraries() override { return plugins; }
+  platform::Network& network() override { return net; }
+  platform::Clock& clock() override { return platform::posixHost().clock(); }
+  platform::FileSystem& fileSystem() override { return platform::posixHost().fileSystem(); }
+  platform::MachineStore& machineStore() override { return platform::posixHost().machineStore(); }
+  std::unique_ptr<platform::ProcessLock> openProcessLock(const std::string& name) override {
+    return platform::posixHost().openProcessLock(name);
+  }
+};
+
+// A FakeHost in force from construction to destruction.
+class ScopedFakeHost : public FakeHost {
+ public:
+  ScopedFakeHost() : m_scope(*this) {}
+
+ private:
+  platform::ScopedHost m_scope;
+};
+
+}  // namespace testsupport

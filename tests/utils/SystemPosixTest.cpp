@@ -1,0 +1,116 @@
+// The POSIX host against the running system, and the readers behind its facts.
+#include <sys/utsname.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <regex>
+#include <string>
+#include <thread>
+
+#include "platform/posix/PosixHostFacts.h"
+#include "utils/SystemTestSupport.h"
+
+using systemtest::sys;
+
+namespace {
+
+// Standard output of a shell command, without its last line end.
+std::string shell(const std::string& command) {
+  std::string output;
+  if (FILE* pipe = popen(command.c_str(), "r")) {
+    char chunk[256];
+    while (std::fgets(chunk, sizeof chunk, pipe) != nullptr) output += chunk;
+    pclose(pipe);
+  }
+  if (!output.empty() && output.back() == '\n') output.pop_back();
+  return output;
+}
+
+}  // namespace
+
+TEST(PosixHostTest, FactsAgreeWithWhatTheSystemReports) {
+  struct utsname names {};
+  ASSERT_EQ(0, uname(&names));
+  std::smatch version;
+  const std::string release = names.release;
+  ASSERT_TRUE(std::regex_search(release, version, std::regex(R"(^(\d+)\.(\d+)(?:\.(\d+))?)")));
+  const std::string distribution = shell(". /etc/os-release 2>/dev/null || . /usr/lib/os-release; printf %s \"${PRETTY_NAME:-${NAME:-" +
+                                         std::string(names.sysname) + "}}\"");
+  std::string name, full, arch, host, locale;
+  EXPECT_EQ("11111", std::to_string(sys().getOsName(name)) + std::to_string(sys().getOsFullName(full)) +
+                         std::to_string(sys().getOsArch(arch)) + std::to_string(sys().getHostName(host)) +
+                         std::to_string(sys().getLocaleName(locale)));
+  EXPECT_EQ(distribution + " ", name);
+  EXPECT_EQ(distribution + "  " + version[1].str() + "." + version[2].str() + "." +
+                (version[3].matched ? std::to_string(std::stoul(version[3].str()) & 0xFFFF) : "0"),
+            full);
+  const std::map<std::string, std::string> architectures = {{"x86_64", "x64"}, {"aarch64", "Unknown"}};
+  EXPECT_EQ(architectures.count(names.machine) ? architectures.at(names.machine) : arch, arch);
+  EXPECT_EQ(shell("hostname"), host);
+  EXPECT_EQ(std::string::npos, locale.find_first_of("._@")) << locale;
+  EXPECT_EQ(std::stoul(shell("getconf _NPROCESSORS_ONLN")), sys().getCpuCoresCount());
+  const double kibibytes = std::stod(shell("awk '/^MemTotal:/ {print $2}' /proc/meminfo"));
+  EXPECT_EQ(static_cast<std::uint64_t>(std::round(kibibytes / 1048576.0)), sys().getTotalPhysicalMemoryInMB());
+  // The MAC address is that of one of the machine's interfaces, when there is one.
+  const std::string mac = sys().getMACAddress();
+  if (mac != "0") {
+    ASSERT_TRUE(std::regex_match(mac, std::regex("([0-9A-F]{2}:){5}[0-9A-F]{2}"))) << mac;
+    std::string lower = mac;
+    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    EXPECT_NE("", shell("grep -l -x '" + lower + "' /sys/class/net/*/address")) << mac;
+  }
+}
+
+TEST(PosixHostTest, HostEntriesBelongToTheirThread) {
+  void* first = sys().getHostByName("localhost");
+  ASSERT_NE(nullptr, first);
+  EXPECT_EQ("127.0.0.1", sys().getIPAddrs(first));
+  EXPECT_EQ(first, sys().getHostByName("127.0.0.1"));  // the thread's one entry, refilled
+  EXPECT_EQ("127.0.0.1", sys().getIPAddrs(first));
+  void* other = nullptr;
+  std::thread([&other] { other = sys().getHostByName("localhost"); }).join();
+  EXPECT_NE(first, other);
+  EXPECT_EQ(nullptr, sys().getHostByName("nv9-no-such-host.invalid"));
+}
+
+TEST(PosixHostTest, ReadersOfMachineNamesSettingsFilesAndErrorCodes) {
+  const struct { const char* machine; int code; } machines[] = {
+      {"x86_64", 9}, {"i386", 0}, {"i686", 0}, {"i786", 0xFFFF}, {"armv7l", 5}, {"arm", 5}, {"ia64", 6},
+      {"aarch64", 12}, {"riscv64", 0xFFFF}, {"", 0xFFFF}};
+  for (const auto& row : machines) EXPECT_EQ(row.code, platform::posix::architectureCode(row.machine)) << row.machine;
+
+  testsupport::TempInstallation scratch;
+  const auto file = [&scratch](const std::string& name, const std::string& text) {
+    testsupport::writeFile(scratch.root() + "/" + name, text);
+    return scratch.root() + "/" + name;
+  };
+  const std::string quoted = file("quoted", "# by hand\nLC_TIME=de_DE.UTF-8\nLANG=\"fr_FR.UTF-8\"\n");
+  const std::string plain = file("plain", "  LANG=en_GB.UTF-8  \n"), none = file("none", "# generated\n");
+  const std::string missing = scratch.root() + "/missing", directory = scratch.root() + "/home";
+  const struct { std::vector<std::string> files; std::string status; } locales[] = {
+      {{quoted, plain}, "0 fr_FR.UTF-8"}, {{missing, plain}, "0 en_GB.UTF-8"}, {{none, plain}, "0 en_GB.UTF-8"},
+      {{none, missing}, "0 "}, {{plain + "/below-a-file"}, "0 "},
+      {{directory, plain}, std::to_string(EISDIR) + " old"},  // there but unreadable
+  };
+  for (const auto& row : locales) {
+    std::string name = "old";
+    const long status = platform::posix::readConfiguredLocale(row.files, name);
+    EXPECT_EQ(row.status, std::to_string(status) + " " + name) << row.files[0];
+  }
+  std::map<std::string, std::string> values;
+  EXPECT_EQ(0, platform::posix::readAssignments(
+                   file("os-release", "NAME='Some \"OS\"'\nPRETTY_NAME=\"A \\\"B\\\" \\\\ \\$C\"\nexport ID=x\n"
+                                      "=nothing\nnot an assignment\nEMPTY=\n"),
+                   values));
+  EXPECT_EQ((std::map<std::string, std::string>{
+                {"NAME", "Some \"OS\""}, {"PRETTY_NAME", "A \"B\" \\ $C"}, {"ID", "x"}, {"EMPTY", ""}}),
+            values);
+  EXPECT_EQ(ENOENT, platform::posix::readAssignments(missing, values));
+
+  platform::HostFacts& facts = platform::posixHost().hostFacts();
+  EXPECT_EQ("No such file or directory||", facts.errorText(ENOENT) + "|" + facts.errorText(123456) + "|" +
+                                               facts.errorText(0x100000000UL));
+}

@@ -1,0 +1,63 @@
+// Shared by the System tests: one throwaway installation for the test process that
+// logs everything unbuffered and drops addresses starting with 10, the log lines a
+// test wrote, and a fake host in force for each test of FakeHostTest.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <utils/System.h>
+#include <utils/WindowsSystem.h>
+
+#include <memory>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "support/FakeHost.h"
+#include "support/TempInstallation.h"
+
+namespace systemtest {
+
+class InstallationEnvironment : public testing::Environment {
+ public:
+  void SetUp() override {
+    m_installation = std::make_unique<testsupport::TempInstallation>();
+    m_installation->registerHome();
+    m_installation->writeConfig("log_level = 255\nlog_cache_mode = 0\nprivate_ip_range = 10\n");
+    m_installation->useStore();
+    s_logPath = m_installation->home() + "/logs/norvane.txt";
+  }
+  void TearDown() override { m_installation.reset(); }
+  static inline std::string s_logPath;
+
+ private:
+  std::unique_ptr<testsupport::TempInstallation> m_installation;
+};
+
+// The log lines written since construction, as "Level: message" ("Fn Entry: utils::...").
+class LogMark {
+ public:
+  LogMark() : m_start(testsupport::readFile(InstallationEnvironment::s_logPath).size()) {}
+  std::vector<std::string> entries() const {
+    static const std::regex line(R"(^(?:\d\d/\d\d \d\d:\d\d:\d\d )?[0-9a-f]+ \| ([A-Za-z ]+?) *: (.*)$)");
+    std::vector<std::string> found;
+    std::istringstream in(testsupport::readFile(InstallationEnvironment::s_logPath).substr(m_start));
+    std::smatch match;
+    for (std::string item; std::getline(in, item);) {
+      found.push_back(std::regex_match(item, match, line) ? match[1].str() + ": " + match[2].str() : item);
+    }
+    return found;
+  }
+
+ private:
+  std::size_t m_start;
+};
+
+inline utils::System& sys() { return *utils::System::get_instance(); }
+
+class FakeHostTest : public testing::Test {
+ protected:
+  testsupport::ScopedFakeHost fake;
+};
+
+}  // namespace systemtest

@@ -1,0 +1,166 @@
+// The system log and the network identity on the real platform: records read back
+// from a syslog socket the test binds itself, and the MAC address and address sets
+// inside a network namespace the test builds.
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <utils/System.h>
+
+#include <csignal>
+#include <iostream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "NamespaceSupport.h"
+#include "platform/MachineStore.h"
+#include "support/ChildProcess.h"
+#include "support/TempInstallation.h"
+#include "support/ToolRun.h"
+
+namespace {
+
+void enterChild(const std::vector<std::string>& args) {
+  alarm(60);
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  platform::setMachineStoreRoot(args.at(0));
+}
+
+// Prints each record the logger's socket holds as "record <text>".
+void printRecords(int listener, bool stream) {
+  char buffer[65536];
+  for (ssize_t got; !stream && (got = recv(listener, buffer, sizeof buffer, 0)) > 0;) {
+    std::cout << "record " << std::string(buffer, static_cast<std::size_t>(got)) << "\n";
+  }
+  for (int connection; stream && (connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;) {
+    std::string received;
+    for (ssize_t got; (got = read(connection, buffer, sizeof buffer)) > 0;) received.append(buffer, got);
+    close(connection);
+    std::istringstream records(received);  // a stream logger's records end with NUL
+    for (std::string record; std::getline(records, record, '\0');) std::cout << "record " << record << "\n";
+  }
+}
+
+// The system logger, played by the child in an empty /dev of its own. Args: the
+// store root; "dgram", "stream" or "none" for the socket at /dev/log; then a program
+// and its arguments to run, or nothing for four calls of doSystemLog.
+NORVANE_CHILD(syslog_records) {
+  enterChild(args);
+  if (!nstest::enterPrivateMounts() || !nstest::useEmptyDev()) return nstest::kNoNamespaces;
+  const bool stream = args.at(1) == "stream";
+  int listener = -1;
+  if (args[1] != "none") {
+    listener = socket(AF_UNIX, (stream ? SOCK_STREAM : SOCK_DGRAM) | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    struct sockaddr_un address {};
+    address.sun_family = AF_UNIX;
+    std::snprintf(address.sun_path, sizeof address.sun_path, "/dev/log");
+    if (bind(listener, reinterpret_cast<struct sockaddr*>(&address), sizeof address) != 0) return 3;
+    if (stream && listen(listener, 16) != 0) return 3;
+  }
+  if (args.size() > 2) {
+    const auto run = testsupport::runTool(args[2], std::vector<std::string>(args.begin() + 3, args.end()));
+    std::cout << "exit " << run.exitCode << "\nout " << run.out << "err " << run.err;
+  } else {
+    utils::System& system = *utils::System::get_instance();
+    std::cout << "pid " << getpid() << "\nresults " << system.doSystemLog("disk 3 lost", 1001, 2, 240)
+              << system.doSystemLog("rebuild at 50%", 1002, 1, 0) << system.doSystemLog("volume ready", 7, 0, 65)
+              << system.doSystemLog("odd", -1, 6, 65535) << "\n";
+  }
+  if (listener >= 0) printRecords(listener, stream);
+  return 0;
+}
+
+// The host's identity inside a network namespace. Args: the store root, the
+// namespace's path, a hosts file and a host name, both in force for this process
+// only, with a sysfs of the namespace.
+NORVANE_CHILD(namespace_identity) {
+  enterChild(args);
+  const int ns = open(args.at(1).c_str(), O_RDONLY | O_CLOEXEC);
+  if (ns < 0 || setns(ns, CLONE_NEWNET) != 0 || unshare(CLONE_NEWUTS) != 0 || !nstest::enterPrivateMounts() ||
+      mount("sysfs", "/sys", "sysfs", 0, nullptr) != 0 ||
+      mount(args.at(2).c_str(), "/etc/hosts", nullptr, MS_BIND, nullptr) != 0 ||
+      sethostname(args.at(3).c_str(), args[3].size()) != 0) {
+    return nstest::kNoNamespaces;
+  }
+  utils::System& system = *utils::System::get_instance();
+  std::string text;
+  std::cout << "mac " << system.getMACAddress() << "\nhost " << system.getHostName(text) << " " << text;
+  std::vector<std::string> v4(16), v6(16);
+  int v4Count = 0, v6Count = 0;
+  std::cout << "\nset " << system.getServerIPSet(v4.data(), v6.data(), &v4Count, &v6Count) << " v4";
+  for (int i = 0; i < v4Count; ++i) std::cout << " " << v4[i];
+  std::cout << " v6";
+  for (int i = 0; i < v6Count; ++i) std::cout << " " << v6[i];
+  std::cout << "\nip " << system.getServerIp(text) << " " << text << "\n";
+  std::cout << "entry " << system.getIPAddrs(system.getHostByName(args[3])) << "\n";
+  return 0;
+}
+
+// An installation whose settings drop addresses that start with 10.
+struct Installation : testsupport::TempInstallation {
+  Installation() {
+    registerHome();
+    writeConfig("log_level = 255\nlog_cache_mode = 0\nprivate_ip_range = 10\n");
+  }
+};
+
+// The records of a child's output, their time stamps shown as "<stamp>".
+std::vector<std::string> records(const std::string& output) {
+  static const std::regex stamp(R"(^record (<\d+>)[A-Z][a-z]{2} [ 1-3]\d \d\d:\d\d:\d\d )");
+  std::vector<std::string> found;
+  std::istringstream lines(output);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind("record ", 0) == 0) found.push_back(std::regex_replace(line, stamp, "$1<stamp> "));
+  }
+  return found;
+}
+
+}  // namespace
+
+TEST(SystemLogIntegrationTest, RecordsReachTheLoggerWithPriorityIdentityAndTextOrTheCallFails) {
+  NSTEST_REQUIRE_ROOT();
+  Installation installation;
+  for (const std::string kind : {"dgram", "stream"}) {
+    const testsupport::ChildResult run = testsupport::runChild("syslog_records", {installation.storeRoot(), kind});
+    if (run.exitCode == nstest::kNoNamespaces) GTEST_SKIP() << "the system refuses private mount namespaces";
+    std::smatch pid;
+    ASSERT_TRUE(std::regex_search(run.output, pid, std::regex(R"(^pid (\d+)\nresults 1111\n)"))) << run.output;
+    const std::string source = "<stamp> Norvane_MONITOR[" + pid[1].str() + "]: ";
+    EXPECT_EQ((std::vector<std::string>{"<11>" + source + "disk 3 lost [event 1001, category 10]",
+                                        "<12>" + source + "rebuild at 50% [event 1002, category 9]",
+                                        "<14>" + source + "volume ready [event 7, category 7]",
+                                        "<12>" + source + "odd [event -1, category 9]"}),
+              records(run.output))
+        << kind;
+  }
+  const testsupport::ChildResult run = testsupport::runChild("syslog_records", {installation.storeRoot(), "none"});
+  EXPECT_TRUE(std::regex_match(run.output, std::regex(R"(pid \d+\nresults 0000\n)"))) << run.output;
+}
+
+TEST(NetworkIdentityIntegrationTest, MACAddressAndAddressesInsideANamespace) {
+  NSTEST_REQUIRE_ROOT();
+  nstest::NetworkNamespace ns("identity");
+  if (!ns.created()) GTEST_SKIP() << "ip netns add is refused on this system";
+  Installation installation;
+  const std::string hosts = installation.root() + "/hosts", name = "nv9host";
+  testsupport::writeFile(hosts, "127.0.0.1 localhost\n192.0.2.10 " + name + "\n10.9.0.1 " + name +
+                                    "\n2001:db8::10 " + name + "\n");
+  const std::vector<std::string> args = {installation.storeRoot(), ns.path(), hosts, name};
+  // Loopback alone: no address to give.
+  testsupport::ChildResult run = testsupport::runChild("namespace_identity", args);
+  if (run.exitCode == nstest::kNoNamespaces) GTEST_SKIP() << "the system refuses to enter the namespaces";
+  EXPECT_EQ(0u, run.output.find("mac 0\n")) << run.output;
+  // A pair whose addresses the kernel made up comes first; of the second pair one
+  // end has an address set by hand: that is the one to give.
+  ASSERT_TRUE(ns.ip("link add nv9r0 type veth peer name nv9r1") && ns.ip("link add nv9m0 type veth peer name nv9m1"));
+  ASSERT_TRUE(ns.ip("link set nv9m0 address 02:4e:56:39:00:01") && ns.ip("link set nv9m0 up") &&
+              ns.ip("link set nv9m1 up"));
+  ASSERT_TRUE(ns.ip("addr add 192.0.2.10/24 dev nv9m0") && ns.ip("addr add 2001:db8::10/64 dev nv9m0 nodad"));
+  run = testsupport::runChild("namespace_identity", args);
+  EXPECT_EQ("mac 02:4E:56:39:00:01\nhost 1 nv9host\nset 1 v4 192.0.2.10 v6 2001:db8::10\nip 1 192.0.2.10\n"
+            "entry 192.0.2.10\n",
+            run.output);
+}

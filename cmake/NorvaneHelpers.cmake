@@ -1,16 +1,18 @@
 # Helpers for the per-area CMakeLists.txt files under tests/, bench/ and fuzz/.
 
-# norvane_add_test(<name> SOURCES <files...> [LIBS <targets...>] [LABELS <labels...>])
+# norvane_add_test(<name> SOURCES <files...> [LIBS <targets...>] [LABELS <labels...>]
+#                  [PROPERTIES <name value...>])
 # One GoogleTest executable linked with the library and the test support code;
 # its tests are discovered by ctest with the labels given (for example
-# "concurrency", which the ThreadSanitizer run selects).
+# "concurrency", which the ThreadSanitizer run selects) and any further test
+# properties (for example FIXTURES_REQUIRED).
 function(norvane_add_test name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS;LABELS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS;LABELS;PROPERTIES" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_compile_options(${name} PRIVATE -Wall -Wextra)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name} PRIVATE norvane_internal norvane_test_support GTest::gtest GTest::gmock Threads::Threads ${ARG_LIBS})
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 120 PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 300)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 120 PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 300 ${ARG_PROPERTIES})
 endfunction()
 
 # norvane_add_bench(<name> SOURCES <files...> [LIBS <targets...>])

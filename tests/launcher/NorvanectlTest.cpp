@@ -1,46 +1,104 @@
-// norvanectl end to end: the built binary against temporary stores and homes.
+// norvanectl end to end: the installed binary against temporary stores and homes.
 #include <gtest/gtest.h>
 
+#include <NorvaneVersion.h>
+
+#include <fcntl.h>
+#include <grp.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
+#include <fstream>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "support/TempInstallation.h"
 
 using testsupport::TempInstallation;
+using testsupport::readFile;
+using testsupport::writeFile;
+namespace fs = std::filesystem;
 
 namespace {
 
-struct CtlResult { int exitCode = -1; std::string out, err; };
+struct CtlResult { int exitCode = -1; std::string out, err; long peakKb = 0; };
+struct RunAs { std::string cwd; bool nobody = false; };
 
-std::string quoted(const std::string& word) {
-  std::string text = "'";
-  for (char c : word) text += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return text + "'";
-}
-
-CtlResult norvanectl(const TempInstallation& scratch, const std::vector<std::string>& args) {
-  std::string command = quoted(NORVANECTL_PATH);
-  for (const std::string& arg : args) command += " " + quoted(arg);
+// Runs the tool with stdin closed, its output in files, and its peak memory measured.
+CtlResult norvanectl(const TempInstallation& scratch, const std::vector<std::string>& args, const RunAs& as = {}) {
   const std::string outPath = scratch.root() + "/ctl.out", errPath = scratch.root() + "/ctl.err";
-  const int status = std::system((command + " >" + quoted(outPath) + " 2>" + quoted(errPath) + " </dev/null").c_str());
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, testsupport::readFile(outPath), testsupport::readFile(errPath)};
+  std::vector<std::string> argv{NORVANECTL_PATH};
+  argv.insert(argv.end(), args.begin(), args.end());
+  const pid_t pid = fork();
+  if (pid == 0) {
+    const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    const int in = open("/dev/null", O_RDONLY);
+    if (out < 0 || err < 0 || in < 0 || dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0) _exit(126);
+    if (!as.cwd.empty() && chdir(as.cwd.c_str()) != 0) _exit(126);
+    if (as.nobody && (setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0)) _exit(126);
+    std::vector<char*> raw;
+    for (std::string& arg : argv) raw.push_back(arg.data());
+    raw.push_back(nullptr);
+    execv(raw[0], raw.data());
+    _exit(127);
+  }
+  int status = 0;
+  struct rusage usage {};
+  while (wait4(pid, &status, 0, &usage) < 0) continue;
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(outPath), readFile(errPath), usage.ru_maxrss};
 }
 
 // norvanectl with --store-root of the installation.
-CtlResult ctl(const TempInstallation& installation, std::vector<std::string> args) {
+CtlResult ctl(const TempInstallation& installation, std::vector<std::string> args, const RunAs& as = {}) {
   args.insert(args.begin(), {"--store-root", installation.storeRoot()});
-  return norvanectl(installation, args);
+  return norvanectl(installation, args, as);
 }
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 // A whole run in one text, "exit code|out|err", so one expectation covers all three.
 std::string shown(const CtlResult& run) { return std::to_string(run.exitCode) + '|' + run.out + '|' + run.err; }
+
+// The fix-it prefix the tool prints for this installation's store.
+std::string ctlIn(const TempInstallation& installation) {
+  return "norvanectl --store-root " + installation.storeRoot() + " ";
+}
+
+std::vector<std::string> entriesOf(const std::string& directory) {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(directory)) names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// Lets the unprivileged user reach the installation; what it may write is up to
+// each test.
+void openToEveryone(const TempInstallation& installation) {
+  for (const std::string& dir : {installation.root(), installation.home(), installation.storeRoot()}) {
+    chmod(dir.c_str(), 0755);
+  }
+}
+
+// A complete installation, as check wants it.
+void completeInstallation(const TempInstallation& installation) {
+  installation.registerHome();
+  installation.writeConfig("log_level = 64\n");
+  fs::create_directories(installation.home() + "/bin");
+  fs::create_directories(installation.home() + "/conf/monitor");
+  writeFile(installation.home() + "/bin/key.store", "0f6c2d3e-8a41-4b5e-9c7d-1e2f3a4b5c6d");
+  writeFile(installation.home() + "/bin/value.store", "7a8b9c0d-1e2f-4a3b-8c4d-5e6f7a8b9c0d");
+  writeFile(installation.home() + "/conf/monitor/config-current.json",
+            R"({"alertConfiguration": {"properties": {"actions": [{"type": "EMAIL"}]}}})");
+}
 
 }  // namespace
 
@@ -51,13 +109,14 @@ TEST(NorvanectlTest, HelpListsEveryCommandAndEachCommandHasItsOwn) {
   EXPECT_TRUE(contains(run.out, "Exit status: 0 success, 1 the operation failed, 2 wrong usage."));
   EXPECT_EQ("", run.err);
   EXPECT_EQ(run.out, norvanectl(scratch, {"help"}).out);
-  for (const std::string command : {"set-home", "show-home", "generate-config", "show-config", "log"}) {
+  for (const std::string command : {"set-home", "show-home", "check", "generate-config", "show-config", "log", "zip"}) {
     EXPECT_TRUE(contains(run.out, "\n  " + command + " ")) << command << run.out;
     CtlResult own = norvanectl(scratch, {command, "--help"});
     EXPECT_EQ(0, own.exitCode) << command;
     EXPECT_TRUE(contains(own.out, "usage: norvanectl [--store-root DIR] " + command)) << own.out;
     EXPECT_EQ(own.out, norvanectl(scratch, {"help", command}).out);
   }
+  EXPECT_EQ("0|norvanectl (libnorvane) " NORVANE_VERSION_STRING "\n|", shown(norvanectl(scratch, {"--version"})));
 }
 
 TEST(NorvanectlTest, UsageErrorsExitWithTwo) {
@@ -70,9 +129,14 @@ TEST(NorvanectlTest, UsageErrorsExitWithTwo) {
       {{"--store-root="}, "norvanectl: --store-root needs a directory\n"},
       {{"set-home"}, "norvanectl: set-home needs exactly one directory\n"},
       {{"show-home", "extra"}, "norvanectl: show-home takes no arguments\n"},
+      {{"check", "extra"}, "norvanectl: check takes no arguments\n"},
       {{"generate-config", "conf/x"}, "norvanectl: the path must start with '/'"},
       {{"log", "info"}, "norvanectl: log needs LEVEL MESSAGE pairs\n"},
+      {{"log", "--restart-log"}, "norvanectl: log needs LEVEL MESSAGE pairs\n"},
+      {{"log", "--force", "info", "x"}, "norvanectl: unknown option '--force'\n"},
       {{"log", "loud", "x"}, "norvanectl: unknown level 'loud'\n"},
+      {{"zip"}, "norvanectl: zip needs an ARCHIVE and at least one FILE\n"},
+      {{"zip", "a.zip"}, "norvanectl: zip needs at least one FILE\n"},
       {{"help", "nothing"}, "norvanectl: unknown command 'nothing'\n"},
   };
   for (const auto& c : cases) {
@@ -80,36 +144,80 @@ TEST(NorvanectlTest, UsageErrorsExitWithTwo) {
   }
 }
 
-TEST(NorvanectlTest, SetAndShowHome) {
+TEST(NorvanectlTest, SetHomeStoresThePathAndCreatesTheLogDirectory) {
   TempInstallation installation;
-  const std::string valueFile = "/SOFTWARE/Kestrane/Norvane/NorvaneHOME";
-  EXPECT_EQ("1||norvanectl: no home path set (looked for " + installation.storeRoot() + valueFile + ")\n",
+  const std::string home = installation.home(), valueFile = "/SOFTWARE/Kestrane/Norvane/NorvaneHOME";
+  EXPECT_EQ("1||norvanectl: no home path set: " + installation.storeRoot() + valueFile +
+                ": No such file or directory\n",
             shown(ctl(installation, {"show-home"})));
-  EXPECT_EQ("0|NorvaneHOME = " + installation.home() + "\n|",
-            shown(ctl(installation, {"set-home", installation.home() + "/./conf/.."})));
-  EXPECT_EQ(installation.home() + "\n", testsupport::readFile(installation.storeRoot() + valueFile));
-  EXPECT_EQ("0|" + installation.home() + "\n|",
-            shown(ctl(installation, {"--store-root=" + installation.storeRoot(), "show-home"})));
-  EXPECT_EQ("1||norvanectl: '" + installation.root() + "/absent' is not a directory\n",
+  fs::remove_all(home + "/logs");
+  EXPECT_EQ("0|NorvaneHOME = " + home + "\ncreated " + home + "/logs (the log directory)\n|",
+            shown(ctl(installation, {"set-home", home + "/./conf/.."})));
+  EXPECT_TRUE(fs::is_directory(home + "/logs"));
+  EXPECT_EQ(home + "\n", readFile(installation.storeRoot() + valueFile));
+  EXPECT_EQ("0|NorvaneHOME = " + home + "\n|", shown(ctl(installation, {"set-home", home})));  // logs/ exists
+  EXPECT_EQ("0|" + home + "\n|", shown(ctl(installation, {"--store-root=" + installation.storeRoot(), "show-home"})));
+
+  writeFile(installation.root() + "/plain", "");
+  EXPECT_EQ("1||norvanectl: cannot use '" + installation.root() + "/absent' as home: No such file or directory\n",
             shown(ctl(installation, {"set-home", installation.root() + "/absent"})));
-  testsupport::writeFile(installation.root() + "/blocked", "");  // a store root that cannot hold the key
+  EXPECT_EQ("1||norvanectl: cannot use '" + installation.root() + "/plain' as home: Not a directory\n",
+            shown(ctl(installation, {"set-home", installation.root() + "/plain"})));
   const std::string blocked = shown(
-      norvanectl(installation, {"--store-root", installation.root() + "/blocked", "set-home", installation.home()}));
-  EXPECT_EQ(0u, blocked.find("1||norvanectl: cannot write " + installation.root() + "/blocked" + valueFile + ": "))
+      norvanectl(installation, {"--store-root", installation.root() + "/plain", "set-home", home}));
+  EXPECT_EQ(0u, blocked.find("1||norvanectl: cannot write " + installation.root() + "/plain" + valueFile + ": "))
       << blocked;
+
+  // The home is stored, but an installation that cannot log is no success.
+  fs::remove_all(home + "/logs");
+  writeFile(home + "/logs", "");
+  EXPECT_EQ("1|NorvaneHOME = " + home + "\n|norvanectl: log directory " + home + "/logs: Not a directory\n",
+            shown(ctl(installation, {"set-home", home})));
+  EXPECT_EQ("0|" + home + "\n|", shown(ctl(installation, {"show-home"})));
+}
+
+// The logger keeps at most 63 bytes of directory: a home of 58 bytes still logs, one
+// more byte and the library would log nothing at all.
+TEST(NorvanectlTest, HomePathLongerThanTheLoggerTakesIsRefused) {
+  TempInstallation installation;
+  std::string fits = installation.root() + "/h";
+  fits.resize(58, 'x');
+  const std::string tooLong = fits + "y";
+  fs::create_directories(fits);
+  fs::create_directories(tooLong);
+  EXPECT_EQ(0, ctl(installation, {"set-home", fits}).exitCode);
+  EXPECT_EQ(0, ctl(installation, {"log", "info", "fits"}).exitCode);
+  EXPECT_TRUE(contains(readFile(fits + "/logs/norvane.txt"), " | Info      : fits\n"));
+
+  const std::string refusal = "norvanectl: the log directory " + tooLong +
+                              "/logs is 64 bytes long; the library's logger takes at most 63 and logs nothing "
+                              "(use a home path of at most 58 bytes)\n";
+  EXPECT_EQ("1|NorvaneHOME = " + tooLong + "\ncreated " + tooLong + "/logs (the log directory)\n|" + refusal,
+            shown(ctl(installation, {"set-home", tooLong})));
+  EXPECT_EQ("1||" + refusal, shown(ctl(installation, {"log", "info", "lost"})));
+  EXPECT_EQ(std::vector<std::string>{}, entriesOf(tooLong + "/logs"));
 }
 
 TEST(NorvanectlTest, GenerateConfigWritesTheFileTheLibraryReads) {
   TempInstallation installation;
-  EXPECT_EQ(1, ctl(installation, {"generate-config"}).exitCode);  // no home yet
+  EXPECT_EQ("1||norvanectl: no home path set: " + installation.storeRoot() +
+                "/SOFTWARE/Kestrane/Norvane/NorvaneHOME: No such file or directory; run '" + ctlIn(installation) +
+                "set-home DIR' first\n",
+            shown(ctl(installation, {"generate-config"})));
   installation.registerHome();
-  std::filesystem::remove_all(installation.home() + "/conf");
+  fs::remove_all(installation.home() + "/conf");
   EXPECT_EQ("0|wrote " + installation.home() + "/conf/Norvane.conf\n|", shown(ctl(installation, {"generate-config"})));
   const std::string text = installation.readHomeFile("conf/Norvane.conf");
   EXPECT_EQ(0u, text.find("# Subject name\nSUB_NAME = C=US,"));
   EXPECT_TRUE(contains(text, "\nkey_store = " + installation.home() + "/bin/key.store\n"));
   EXPECT_EQ(0, ctl(installation, {"generate-config", "/conf/copies/second.conf"}).exitCode);
   EXPECT_EQ(text, installation.readHomeFile("conf/copies/second.conf"));
+
+  writeFile(installation.home() + "/conf/plain", "");
+  EXPECT_EQ("1||norvanectl: cannot create configuration file " + installation.home() + "/: Is a directory\n",
+            shown(ctl(installation, {"generate-config", "/"})));
+  EXPECT_EQ("1||norvanectl: cannot create directory " + installation.home() + "/conf/plain: Not a directory\n",
+            shown(ctl(installation, {"generate-config", "/conf/plain/x.conf"})));
 }
 
 TEST(NorvanectlTest, ShowConfigPrintsEverySettingOrTheChosenOnesAndReportsAZeroPerfDuration) {
@@ -148,7 +256,6 @@ TEST(NorvanectlTest, LogWritesLinesAtTheirLevels) {
   TempInstallation installation;
   installation.registerHome();
   installation.writeConfig("log_level = 16\n");
-  std::filesystem::remove_all(installation.home() + "/logs");
   EXPECT_EQ("0|log file: " + installation.home() + "/logs/norvane.txt\n|"
             "norvanectl: note: level debug (32) is above log_level 16; line not written\n",
             shown(ctl(installation, {"log", "error", "disk 5% slower", "info", "second line", "debug", "hidden"})));
@@ -157,4 +264,242 @@ TEST(NorvanectlTest, LogWritesLinesAtTheirLevels) {
   EXPECT_NE(std::string::npos, error) << log;
   EXPECT_LT(error, log.find(" | Info      : second line\n")) << log;  // npos is never less
   EXPECT_FALSE(contains(log, "hidden"));
+}
+
+// Starting the log empties the active file, so lines already there are never wiped
+// without being asked for.
+TEST(NorvanectlTest, LogRestartsALogThatHoldsLinesOnlyWhenTold) {
+  TempInstallation installation;
+  installation.registerHome();
+  installation.writeConfig("log_level = 64\n");
+  const std::string logFile = installation.home() + "/logs/norvane.txt";
+  writeFile(logFile, "19/11 10:00:00 1f | Info      : server line\n");
+  EXPECT_EQ("1||norvanectl: " + logFile +
+                " already holds 44 bytes of log lines; starting the log would empty it.\n"
+                "Run '" + ctlIn(installation) + "log --restart-log LEVEL MESSAGE...' to empty it and write anyway.\n",
+            shown(ctl(installation, {"log", "info", "tool line"})));
+  EXPECT_EQ("19/11 10:00:00 1f | Info      : server line\n", readFile(logFile));
+
+  EXPECT_EQ("0|log file: " + logFile + "\n|norvanectl: note: restarted " + logFile +
+                "; the 44 bytes it held are gone\n",
+            shown(ctl(installation, {"log", "--restart-log", "info", "tool line"})));
+  const std::string restarted = readFile(logFile), line = " | Info      : tool line\n";
+  EXPECT_FALSE(contains(restarted, "server line"));
+  EXPECT_EQ(restarted.size() - line.size(), restarted.find(line)) << restarted;
+  EXPECT_EQ(1, std::count(restarted.begin(), restarted.end(), '\n')) << restarted;
+
+  writeFile(logFile, "");  // an empty active file holds nothing to lose
+  EXPECT_EQ("0|log file: " + logFile + "\n|", shown(ctl(installation, {"log", "--", "info", "--restart-log"})));
+  EXPECT_TRUE(contains(readFile(logFile), " | Info      : --restart-log\n"));
+}
+
+TEST(NorvanectlTest, LogFailsWithTheReasonWhenTheLineCannotBeWritten) {
+  TempInstallation installation;
+  const std::string home = installation.home(), logs = home + "/logs";
+  const std::string store = installation.storeRoot() + "/SOFTWARE/Kestrane/Norvane/NorvaneHOME";
+  fs::create_directories(installation.root() + "/cwd/sub");
+  const std::string plain = installation.root() + "/plain", file = logs + "/norvane.txt";
+  const struct { std::function<void()> setUp; std::string err; bool nobody; } cases[] = {
+      {[] {}, "no home path set: " + store + ": No such file or directory; run '" + ctlIn(installation) +
+                  "set-home DIR' first", false},
+      {[&] { writeFile(plain, ""); installation.registerHome(plain); },
+       "log directory " + plain + "/logs: Not a directory", false},
+      {[&] { installation.registerHome(); fs::remove_all(logs); },
+       "log directory " + logs + ": No such file or directory (" + ctlIn(installation) + "set-home " + home +
+           " creates it)", false},
+      {[&] { writeFile(logs, ""); }, "log directory " + logs + ": Not a directory", false},
+      {[&] { fs::remove(logs); fs::create_directories(file); }, "log file " + file + " is a directory", false},
+      {[&] { fs::remove_all(logs); fs::create_directories(logs); openToEveryone(installation); chmod(logs.c_str(), 0555); },
+       "cannot write to log directory " + logs + ": Permission denied", true},
+      {[&] { chmod(logs.c_str(), 0777); writeFile(file, ""); chmod(file.c_str(), 0444); },
+       "cannot write log file " + file + ": Permission denied", true},
+  };
+  for (const auto& c : cases) {
+    c.setUp();
+    // Root may write anywhere: permissions are tried as an ordinary user.
+    const RunAs as{installation.root() + "/cwd/sub", c.nobody && geteuid() == 0};
+    EXPECT_EQ("1||norvanectl: " + c.err + "\n", shown(ctl(installation, {"log", "info", "lost"}, as)));
+    EXPECT_EQ(std::vector<std::string>{"sub"}, entriesOf(installation.root() + "/cwd")) << c.err;
+  }
+  EXPECT_EQ("", readFile(file));
+}
+
+TEST(NorvanectlTest, CheckNamesEachMissingItemWithItsFix) {
+  TempInstallation installation;
+  const std::string home = installation.home(), ctlPrefix = ctlIn(installation);
+  EXPECT_EQ("1|PROBLEM  home path: no home path set: " + installation.storeRoot() +
+                "/SOFTWARE/Kestrane/Norvane/NorvaneHOME: No such file or directory\n"
+                "         fix: " + ctlPrefix + "set-home DIR\n"
+                "the other items need the home path\n|",
+            shown(ctl(installation, {"check"})));
+  installation.registerHome(installation.root() + "/gone");
+  EXPECT_EQ("1|PROBLEM  home path: " + installation.root() + "/gone: No such file or directory\n"
+                "         fix: " + ctlPrefix + "set-home DIR\n"
+                "the other items need the home path\n|",
+            shown(ctl(installation, {"check"})));
+
+  installation.registerHome();
+  fs::remove_all(home + "/logs");
+  EXPECT_EQ("1|ok       home path: " + home + "\n"
+            "PROBLEM  configuration file: " + home + "/conf/Norvane.conf: No such file or directory\n"
+            "         fix: " + ctlPrefix + "generate-config writes it\n"
+            "PROBLEM  logs directory: log directory " + home + "/logs: No such file or directory\n"
+            "         fix: " + ctlPrefix + "set-home " + home + " creates it\n"
+            "PROBLEM  key store: " + home + "/bin/key.store: No such file or directory\n"
+            "         fix: " + ctlPrefix + "keys init creates it\n"
+            "PROBLEM  value store: " + home + "/bin/value.store: No such file or directory\n"
+            "         fix: " + ctlPrefix + "keys init creates it\n"
+            "PROBLEM  alert configuration: " + home + "/conf/monitor/config-current.json: No such file or directory\n"
+            "         fix: write " + home + "/conf/monitor/config-current.json with the alert settings\n"
+            "5 of 6 items need attention\n|",
+            shown(ctl(installation, {"check"})));
+  EXPECT_FALSE(fs::exists(home + "/logs"));  // check only looks
+}
+
+// A complete installation passes, and check leaves a live server's log alone; its
+// paths are the ones the library itself uses.
+TEST(NorvanectlTest, CheckPassesACompleteInstallationAndTouchesNothing) {
+  TempInstallation installation;
+  completeInstallation(installation);
+  const std::string home = installation.home();
+  writeFile(home + "/logs/norvane.txt", "server line\n");
+  EXPECT_EQ("0|ok       home path: " + home + "\n"
+            "ok       configuration file: " + home + "/conf/Norvane.conf\n"
+            "ok       logs directory: " + home + "/logs\n"
+            "ok       key store: " + home + "/bin/key.store\n"
+            "ok       value store: " + home + "/bin/value.store\n"
+            "ok       alert configuration: " + home + "/conf/monitor/config-current.json\n"
+            "all 6 items in order\n|",
+            shown(ctl(installation, {"check"})));
+  EXPECT_EQ("server line\n", readFile(home + "/logs/norvane.txt"));
+  EXPECT_EQ("log_file = " + home + "/logs/norvane.txt\nkey_store = " + home + "/bin/key.store\nvalue_store = " + home +
+                "/bin/value.store\nalert_config-current = " + home + "/conf/monitor/config-current.json\n",
+            ctl(installation, {"show-config", "log_file", "key_store", "value_store", "alert_config-current"}).out);
+}
+
+TEST(NorvanectlTest, CheckReportsUnusableItems) {
+  using Spoil = std::function<void(const std::string& path)>;
+  auto file = [](std::string text) -> Spoil {
+    return [text](const std::string& path) { fs::remove_all(path); writeFile(path, text); };
+  };
+  const Spoil directory = [](const std::string& path) { fs::remove_all(path); fs::create_directory(path); };
+  const Spoil pipe = [](const std::string& path) { mkfifo(path.c_str(), 0644); };
+  const std::string alert = "@/conf/monitor/config-current.json", fallback = "@/conf/monitor/config-default.json";
+  // In the texts, @ stands for the home and # for the tool's command prefix.
+  const struct { const char* path; Spoil spoil; bool withDefault; std::string problem, fix; } cases[] = {
+      {"conf/Norvane.conf", directory, false, "configuration file: @/conf/Norvane.conf: Is a directory",
+       "make it a readable file, or move it away and run #generate-config"},
+      {"logs/norvane.txt", pipe, false, "logs directory: log file @/logs/norvane.txt is a named pipe", "move it away"},
+      {"logs", file(""), false, "logs directory: log directory @/logs: Not a directory",
+       "move @/logs away, then #set-home @"},
+      {"bin/key.store", file(""), false, "key store: @/bin/key.store is empty", "#keys init fills it"},
+      {"bin/key.store", file("0f6c2d3"), false, "key store: @/bin/key.store holds 7 bytes, fewer than 8",
+       "restore it from a backup (secrets made with other store files do not decrypt)"},
+      {"bin/value.store", directory, false, "value store: @/bin/value.store is a directory",
+       "move it away; then #keys init"},
+      {"conf/monitor/config-current.json", file("{\"a\": }"), false,
+       "alert configuration: " + alert + " is not a JSON document: ",
+       "correct it, or write " + alert + " with the alert settings"},
+      {"conf/monitor/config-current.json", file(R"({"alertConfiguration": {"properties": {"actions": [1]}}})"), true,
+       "alert configuration: " + alert + " has no alertConfiguration.properties.actions array of objects",
+       "correct it, or start from the default: cp " + fallback + " " + alert},
+      {"conf/monitor/config-current.json", [](const std::string& path) { fs::remove(path); }, true,
+       "alert configuration: " + alert + ": No such file or directory",
+       "start from the default: cp " + fallback + " " + alert},
+  };
+  for (const auto& c : cases) {
+    TempInstallation installation;
+    completeInstallation(installation);
+    const std::string home = installation.home();
+    c.spoil(home + "/" + c.path);
+    if (c.withDefault) writeFile(home + "/conf/monitor/config-default.json", "{}");
+    auto expand = [&](std::string text) {
+      for (std::string::size_type at; (at = text.find_first_of("@#")) != std::string::npos;) {
+        text.replace(at, 1, text[at] == '@' ? home : ctlIn(installation));
+      }
+      return text;
+    };
+    const CtlResult run = ctl(installation, {"check"});
+    const std::string problem = "\nPROBLEM  " + expand(c.problem), fix = "\n         fix: " + expand(c.fix) + "\n";
+    EXPECT_EQ(1, run.exitCode) << c.path;
+    EXPECT_TRUE(contains(run.out, problem) && contains(run.out, fix)) << c.path << "\n" << run.out;
+    EXPECT_TRUE(contains(run.out, fix + "ok ") || contains(run.out, fix + "1 of 6 items need attention\n"))
+        << c.path << "\n" << run.out;
+  }
+}
+
+TEST(NorvanectlTest, ZipPacksRegularFilesUnderSafeNamesAndSkipsTheRest) {
+  TempInstallation scratch;
+  const std::string root = scratch.root();
+  fs::create_directories(root + "/work/bundle/report/sub");
+  writeFile(root + "/work/bundle/report/sub/a.txt", "alpha\n");
+  writeFile(root + "/work/top.txt", "top\n");
+  writeFile(root + "/work/empty.txt", "");
+  mkfifo((root + "/work/pipe").c_str(), 0644);
+  std::tm stamp{};  // 2021-03-04 05:06:08 local time
+  stamp.tm_year = 121, stamp.tm_mon = 2, stamp.tm_mday = 4, stamp.tm_hour = 5, stamp.tm_min = 6, stamp.tm_sec = 8;
+  stamp.tm_isdst = -1;
+  const struct timeval times[2] = {{mktime(&stamp), 0}, {mktime(&stamp), 0}};
+  utimes((root + "/work/top.txt").c_str(), times);
+  chmod((root + "/work/top.txt").c_str(), 0640);
+  const RunAs inWork{root + "/work"};
+  // Relative names keep their place; "/" and "../" in front are dropped, as zip does.
+  EXPECT_EQ("1|bundle.zip: 5 of 8 files packed, 2 skipped\n|"
+            "norvanectl: warning: skipping 'pipe': a named pipe, not a regular file\n"
+            "norvanectl: warning: skipping 'bundle': a directory, not a regular file\n"
+            "norvanectl: cannot read 'missing.txt': No such file or directory\n",
+            shown(norvanectl(scratch, {"zip", "bundle", "bundle/report/sub/a.txt", root + "/work/top.txt", "pipe",
+                                       "../work/top.txt", "bundle", "./empty.txt", "missing.txt", "bundle/../top.txt"},
+                             inWork)));
+  const std::string listed = root + "/listed";
+  std::system(("unzip -Z1 " + root + "/work/bundle.zip >" + listed).c_str());
+  EXPECT_EQ("sub/a.txt\n" + root.substr(1) + "/work/top.txt\nwork/top.txt\nempty.txt\ntop.txt\n", readFile(listed));
+  std::system(("unzip -p " + root + "/work/bundle.zip sub/a.txt work/top.txt >" + listed).c_str());
+  EXPECT_EQ("alpha\ntop\n", readFile(listed));
+  // The file's own time and mode; every entry's CRC checks.
+  std::system(("unzip -ZT " + root + "/work/bundle.zip work/top.txt >" + listed).c_str());
+  EXPECT_EQ("-rw-r-----  2.0 unx        4 t- defN 20210304.050608 work/top.txt\n", readFile(listed));
+  std::system(("unzip -tq " + root + "/work/bundle.zip >" + listed).c_str());
+  EXPECT_EQ("No errors detected in compressed data of " + root + "/work/bundle.zip.\n", readFile(listed));
+
+  EXPECT_EQ("0|out.zip: 1 file packed\n|", shown(norvanectl(scratch, {"zip", "out.zip", "top.txt"}, inWork)));
+  EXPECT_EQ("0|out.zip: 2 files packed\n|", shown(norvanectl(scratch, {"zip", "out", "top.txt", "top.txt"}, inWork)));
+  EXPECT_EQ("0|out.zip: 1 of 2 files packed, 1 skipped\n|"
+            "norvanectl: warning: skipping 'pipe': a named pipe, not a regular file\n",
+            shown(norvanectl(scratch, {"zip", "out", "pipe", "top.txt"}, inWork)));
+}
+
+// Nothing packed, or no archive to write: the old archive stays as it was and no
+// temporary file is left behind.
+TEST(NorvanectlTest, ZipThatCannotFinishLeavesNothingBehind) {
+  TempInstallation scratch;
+  const std::string work = scratch.root() + "/work";
+  fs::create_directories(work + "/dir");
+  writeFile(work + "/old.zip", "previous archive");
+  writeFile(work + "/top.txt", "top\n");
+  EXPECT_EQ("1||norvanectl: warning: skipping 'dir': a directory, not a regular file\n"
+            "norvanectl: cannot read 'missing': No such file or directory\n"
+            "norvanectl: nothing to pack; 'old.zip' not written\n",
+            shown(norvanectl(scratch, {"zip", "old.zip", "dir", "missing"}, {work})));
+  EXPECT_EQ("1||norvanectl: cannot write archive 'absent/a.zip': No such file or directory\n",
+            shown(norvanectl(scratch, {"zip", "absent/a.zip", "top.txt"}, {work})));
+  fs::create_directory(work + "/dir.zip");
+  EXPECT_EQ("1||norvanectl: cannot write archive 'dir.zip': Is a directory\n",
+            shown(norvanectl(scratch, {"zip", "dir.zip", "top.txt"}, {work})));
+  EXPECT_EQ("previous archive", readFile(work + "/old.zip"));
+  EXPECT_EQ((std::vector<std::string>{"dir", "dir.zip", "old.zip", "top.txt"}), entriesOf(work));
+}
+
+// A file is streamed through a fixed buffer: packing 256 MiB takes a few MiB.
+TEST(NorvanectlTest, ZipPacksALargeFileInBoundedMemory) {
+  TempInstallation scratch;
+  const std::string big = scratch.root() + "/big.bin";
+  { std::ofstream(big).close(); }
+  fs::resize_file(big, 256u << 20);  // sparse, so the test costs no disk
+  CtlResult run = norvanectl(scratch, {"zip", scratch.root() + "/big", big});
+  EXPECT_EQ("0|" + scratch.root() + "/big.zip: 1 file packed\n|", shown(run));
+  EXPECT_LT(run.peakKb, 64 * 1024) << "peak resident size in KiB";
+  const std::string listed = scratch.root() + "/listed";
+  std::system(("unzip -Zl " + scratch.root() + "/big.zip | sed -n 3p | awk '{print $4}' >" + listed).c_str());
+  EXPECT_EQ("268435456\n", readFile(listed));
 }

@@ -221,32 +221,4 @@ TEST_F(CompressionTest, WritesItsTracesAndBothDebugLines) {
             conversiontest::logEntries(m_installation.home() + "/logs/norvane.txt", std::regex("Compress")));
 }
 
-#ifdef NORVANECTL_PATH
-// The operator's command packs the same way and names what it left out.
-TEST_F(CompressionTest, NorvanectlZipPacksAndNamesTheFilesLeftOut) {
-  const std::string a = file("report/a.txt", "alpha"), b = file("report/sub/b.txt", "beta");
-  const std::string missing = m_dir + "/report/missing.txt";
-  // "exit code|output" of one call.
-  auto zip = [&](const std::string& args, const char* redirect) {
-    int exitCode = 0;
-    const std::string output = runCommand(std::string("'" NORVANECTL_PATH "' zip ") + args + redirect, &exitCode);
-    return std::to_string(exitCode) + '|' + output;
-  };
-  EXPECT_EQ("0|" + m_dir + "/ok.zip: 2 files packed\n", zip("'" + m_dir + "/ok.zip' '" + a + "' '" + b + "'", " 2>&1"));
-  EXPECT_EQ((Lines{"test None", entry("a.txt", "alpha"), entry("sub/b.txt", "beta")}), list("ok.zip"));
-  EXPECT_FALSE(fs::exists(m_dir + "/ok.zip.zip"));
-
-  const std::string partial = "'" + m_dir + "/part' '" + missing + "' '" + a + "'";
-  EXPECT_EQ("1|" + m_dir + "/part.zip: 1 of 2 files packed\n", zip(partial, " 2>/dev/null"));
-  EXPECT_EQ("1|norvanectl: cannot read '" + missing + "'\n", zip(partial, " 2>&1 >/dev/null"));
-  EXPECT_EQ((Lines{"test None", entry("a.txt", "alpha")}), list("part.zip"));
-
-  EXPECT_EQ("1|norvanectl: cannot write archive '" + m_dir + "/no/dir/x.zip'\n",
-            zip("'" + m_dir + "/no/dir/x.zip' '" + a + "'", " 2>&1"));
-  const std::string usage = zip("'" + m_dir + "/only'", " 2>&1");
-  EXPECT_EQ(0u, usage.find("2|")) << usage;
-  EXPECT_NE(std::string::npos, usage.find("zip needs at least one FILE")) << usage;
-}
-#endif
-
 }  // namespace

@@ -11,6 +11,8 @@
 #include <system_error>
 
 #include "Command.h"
+#include "FileProbe.h"
+#include "Installation.h"
 
 namespace norvanectl {
 namespace {
@@ -125,9 +127,9 @@ int runGenerateConfig(Invocation& call) {
   if (relative.empty() || relative[0] != '/') {
     return usageError(call, self, "the path must start with '/' (it is relative to the home path)");
   }
-  std::string home;
-  if (utils::System::get_instance()->getNorvaneHomePath(home) != 0) {
-    return failure(call, "no home path set; run 'norvanectl set-home DIR' first");
+  std::string home, problem;
+  if (!Installation::storedHome(home, problem)) {
+    return failure(call, problem + "; run '" + Installation::command("set-home DIR") + "' first");
   }
   std::string stored;
   if (perfDurationIsFatal(configurationPath(), stored)) {
@@ -137,11 +139,16 @@ int runGenerateConfig(Invocation& call) {
   const std::filesystem::path target = home + relative;
   std::error_code error;
   std::filesystem::create_directories(target.parent_path(), error);
+  if (error) {
+    return failure(call, "cannot create directory " + target.parent_path().string() + ": " + error.message());
+  }
   try {
     Preferences::get_instance()->generate_config_file(relative);
   } catch (utils::AppException&) {
     utils::formatted_log_t::uninitializeLogger();
-    return failure(call, "cannot create configuration file " + target.string());
+    const std::string why = whyNotWritable(target.string());
+    return failure(call, "cannot create configuration file " + target.string() + ": " +
+                             (why.empty() ? "the library could not open it" : why));
   }
   utils::formatted_log_t::uninitializeLogger();
   call.out << "wrote " << target.string() << "\n";

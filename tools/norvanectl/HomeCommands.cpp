@@ -2,10 +2,15 @@
 #include <utils/MachineStore.h>
 #include <utils/System.h>
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
 
 #include "Command.h"
+#include "FileProbe.h"
+#include "Installation.h"
 
 namespace norvanectl {
 namespace {
@@ -21,26 +26,35 @@ int runSetHome(Invocation& call) {
   home = home.lexically_normal();
   std::string text = home.string();
   if (text.size() > 1 && text.back() == '/') text.pop_back();
-  if (!std::filesystem::is_directory(home, error)) {
-    return failure(call, "'" + text + "' is not a directory");
-  }
+  struct stat info;
+  if (::stat(text.c_str(), &info) != 0) return failure(call, "cannot use '" + text + "' as home: " + reason(errno));
+  if (!S_ISDIR(info.st_mode)) return failure(call, "cannot use '" + text + "' as home: " + reason(ENOTDIR));
   const long status = utils::MachineStore::setNorvaneHomePath(text);
   if (status != 0) {
     return failure(call, "cannot write " + utils::MachineStore::homeValueLocation() + ": " +
                              utils::MachineStore::errorText(status));
   }
   call.out << "NorvaneHOME = " << text << "\n";
+
+  // The logger writes into an existing directory only; without one every line of
+  // every process is lost without a word.
+  const Installation installation(text);
+  const std::string logs = installation.logDirectory();
+  if (::mkdir(logs.c_str(), 0777) == 0) {
+    call.out << "created " << logs << " (the log directory)\n";
+  } else if (errno != EEXIST) {
+    return failure(call, "cannot create log directory " + logs + ": " + reason(errno));
+  }
+  const std::string problem = installation.logDirectoryProblem();
+  if (!problem.empty()) return failure(call, problem);
   return kOk;
 }
 
 int runShowHome(Invocation& call) {
   const Command& self = *findCommand("show-home");
   if (!call.args.empty()) return usageError(call, self, "show-home takes no arguments");
-  std::string home;
-  if (utils::System::get_instance()->getNorvaneHomePath(home) != 0) {
-    return failure(call, "no home path set (looked for " +
-                             utils::MachineStore::homeValueLocation() + ")");
-  }
+  std::string home, problem;
+  if (!Installation::storedHome(home, problem)) return failure(call, problem);
   call.out << home << "\n";
   return kOk;
 }
@@ -55,6 +69,9 @@ NORVANECTL_COMMANDS(home) {
               "set-home DIR",
               "Writes the value NorvaneHOME under SOFTWARE/Kestrane/Norvane in the machine\n"
               "store. DIR must be an existing directory; it is stored as an absolute path.\n"
+              "Creates DIR/logs, the log directory, when it is missing (the library logs\n"
+              "nothing without it), and fails (exit 1) when the log directory cannot be\n"
+              "used; the home path is stored all the same.\n"
               "Writing the default store (/etc/kestrane/registry) needs root rights; use\n"
               "--store-root for an installation of your own.\n",
               norvanectl::runSetHome},

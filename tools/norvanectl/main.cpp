@@ -3,6 +3,7 @@
 //   norvanectl [--store-root DIR] COMMAND [ARGS...]
 //
 // Exit codes: 0 success, 1 the operation failed, 2 wrong usage.
+#include <NorvaneVersion.h>
 #include <utils/MachineStore.h>
 
 #include <algorithm>
@@ -23,11 +24,12 @@ void printOverview(std::ostream& out) {
          "  --store-root DIR  use the machine store under DIR instead of "
       << utils::MachineStore::DEFAULT_ROOT
       << "\n"
-         "  -h, --help        show this help\n\n"
+         "  -h, --help        show this help\n"
+         "  --version         print the version\n\n"
          "Commands:\n";
   // The installation's own families first, in the order an operator uses them; any
   // other family after them by name. Commands keep the order their family gives.
-  std::vector<std::string> families = {"home", "config", "log"};
+  std::vector<std::string> families = {"home", "check", "config", "log"};
   std::vector<std::string> others;
   for (const Command& command : norvanectl::commands()) {
     if (std::find(families.begin(), families.end(), command.family) == families.end() &&
@@ -64,6 +66,10 @@ int main(int argc, char** argv) {
     const std::string& option = args[next];
     if (option == "-h" || option == "--help") {
       printOverview(std::cout);
+      return norvanectl::kOk;
+    }
+    if (option == "--version") {
+      std::cout << "norvanectl (libnorvane) " NORVANE_VERSION_STRING "\n";
       return norvanectl::kOk;
     }
     if (option == "--store-root" || option.rfind("--store-root=", 0) == 0) {

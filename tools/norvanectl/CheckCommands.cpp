@@ -1,0 +1,200 @@
+// `check`: what an installation lacks, each item with its fix. It only looks: it
+// reads no setting through the library and writes no log line, so running it beside
+// a live server changes nothing (the first log statement of a process would empty
+// the active log file).
+#include <json/Array.h>
+#include <json/Exception.h>
+#include <json/Object.h>
+#include <json/Reader.h>
+#include <utils/System.h>
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <fstream>
+
+#include "Command.h"
+#include "FileProbe.h"
+#include "Installation.h"
+
+namespace norvanectl {
+namespace {
+
+struct Finding {
+  std::string item;
+  std::string problem;  // "" when the item is in order
+  std::string fix;
+};
+
+// The store files hold one UUID each; the secret store derives its key from the first
+// 8 bytes of the key store and its IV from the whole value store.
+Finding storeFile(const std::string& item, const std::string& path, off_t least) {
+  const std::string keys = Installation::command("keys init");
+  struct stat info;
+  if (::stat(path.c_str(), &info) != 0) {
+    const int error = errno;
+    if (error == ENOENT) return {item, path + ": " + reason(error), keys + " creates it"};
+    return {item, path + ": " + reason(error), "make " + path + " readable"};
+  }
+  if (!S_ISREG(info.st_mode)) return {item, path + " is " + kindOfSpecialFile(path), "move it away; then " + keys};
+  const std::string why = whyNotReadable(path);
+  if (!why.empty()) return {item, path + ": " + why, "make " + path + " readable for the server's user"};
+  if (info.st_size == 0) return {item, path + " is empty", keys + " fills it"};
+  if (info.st_size < least) {
+    return {item, path + " holds " + std::to_string(info.st_size) + " bytes, fewer than " + std::to_string(least),
+            "restore it from a backup (secrets made with other store files do not decrypt)"};
+  }
+  return {item, "", path};
+}
+
+// The alert console reads this document and walks alertConfiguration.properties.
+// actions; a member of another kind there would end the console.
+Finding alertConfiguration(const Installation& installation) {
+  const std::string item = "alert configuration";
+  const std::string path = installation.alertConfiguration();
+  const std::string fallback = installation.defaultAlertConfiguration();
+  std::string fix = "write " + path + " with the alert settings";
+  if (whyNotReadable(fallback).empty()) fix = "start from the default: cp " + fallback + " " + path;
+  const std::string why = whyNotReadable(path);
+  if (!why.empty()) {
+    struct stat info;
+    if (::stat(path.c_str(), &info) == 0) fix = "make " + path + " readable for the server's user";
+    return {item, path + ": " + why, fix};
+  }
+  std::ifstream in(path);
+  json::Object document;
+  try {
+    json::Reader::Read(document, in);
+  } catch (json::Exception& error) {
+    return {item, path + " is not a JSON document: " + error.what(), "correct it, or " + fix};
+  }
+  try {
+    const json::Object& whole = document;  // const lookups throw instead of adding members
+    const json::Object& root = whole["alertConfiguration"];
+    const json::Object& properties = root["properties"];
+    const json::Array& actions = properties["actions"];
+    for (const json::UnknownElement& action : actions) static_cast<void>(static_cast<const json::Object&>(action));
+  } catch (json::Exception&) {
+    return {item, path + " has no alertConfiguration.properties.actions array of objects",
+            "correct it, or " + fix};
+  }
+  return {item, "", path};
+}
+
+// The logger writes into an existing directory only, and only into a path short
+// enough for its buffers; otherwise every line of every process is lost.
+Finding logsDirectory(const Installation& installation) {
+  const std::string item = "logs directory";
+  const std::string logs = installation.logDirectory(), logFile = installation.logFile();
+  const std::string setHome = Installation::command("set-home " + Installation::shellWord(installation.home()));
+  const std::string problem = installation.logDirectoryProblem();
+  if (!installation.logPathProblem().empty()) {
+    return {item, problem,
+            "move the installation to a shorter path, then " + Installation::command("set-home NEWDIR")};
+  }
+  struct stat info;
+  if (installation.logDirectoryMissing()) return {item, problem, setHome + " creates it"};
+  if (::stat(logs.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
+    return {item, problem, "move " + logs + " away, then " + setHome};
+  }
+  if (!problem.empty()) return {item, problem, "give the users that log write access to " + logs};
+  if (::stat(logFile.c_str(), &info) != 0) return {item, "", logs};
+  if (!S_ISREG(info.st_mode)) {
+    return {item, "log file " + logFile + " is " + kindOfSpecialFile(logFile), "move it away"};
+  }
+  const std::string why = whyNotWritable(logFile);
+  if (!why.empty()) {
+    return {item, "cannot write log file " + logFile + ": " + why, "give the users that log write access to it"};
+  }
+  return {item, "", logs};
+}
+
+std::vector<Finding> examine() {
+  std::vector<Finding> findings;
+  std::string home, problem;
+  if (!Installation::storedHome(home, problem)) {
+    findings.push_back({"home path", problem, Installation::command("set-home DIR")});
+    return findings;
+  }
+  const std::string setHome = Installation::command("set-home DIR");
+  struct stat info;
+  if (::stat(home.c_str(), &info) != 0) {
+    findings.push_back({"home path", home + ": " + reason(errno), setHome});
+    return findings;
+  }
+  if (!S_ISDIR(info.st_mode)) {
+    findings.push_back({"home path", home + ": " + reason(ENOTDIR), setHome});
+    return findings;
+  }
+  findings.push_back({"home path", "", home});
+  const Installation installation(home);
+
+  std::string configuration;
+  utils::System::get_instance()->getNorvaneConfigurationPath(configuration);
+  const std::string unreadable = whyNotReadable(configuration);
+  if (unreadable.empty()) {
+    findings.push_back({"configuration file", "", configuration});
+  } else if (::stat(configuration.c_str(), &info) != 0) {
+    findings.push_back({"configuration file", configuration + ": " + unreadable,
+                        Installation::command("generate-config") + " writes it"});
+  } else {
+    findings.push_back({"configuration file", configuration + ": " + unreadable,
+                        "make it a readable file, or move it away and run " +
+                            Installation::command("generate-config")});
+  }
+
+  findings.push_back(logsDirectory(installation));
+  findings.push_back(storeFile("key store", installation.keyStore(), 8));
+  findings.push_back(storeFile("value store", installation.valueStore(), 1));
+  findings.push_back(alertConfiguration(installation));
+  return findings;
+}
+
+int runCheck(Invocation& call) {
+  const Command& self = *findCommand("check");
+  if (!call.args.empty()) return usageError(call, self, "check takes no arguments");
+  const std::vector<Finding> findings = examine();
+  std::size_t wrong = 0;
+  for (const Finding& finding : findings) {
+    if (finding.problem.empty()) {
+      call.out << "ok       " << finding.item << ": " << finding.fix << "\n";
+      continue;
+    }
+    ++wrong;
+    call.out << "PROBLEM  " << finding.item << ": " << finding.problem << "\n"
+             << "         fix: " << finding.fix << "\n";
+  }
+  if (findings.size() == 1 && wrong == 1) {
+    call.out << "the other items need the home path\n";
+  } else if (wrong == 0) {
+    call.out << "all " << findings.size() << " items in order\n";
+  } else {
+    call.out << wrong << " of " << findings.size() << " items need attention\n";
+  }
+  return wrong == 0 ? kOk : kFailed;
+}
+
+}  // namespace
+}  // namespace norvanectl
+
+NORVANECTL_COMMANDS(check) {
+  using norvanectl::Command;
+  return {
+      Command{"check", "check", "report what the installation lacks, with fixes", "check",
+              "Looks at the installation the machine store points to and prints one line per\n"
+              "item, 'ok' or 'PROBLEM' with the reason and a fix:\n"
+              "  home path            stored, and an existing directory\n"
+              "  configuration file   <home>/conf/Norvane.conf readable\n"
+              "  logs directory       <home>/logs exists and is writable, its path short\n"
+              "                       enough for the logger (without it nothing is logged)\n"
+              "  key store            <home>/bin/key.store and <home>/bin/value.store\n"
+              "  value store          present, readable and not empty (the secret store)\n"
+              "  alert configuration  <home>/conf/monitor/config-current.json: a JSON\n"
+              "                       document with alertConfiguration.properties.actions\n"
+              "The SMTP server file (<home>/bin/smtpServer) is written when e-mail settings\n"
+              "are saved, so it is not required. Nothing is changed and nothing is logged,\n"
+              "so check is safe beside a running server.\n\n"
+              "Exit status: 0 every item in order; 1 some item needs attention; 2 wrong usage.\n",
+              norvanectl::runCheck},
+  };
+}

@@ -1,0 +1,329 @@
+// The secret store's key material and resource files, checked against Python's
+// hashlib and the openssl command rather than against our own code.
+#include <sys/stat.h>
+
+#include <regex>
+
+#include "launcher/CryptoTestSupport.h"
+
+using namespace cryptotest;
+using testsupport::readFile;
+using testsupport::writeFile;
+
+namespace {
+
+const char kEncryptName[] = "launcher::NorvaneCrypto::encrypt_str_to_file";
+const char kDecryptName[] = "launcher::NorvaneCrypto::decrypt_file_to_str";
+
+int checksumOf(const std::string& text) {
+  int checksum = 12345;
+  crypto().getchecksum(text, checksum);
+  return checksum;
+}
+
+// "<salt> <key> <iv>" as the store derives them from the current files and adapter.
+std::string derived() {
+  std::string salt, key, iv;
+  crypto().generateSalt256(salt);
+  crypto().generateKey256(keyStore(), key);
+  crypto().generateIV256(valueStore(), iv);
+  return salt + " " + key + " " + iv;
+}
+
+}  // namespace
+
+TEST(NorvaneCryptoChecksumTest, MixesSignedBytesToThe32BitCheckValues) {
+  EXPECT_EQ(0, checksumOf(""));
+  EXPECT_EQ(1424956863, checksumOf("a"));
+  EXPECT_EQ(367282811, checksumOf("abc"));
+  EXPECT_EQ(-1821245256, checksumOf("\xE9"));
+}
+
+TEST_F(CryptoTest, DerivedTextsEqualTheIndependentComputation) {
+  const struct { std::string mac, keyStoreContent, valueStoreContent; int cut; } rows[] = {
+      {kMac, kKeyStoreText, kValueStoreText, 83},  // the block holds a zero byte at 83
+      {kMac, "1", "x", 128},                       // no zero byte: all 128 bytes count
+      {kMac, "abc", kValueStoreText, 57},          // shorter than 8: zero bytes follow
+      {"0", kKeyStoreText, "not a uuid at all", 14},  // no adapter readable
+      {"02:00:00:00:00:01", "2", kValueStoreText, 15},
+  };
+  for (const auto& row : rows) {
+    if (row.mac == "0") {
+      fake.net.adapters.clear();
+    } else {
+      fake.net.useMACAddress(row.mac);
+    }
+    writeFile(keyStore(), row.keyStoreContent);
+    writeFile(valueStore(), row.valueStoreContent);
+    std::string uid;
+    crypto().getUID(uid);
+    std::string lowered = row.mac;
+    for (char& c : lowered) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    EXPECT_EQ(lowered, uid);
+    // The derivation is taken from the lower-cased text, though the adapter prints capitals.
+    EXPECT_EQ(pythonDerivation(lowered, row.keyStoreContent, row.valueStoreContent),
+              derived() + " " + std::to_string(row.cut))
+        << row.mac << " " << row.keyStoreContent;
+  }
+}
+
+TEST_F(CryptoTest, KeyDependsOnTheFirstEightBytesOnlyAndIVOnTheWholeFile) {
+  const std::string key1 = key(), iv1 = iv();
+  writeFile(keyStore(), kKeyStoreText.substr(0, 8) + "-ffff-ffff-ffff-ffffffffffff");
+  writeFile(valueStore(), kValueStoreText.substr(0, 35) + "7");
+  EXPECT_EQ(key1, key());
+  EXPECT_NE(iv1, iv());
+  // A change of the first bytes or of the adapter gives the new key at once,
+  // though the last derivation is remembered.
+  writeFile(keyStore(), "4" + kKeyStoreText.substr(1));
+  const std::string key2 = key();
+  EXPECT_NE(key1, key2);
+  EXPECT_EQ(pythonDerivation(kMac, "4" + kKeyStoreText.substr(1), "").substr(65, 64), key2);
+  fake.net.useMACAddress("00:1A:2B:3C:4D:5F");
+  EXPECT_EQ(pythonDerivation("00:1a:2b:3c:4d:5f", "4" + kKeyStoreText.substr(1), "").substr(65, 64), key());
+}
+
+TEST_F(CryptoTest, StoreFileWithoutForceFillsOnlyAnExistingEmptyFile) {
+  const std::string missing = bin() + "/missing.store", empty = bin() + "/empty.store";
+  const std::string filled = bin() + "/filled.store", forced = bin() + "/forced.store";
+  writeFile(empty, "");
+  writeFile(filled, "keep me");
+  crypto().generateStoreFile(missing, false);
+  crypto().generateStoreFile(empty, false);
+  crypto().generateStoreFile(filled, false);
+  crypto().generateStoreFile(forced, true);
+  const std::regex uuid("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}");
+  EXPECT_FALSE(std::filesystem::exists(missing));
+  EXPECT_TRUE(std::regex_match(readFile(empty), uuid)) << readFile(empty);  // 36 bytes, no line end
+  EXPECT_EQ("keep me", readFile(filled));
+  EXPECT_TRUE(std::regex_match(readFile(forced), uuid));
+  const std::string before = readFile(forced);
+  crypto().generateStoreFile(forced, true);
+  EXPECT_NE(before, readFile(forced));
+  EXPECT_TRUE(std::regex_match(readFile(forced), uuid));
+}
+
+TEST_F(CryptoTest, GenerateKeysFillsEmptyStoreFilesOnceAndCreatesNone) {
+  writeFile(keyStore(), "");
+  writeFile(valueStore(), "");
+  crypto().generateKeys();
+  const std::string keyText = readFile(keyStore()), valueText = readFile(valueStore());
+  EXPECT_EQ(36u, keyText.size());
+  EXPECT_EQ(36u, valueText.size());
+  EXPECT_NE(keyText, valueText);
+  crypto().generateKeys();
+  EXPECT_EQ(keyText, readFile(keyStore()));
+  EXPECT_EQ(valueText, readFile(valueStore()));
+
+  std::filesystem::remove(keyStore());
+  std::filesystem::remove(valueStore());
+  systemtest::LogMark mark;
+  crypto().generateKeys();
+  EXPECT_FALSE(std::filesystem::exists(keyStore()));
+  EXPECT_FALSE(std::filesystem::exists(valueStore()));
+  EXPECT_EQ((std::vector<std::string>{"Fn Entry: launcher::NorvaneCrypto::generateKeys",
+                                      "Fn Entry: launcher::NorvaneCrypto::generateStoreFile",
+                                      "Fn Entry: launcher::NorvaneCrypto::generateStoreFile"}),
+            entries(mark));
+}
+
+TEST_F(CryptoTest, FailedDerivationsLogAndLeaveTheOutputAlone) {
+  const struct { bool exists; std::string keyLine, ivLine; } rows[] = {
+      {false, "Critical: NorvaneCrypto:key256 - Reading of " + keyStore() + " file failed",
+       "Critical: NorvaneCrypto:IV256 - Reading of " + valueStore() + " file failed"},
+      {true, "Critical: NorvaneCrypto:key256 - Invalid file content - " + keyStore() + " ",
+       "Critical: NorvaneCrypto:IV256 - Invalid file content - " + valueStore() + " "},
+  };
+  for (const auto& row : rows) {
+    std::filesystem::remove(keyStore());
+    std::filesystem::remove(valueStore());
+    if (row.exists) {
+      writeFile(keyStore(), "");
+      writeFile(valueStore(), "");
+    }
+    std::string keyText = "old", ivText = "old";
+    systemtest::LogMark mark;
+    crypto().generateKey256(keyStore(), keyText);
+    crypto().generateIV256(valueStore(), ivText);
+    EXPECT_EQ("old old", keyText + " " + ivText);
+    EXPECT_EQ((std::vector<std::string>{"Fn Entry: launcher::NorvaneCrypto::generateKey256",
+                                        "Debug: NorvaneCrypto:key256 - Read GUID from KSF", row.keyLine,
+                                        "Fn Entry: launcher::NorvaneCrypto::generateIV256",
+                                        "Debug: NorvaneCrypto:IV256 - Read GUID from VSF", row.ivLine}),
+              entries(mark));
+  }
+}
+
+TEST_F(CryptoTest, EncryptWritesWhatOpensslDeciphersAndLogsEachStep) {
+  std::string path = bin() + "/resource";
+  const std::string openssl = opensslArgs(key(), iv()) + " -d -in " + path;
+  const struct { std::string resource; std::string verified; } rows[] = {
+      {"", "0_"},
+      {"a", "1424956863_a"},
+      {"\xE9", "-1821245256_\xE9"},
+      {"user_name_with_underscores", std::to_string(checksumOf("user_name_with_underscores")) +
+                                         "_user_name_with_underscores"},
+      {std::string(100, 'p'), std::to_string(checksumOf(std::string(100, 'p'))) + "_" + std::string(100, 'p')},
+      // A zero byte ends the plaintext; the checksum covered the whole string.
+      {std::string("ab\0cd", 5), std::to_string(checksumOf(std::string("ab\0cd", 5))) + "_ab"},
+  };
+  for (const auto& row : rows) {
+    std::string resource = row.resource;
+    int length = -7;
+    const int result = crypto().encrypt_str_to_file(resource, length, path);
+    const std::size_t plain = row.verified.size();
+    EXPECT_EQ(static_cast<int>(16 * (plain / 16 + 1)), result) << row.verified;
+    EXPECT_EQ(result, length);
+    EXPECT_EQ(static_cast<std::size_t>(result), readFile(path).size());
+    EXPECT_EQ(row.verified, resource.substr(0, strlen(resource.c_str())));
+    EXPECT_EQ(row.verified, shell(openssl));
+  }
+  struct stat info {};
+  ASSERT_EQ(0, stat(path.c_str(), &info));
+  EXPECT_EQ(0640u, info.st_mode & 07777);
+
+  std::string resource = "pw";
+  int length = 0;
+  systemtest::LogMark mark;
+  crypto().encrypt_str_to_file(resource, length, path);
+  EXPECT_EQ((std::vector<std::string>{
+                std::string("Fn Entry: ") + kEncryptName,
+                "Debug: NorvaneCrypto:encrypt - get checksum for the Res",
+                "Fn Entry: launcher::NorvaneCrypto::getchecksum",
+                "Debug: NorvaneCrypto:encrypt - Append checksum to the Res =>  V-Res",
+                "Debug: NorvaneCrypto:encrypt - Derive key from KSF =>  Key = GenerateKey(GUID)",
+                "Fn Entry: launcher::NorvaneCrypto::generateKey256",
+                "Debug: NorvaneCrypto:key256 - Read GUID from KSF",
+                "Debug: NorvaneCrypto:key256 - Salt Generation:",
+                "Fn Entry: launcher::NorvaneCrypto::generateSalt256",
+                "Debug: NorvaneCrypto:key256 - Encrypt GUID with SALT",
+                "Debug: NorvaneCrypto:key256 - Make key128 to key256",
+                "Debug: NorvaneCrypto:encrypt - Derive IV from VSF =>  IV = GenerateIV(GUID)",
+                "Fn Entry: launcher::NorvaneCrypto::generateIV256",
+                "Debug: NorvaneCrypto:IV256 - Read GUID from VSF",
+                "Debug: NorvaneCrypto:IV256 - Make IV 256",
+                "Debug: NorvaneCrypto:encrypt - Encrypt(V-Res, Key, IV)",
+                "Debug: NorvaneCrypto:encrypt - Encryption success",
+                "Debug: Write encrypted data to a file in binary format",
+            }),
+            entries(mark));
+}
+
+TEST_F(CryptoTest, DecryptReadsOpensslFilesAndGivesThePlaintextLength) {
+  std::string path = bin() + "/resource";
+  const std::string openssl = opensslArgs(key(), iv()) + " -out " + path;
+  const std::string pass = "Debug: NorvaneCrypto:decrypt - Data integrity test pass";
+  const std::string integrityFailed =
+      std::string("Error: NorvaneCrypto:decrypt - Data Integrity test failed during decryption process ") +
+      kDecryptName;
+  const struct { std::string plaintext; int result; std::string resource, verdict; } rows[] = {
+      {"0_", 2, "", pass},
+      {"1424956863_a", 12, "a", pass},
+      {"-1821245256_\xE9", 13, "\xE9", pass},
+      {std::to_string(checksumOf("a_b_c")) + "_a_b_c", 0, "a_b_c", pass},  // only the first "_" splits
+      {"367282811_abc", 13, "abc", pass},
+      {"123_abc", 7, "123_abc", integrityFailed},
+      {"x_" + std::string(40, 'y'), 42, "x_" + std::string(40, 'y'), integrityFailed},  // "x" reads as 0
+      {std::string("0_\0tail", 7), 7, "", pass},  // the text ends at its first zero byte
+  };
+  for (const auto& row : rows) {
+    writeFile(bin() + "/plain", row.plaintext);
+    ASSERT_EQ("", shell(openssl + " -in " + bin() + "/plain"));
+    std::string resource = "before";
+    systemtest::LogMark mark;
+    const int expected = row.result != 0 ? row.result : static_cast<int>(row.plaintext.size());
+    EXPECT_EQ(expected, crypto().decrypt_file_to_str(path, resource)) << row.plaintext;
+    EXPECT_EQ(row.resource, resource);
+    const std::vector<std::string> lines = entries(mark);
+    ASSERT_GE(lines.size(), 3u);
+    EXPECT_EQ(row.verdict, lines[lines.size() - 2]);
+    EXPECT_EQ("Debug: NorvaneCrypto:decrypt - Return the Res to the caller", lines.back());
+  }
+}
+
+TEST_F(CryptoTest, DecryptFailureRowsGiveTheirResultAndLine) {
+  std::string path = bin() + "/resource";
+  const std::string otherKey = std::string(32, 'f'), otherIv = std::string(16, '0');
+  const auto line = [](const std::string& level, const std::string& text) {
+    return level + ": NorvaneCrypto:decrypt - " + text + kDecryptName;
+  };
+  const struct { std::string name; std::string setup; int result; std::string resource, line; } rows[] = {
+      {"missing", "", -1, "before", line("Error", "Reading of file " + bin() + "/resource failed during decryption:")},
+      {"empty", "true", 0, "before", line("Error", "File having empty content during decryption:")},
+      {"odd size", "head -c 33 /dev/zero", -1, "before", line("Critical", "Exception generated in ") + " @EVP_DecryptFinal_ex"},
+      {"foreign key", "printf 0_secret | " + opensslArgs(otherKey, otherIv), -1, "before",
+       line("Critical", "Exception generated in ") + " @EVP_DecryptFinal_ex"},
+      {"no delimiter", "printf 12345 | " + opensslArgs(key(), iv()), -1, "12345",
+       line("Error", "Checksum not found with the V-Res ")},
+  };
+  for (const auto& row : rows) {
+    std::filesystem::remove(path);
+    if (!row.setup.empty()) {
+      ASSERT_EQ("", shell(row.setup + " > " + path)) << row.name;
+    }
+    std::string resource = "before";
+    systemtest::LogMark mark;
+    EXPECT_EQ(row.result, crypto().decrypt_file_to_str(path, resource)) << row.name;
+    EXPECT_EQ(row.resource, resource) << row.name;
+    const std::vector<std::string> lines = entries(mark);
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(row.line, lines.back()) << row.name;
+  }
+}
+
+TEST_F(CryptoTest, NoKeyMaterialRefusesTheCipherRunAndKeepsTheOldFile) {
+  std::string path = bin() + "/resource";
+  std::string resource = "secret";
+  int length = 0;
+  ASSERT_EQ(16 * 1 + 16, crypto().encrypt_str_to_file(resource, length, path));
+  const std::string old = readFile(path);
+  std::filesystem::remove(keyStore());
+
+  resource = "secret";
+  length = -7;
+  const std::string verified = std::to_string(checksumOf("secret")) + "_secret";
+  systemtest::LogMark mark;
+  EXPECT_EQ(-1, crypto().encrypt_str_to_file(resource, length, path));
+  EXPECT_EQ(verified, resource);  // replaced before the derivation
+  EXPECT_EQ(-7, length);
+  EXPECT_EQ(old, readFile(path));
+  EXPECT_EQ(std::string("Critical: NorvaneCrypto:encrypt - Exception generated in ") + kEncryptName +
+                " @EVP_CIPHER_CTX_new",
+            entries(mark).back());
+  std::string back = "before";
+  EXPECT_EQ(-1, crypto().decrypt_file_to_str(path, back));
+  EXPECT_EQ("before", back);
+  EXPECT_EQ(std::string("Critical: NorvaneCrypto:decrypt - Exception generated in ") + kDecryptName +
+                " @EVP_DecryptInit_ex",
+            entries(mark).back());
+}
+
+TEST_F(CryptoTest, EncryptIntoAMissingDirectorySetsTheLengthAndFails) {
+  std::string path = bin() + "/nowhere/resource";
+  std::string resource = "secret";
+  int length = -7;
+  systemtest::LogMark mark;
+  EXPECT_EQ(-1, crypto().encrypt_str_to_file(resource, length, path));
+  EXPECT_EQ(32, length);
+  EXPECT_EQ("Error: NorvaneCrypto:encrypt - File was not created : " + path + " in " + kEncryptName,
+            entries(mark).back());
+}
+
+TEST_F(CryptoTest, SecretsNeverReachTheLog) {
+  std::string path = bin() + "/resource";
+  std::string resource = "TopSecretPassword";
+  int length = 0;
+  systemtest::LogMark mark;
+  crypto().encrypt_str_to_file(resource, length, path);
+  std::string back;
+  crypto().decrypt_file_to_str(path, back);
+  EXPECT_EQ("TopSecretPassword", back);
+  const std::string salt = pythonDerivation(kMac, kKeyStoreText, "").substr(0, 64);
+  for (const std::string& line : mark.entries()) {
+    for (const std::string& secret : {std::string("TopSecret"), kKeyStoreText.substr(0, 8),
+                                      kValueStoreText.substr(0, 8), key().substr(0, 16), iv().substr(0, 16),
+                                      salt.substr(0, 16), std::string("00:1a:2b"), std::string("00:1A:2B")}) {
+      EXPECT_EQ(std::string::npos, line.find(secret)) << line;
+    }
+  }
+}

@@ -1,0 +1,184 @@
+// The secret store: creating the store files, storing and reading one secret, and
+// re-keying. Only `secret get` ever prints a secret, because the operator asked for it.
+#include <termios.h>
+#include <unistd.h>
+
+#include <json/Exception.h>
+#include <launcher/NorvaneCrypto.h>
+#include <launcher/Preferences.h>
+#include <utils/Log.h>
+#include <utils/System.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+
+#include "Command.h"
+
+namespace norvanectl {
+namespace {
+
+namespace fs = std::filesystem;
+
+launcher::NorvaneCrypto& store() { return *launcher::NorvaneCrypto::get_instance(); }
+
+// The command's result after the log has been flushed.
+int finish(int status) {
+  utils::formatted_log_t::uninitializeLogger();
+  return status;
+}
+
+bool homeRegistered(Invocation& call) {
+  std::string home;
+  if (utils::System::get_instance()->getNorvaneHomePath(home) == 0) return true;
+  failure(call, "no home path is registered; run 'norvanectl set-home DIR' first");
+  return false;
+}
+
+// Overwrites a string that held a secret before it is released.
+void wipe(std::string& text) {
+  volatile char* bytes = text.empty() ? nullptr : &text[0];
+  for (std::size_t i = 0; i < text.size(); ++i) bytes[i] = 0;
+  text.clear();
+}
+
+int runKeys(Invocation& call) {
+  const Command& self = *findCommand("keys");
+  if (call.args.size() != 1 || call.args[0] != "init") return usageError(call, self, "keys needs the word init");
+  if (!homeRegistered(call)) return finish(kFailed);
+  launcher::Preferences& preferences = *launcher::Preferences::get_instance();
+  const std::string paths[] = {preferences.get_key_store_loc(), preferences.get_value_store_loc()};
+  // Nothing is touched while either file holds a key: replacing one would make every
+  // enciphered file unreadable. Re-keying is the way to new keys.
+  for (const std::string& path : paths) {
+    std::error_code error;
+    if (fs::exists(path, error) && fs::file_size(path, error) != 0) {
+      return finish(failure(call, path + " already holds a key; 'norvanectl rekey' replaces the store files"));
+    }
+  }
+  for (const std::string& path : paths) {
+    std::error_code error;
+    const fs::path directory = fs::path(path).parent_path();
+    if (!directory.empty() && !fs::exists(directory, error)) {
+      fs::create_directories(directory, error);
+      if (error) return finish(failure(call, "cannot create " + directory.string() + ": " + error.message()));
+      call.out << "created directory " << directory.string() << "\n";
+    }
+    if (!fs::exists(path, error)) {
+      std::ofstream create(path);
+      if (!create) return finish(failure(call, "cannot create " + path));
+      create.close();
+      call.out << "created " << path << "\n";
+    }
+    // Only the service account may read the key material.
+    fs::permissions(path, fs::perms::owner_read | fs::perms::owner_write, error);
+    if (error) return finish(failure(call, "cannot restrict the rights of " + path + ": " + error.message()));
+  }
+  store().generateKeys();
+  for (const std::string& path : paths) {
+    std::error_code error;
+    if (fs::file_size(path, error) != 36) return finish(failure(call, "no key could be written into " + path));
+  }
+  call.out << "wrote a new random key into " << paths[0] << " and " << paths[1] << "\n";
+  return finish(kOk);
+}
+
+// The secret from standard input: one line read without echo from a terminal, or
+// everything up to the end from a pipe, less one final line end.
+bool readSecret(Invocation& call, std::string& secret) {
+  if (isatty(STDIN_FILENO)) {
+    termios saved{};
+    const bool terminal = tcgetattr(STDIN_FILENO, &saved) == 0;
+    if (terminal) {
+      termios quiet = saved;
+      quiet.c_lflag &= static_cast<tcflag_t>(~ECHO);
+      quiet.c_lflag |= ECHONL;
+      tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
+    }
+    call.err << "Secret: " << std::flush;
+    const bool read = static_cast<bool>(std::getline(std::cin, secret));
+    if (terminal) tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
+    return read;
+  }
+  secret.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
+  if (!secret.empty() && secret.back() == '\n') secret.pop_back();
+  if (!secret.empty() && secret.back() == '\r') secret.pop_back();
+  return true;
+}
+
+int runSecret(Invocation& call) {
+  const Command& self = *findCommand("secret");
+  if (call.args.size() != 2 || (call.args[0] != "put" && call.args[0] != "get")) {
+    return usageError(call, self, "secret needs put FILE or get FILE");
+  }
+  std::string path = call.args[1];
+  if (path.empty()) return usageError(call, self, "FILE must not be empty");
+  if (!homeRegistered(call)) return finish(kFailed);
+  if (call.args[0] == "put") {
+    std::string secret;
+    if (!readSecret(call, secret)) return finish(failure(call, "no secret given on standard input"));
+    int length = 0;
+    const int result = store().encrypt_str_to_file(secret, length, path);
+    wipe(secret);
+    if (result == -1) return finish(failure(call, "enciphering into " + path + " failed (result -1; the log says why)"));
+    call.out << "stored the secret in " << path << " (" << result << " bytes)\n";
+    return finish(kOk);
+  }
+  std::string secret;
+  const int result = store().decrypt_file_to_str(path, secret);
+  if (result == -1) return finish(failure(call, "deciphering " + path + " failed (result -1; the log says why)"));
+  if (result == 0) call.err << "norvanectl: " << path << " is empty: it holds no secret\n";
+  call.out << secret << "\n";
+  wipe(secret);
+  return finish(kOk);
+}
+
+int runRekey(Invocation& call) {
+  const Command& self = *findCommand("rekey");
+  if (!call.args.empty()) return usageError(call, self, "rekey takes no arguments");
+  if (!homeRegistered(call)) return finish(kFailed);
+  try {
+    // The run prints its own progress on standard output, line by line.
+    if (store().reKey() == 1) return finish(kOk);
+    std::string hint;
+    std::error_code error;
+    const std::string smtp = launcher::Preferences::get_instance()->get_smtp_server_loc();
+    if (!fs::exists(smtp, error)) hint = " (" + smtp + " is missing: an empty file stands for no mail server)";
+    return finish(failure(call, "re-keying stopped before the store files were changed; nothing was lost" + hint));
+  } catch (const json::Exception& error) {
+    return finish(failure(call, std::string("re-keying stopped: a deciphered file holds no JSON document (") +
+                                    error.what() + "); the store files were not changed"));
+  }
+}
+
+}  // namespace
+}  // namespace norvanectl
+
+NORVANECTL_COMMANDS(secrets) {
+  using norvanectl::Command;
+  return {
+      Command{"keys", "secrets", "create the two store files of the secret store", "keys init",
+              "Creates <home>/bin (if needed) and the store files key.store and value.store\n"
+              "there, empty and readable by their owner only (0600), then fills each with a\n"
+              "new random key. Refuses (exit 1) when either file already holds a key, since\n"
+              "replacing it would make every enciphered file unreadable: use 'rekey' for new\n"
+              "keys. The keys themselves are never shown.\n",
+              norvanectl::runKeys},
+      Command{"secret", "secrets", "store a secret in an enciphered file, or show one", "secret put|get FILE",
+              "put FILE  reads the secret from standard input (without echo on a terminal;\n"
+              "          from a pipe everything, less one final line end) and enciphers it\n"
+              "          into FILE, replacing what FILE held.\n"
+              "get FILE  deciphers FILE and prints the secret on standard output.\n"
+              "Both fail (exit 1) when the store gives result -1; the log tells why. Key and\n"
+              "IV come from the store files and this host's network adapter address.\n",
+              norvanectl::runSecret},
+      Command{"rekey", "secrets", "replace the store files and encipher every secret again", "rekey",
+              "Deciphers every managed server file and the SMTP server file, writes new\n"
+              "store files and enciphers everything again, printing its progress as it goes.\n"
+              "Exit 0 when the run got through (a failed write is reported above and does\n"
+              "not change that), 1 when it stopped before the store files were changed.\n",
+              norvanectl::runRekey},
+  };
+}

@@ -124,8 +124,10 @@ class RatioReporter : public benchmark::ConsoleReporter {
     for (const char* name : {"BM_EncryptNewKey", "BM_DecryptNewKey", "BM_DecryptSameKey"}) {
       const auto ours = m_cpu.find(name);
       if (ours != m_cpu.end()) {
-        std::printf("  %-20s %9.4f ms = %7.4fx (1/%.0f)\n", name, ours->second, ours->second / floor->second,
-                    floor->second / ours->second);
+        const double ratio = ours->second / floor->second;
+        std::printf("  %-20s %9.4f ms = %7.4fx", name, ours->second, ratio);
+        if (ratio < 1) std::printf(" (1/%.0f)", 1 / ratio);
+        std::printf("\n");
       }
     }
   }

@@ -15,6 +15,7 @@
 #include "platform/Network.h"
 #include "platform/ProcessLock.h"
 #include "platform/Random.h"
+#include "platform/Terminal.h"
 
 namespace platform {
 
@@ -37,6 +38,8 @@ class Host {
   virtual Libraries& libraries();
   // Name resolution and network interfaces.
   virtual Network& network();
+  // The terminal behind standard input. Not pure either.
+  virtual Terminal& terminal();
   // Opens the cross-process lock of this name, creating it on first use.
   // Returns null when the OS refuses.
   virtual std::unique_ptr<ProcessLock> openProcessLock(const std::string& name) = 0;

@@ -11,14 +11,21 @@
 
 namespace testsupport {
 
-ToolResult runTool(const std::string& program, const std::vector<std::string>& args) {
+namespace {
+
+const unsigned kInputTimeLimitSeconds = 30;
+
+// Runs the program with inputFd as its standard input; the caller closes inputFd.
+// A time limit other than 0 ends the program with SIGALRM when it runs longer.
+ToolResult runWithInput(const std::string& program, const std::vector<std::string>& args, int inputFd,
+                        unsigned timeLimitSeconds) {
   char directory[] = "/tmp/norvane-tool-XXXXXX";
   if (mkdtemp(directory) == nullptr) throw std::runtime_error("mkdtemp failed");
   const std::string outPath = std::string(directory) + "/out", errPath = std::string(directory) + "/err";
   const pid_t pid = fork();
   if (pid < 0) throw std::runtime_error("fork failed");
   if (pid == 0) {
-    const int in = open("/dev/null", O_RDONLY);
+    const int in = inputFd;
     const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     if (in < 0 || out < 0 || err < 0) _exit(127);
@@ -28,6 +35,7 @@ ToolResult runTool(const std::string& program, const std::vector<std::string>& a
     std::vector<char*> argv{const_cast<char*>(program.c_str())};
     for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
     argv.push_back(nullptr);
+    if (timeLimitSeconds != 0) alarm(timeLimitSeconds);  // survives the exec
     execv(program.c_str(), argv.data());
     _exit(127);
   }
@@ -37,6 +45,33 @@ ToolResult runTool(const std::string& program, const std::vector<std::string>& a
   unlink(outPath.c_str());
   unlink(errPath.c_str());
   rmdir(directory);
+  return result;
+}
+
+}  // namespace
+
+ToolResult runTool(const std::string& program, const std::vector<std::string>& args) {
+  const int in = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  if (in < 0) throw std::runtime_error("cannot open /dev/null");
+  ToolResult result = runWithInput(program, args, in, 0);
+  close(in);
+  return result;
+}
+
+ToolResult runTool(const std::string& program, const std::vector<std::string>& args, const std::string& input) {
+  int pipeFds[2];
+  if (pipe2(pipeFds, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
+  // The whole input goes in before the program starts, and the write end is closed,
+  // so the program sees its end and no write can block or meet a closed reader.
+  const bool written = input.size() <= 65536 &&
+                       write(pipeFds[1], input.data(), input.size()) == static_cast<ssize_t>(input.size());
+  close(pipeFds[1]);
+  if (!written) {
+    close(pipeFds[0]);
+    throw std::runtime_error("the input does not fit into a pipe");
+  }
+  ToolResult result = runWithInput(program, args, pipeFds[0], kInputTimeLimitSeconds);
+  close(pipeFds[0]);
   return result;
 }
 

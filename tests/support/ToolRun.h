@@ -15,5 +15,9 @@ struct ToolResult {
 
 // Runs `program` with `args`, standard input from /dev/null.
 ToolResult runTool(const std::string& program, const std::vector<std::string>& args);
+// The same with `input` on standard input through a pipe that ends after it (at most
+// 64 KiB, what a pipe holds without a reader). A program that still runs after 30
+// seconds is ended by SIGALRM (exitCode -1), so a hang fails instead of stalling.
+ToolResult runTool(const std::string& program, const std::vector<std::string>& args, const std::string& input);
 
 }  // namespace testsupport

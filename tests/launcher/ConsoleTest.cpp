@@ -1,0 +1,177 @@
+// The alert e-mail console through `norvanectl console`, its standard input and output
+// on pipes, in temporary installations of type 129.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "json/JsonTestSupport.h"
+#include "support/InteractiveProcess.h"
+#include "support/TempInstallation.h"
+#include "support/ToolRun.h"
+
+using testsupport::InteractiveProcess;
+using testsupport::ToolResult;
+
+namespace {
+
+const std::string kMenu =
+    "\n\n ALERT CONFIGURATION - EMAIL SETTING\n -----------------------------------\n (1) View Settings"
+    "\n (2) Edit Settings\n (3) Exit\n\n Enter the option: ";
+const std::string kInvalid = "\n\n Invalid option selected. Please select the valid option.";
+const std::string kLoadFailed = "\n\n There is an issue with load Alert Configuration. Exiting! \n\n";
+
+std::string heading(int number, const std::string& name, int active) {
+  return "\n\n CONFIG: " + std::to_string(number) + "\n __________\n\n\t name: " + name +
+         "\n\t isActive: " + std::to_string(active) + "\n\t type: EMAIL";
+}
+
+std::string document(const std::string& actions) {
+  return "{\"alertConfiguration\": {\"properties\": {\"actions\": [" + actions +
+         "], \"threshold\": 5}}, \"version\": \"2.1\"}";
+}
+
+// An e-mail action with a password login, one of another kind, and an e-mail action
+// without "isActive" (carried over from the one before) that needs no login.
+const std::string kMailer =
+    R"({"name": "ops mail", "isActive": true, "type": "EMAIL", "sender": "array@example.com",
+        "host": "smtp.example.com", "port": 587.9, "to": ["a@example.com", "b@example.com"],
+        "authentication": {"type": "AUTH-LOGIN"}, "username": "mailer", "password": ""})";
+const std::string kTrap = R"({"name": "trap", "isActive": false, "type": "SNMP", "host": "nms"})";
+const std::string kRelay =
+    R"({"name": "night mail", "type": "EMAIL", "host": "relay", "to": [],
+        "authentication": {"type": "NONE"}, "username": "ghost", "password": "x"})";
+
+const std::string kMailerView =
+    heading(1, "ops mail", 1) +
+    "\n\t sender: array@example.com\n\t host: smtp.example.com\n\t port: 587"
+    "\n\t to: \n\t\t a@example.com\n\t\t b@example.com"
+    "\n\t authentication: \n\t\t type: AUTH-LOGIN\n\t\t username: mailer\n\t\t password: Password of mailer";
+
+struct ConsoleHome : testsupport::TempInstallation {
+  explicit ConsoleHome(unsigned installationType = 129) {
+    registerHome();
+    writeConfig("installation_type = " + std::to_string(installationType) + "\nlog_level = 255\n");
+    std::filesystem::create_directories(home() + "/conf/monitor");
+    std::filesystem::create_directories(home() + "/bin");
+  }
+  std::string alertFile() const { return home() + "/conf/monitor/config-current.json"; }
+  std::string smtpFile() const { return home() + "/bin/smtpServer"; }
+  void writeAlerts(const std::string& text) const { testsupport::writeFile(alertFile(), text); }
+  std::vector<std::string> args() const { return {"--store-root", storeRoot(), "console"}; }
+  ToolResult console(const std::string& input) const { return testsupport::runTool(NORVANECTL_PATH, args(), input); }
+  std::string log() const { return readHomeFile("logs/norvane.txt"); }
+};
+
+// "exit code|standard output|standard error" in one text.
+std::string shown(const ToolResult& run) { return std::to_string(run.exitCode) + "|" + run.out + "|" + run.err; }
+
+}  // namespace
+
+TEST(ConsoleTest, ViewShowsEachEmailActionByteForByte) {
+  const struct {
+    const char* what;
+    std::string document;
+    std::string view;
+  } cases[] = {
+      {"two e-mail actions around another kind", document(kMailer + "," + kTrap + "," + kRelay),
+       kMailerView + heading(2, "night mail", 0) + "\n\t host: relay\n\t authentication: \n\t\t type: NONE"},
+      {"no actions member", R"({"alertConfiguration": {"properties": {}}})", ""},
+      {"no alertConfiguration at all", R"({"other": 1})", ""},
+      {"empty actions", document(""), ""},
+      {"no e-mail action; the type is case-sensitive", document(kTrap + R"(, {"type": "email"})"), ""},
+      {"missing members", document(R"({"type": "EMAIL", "password": "p"},
+           {"type": "EMAIL", "isActive": true, "port": -25.5, "authentication": {}},
+           {"type": "EMAIL", "to": ["x"], "authentication": {"type": "NONE"}, "username": "u"})"),
+       heading(1, "", 0) + "\n\t\t password: Password of " + heading(2, "", 1) + "\n\t port: -25\n\t authentication: " +
+           heading(3, "", 1) + "\n\t to: \n\t\t x\n\t authentication: \n\t\t type: NONE"},
+  };
+  for (const auto& c : cases) {
+    ConsoleHome installation;
+    installation.writeAlerts(c.document);
+    EXPECT_EQ("0|" + kMenu + c.view + kMenu + "|", shown(installation.console("1\n3\n"))) << c.what;
+  }
+}
+
+TEST(ConsoleTest, OptionsAreWordsAndOnlyWholeNumbersCount) {
+  ConsoleHome installation;
+  installation.writeAlerts(document(kMailer));
+  // "1x" and "abc" are no numbers, 0 and 4 no options; a word is read at a time.
+  EXPECT_EQ("0|" + kMenu + kInvalid + kMenu + kInvalid + kMenu + kInvalid + kMenu + kInvalid + kMenu + kMailerView +
+                kMenu + "|",
+            shown(installation.console("1x 0\n\n  4\nabc\n1 3 2\n")));
+}
+
+TEST(ConsoleTest, OtherInstallationTypesAreRefused) {
+  ConsoleHome installation(128);
+  installation.writeAlerts(document(kMailer));
+  EXPECT_EQ("1|\n\n Current installation type will not support the console option. Exiting! \n\n|",
+            shown(installation.console("1\n3\n")));
+}
+
+TEST(ConsoleTest, LoadFailuresEndTheMenuWithFalseOnlyInTheFirstPass) {
+  const struct {
+    const char* what;
+    const char* document;  // nullptr: no file
+    std::string input;
+    std::string result;
+  } cases[] = {
+      {"missing file, view", nullptr, "1\n", "1|" + kMenu + kLoadFailed + "|"},
+      {"missing file, edit", nullptr, "2\n", "1|" + kMenu + kLoadFailed + "|"},
+      {"bad JSON", "{\"alertConfiguration\": ", "1\n", "1|" + kMenu + kLoadFailed + "|"},
+      {"top level no object", "[1]", "1\n", "1|" + kMenu + kLoadFailed + "|"},
+      {"after an invalid option", nullptr, "9\n1\n3\n", "0|" + kMenu + kInvalid + kMenu + kLoadFailed + "|"},
+  };
+  for (const auto& c : cases) {
+    ConsoleHome installation;
+    if (c.document != nullptr) installation.writeAlerts(c.document);
+    EXPECT_EQ(c.result, shown(installation.console(c.input))) << c.what;
+    EXPECT_NE(std::string::npos, installation.log().find(
+                                     "LWMConsole:ldAlertCfg - Problem in loading alert configuration..."))
+        << c.what;
+  }
+}
+
+TEST(ConsoleTest, LoadFailureAfterAGoodViewEndsTheMenuWithTrue) {
+  ConsoleHome installation;
+  installation.writeAlerts(document(kMailer));
+  InteractiveProcess tool(NORVANECTL_PATH, installation.args(), InteractiveProcess::kPipes);
+  tool.send("1\n");
+  ASSERT_TRUE(tool.waitFor(kMailerView + kMenu));
+  std::filesystem::remove(installation.alertFile());
+  tool.send("1\n");
+  EXPECT_EQ(0, tool.finish());
+  EXPECT_EQ(kMenu + kMailerView + kMenu + kLoadFailed, tool.output());
+}
+
+TEST(ConsoleTest, EndOfInputEndsTheMenuAsLeavingDoes) {
+  ConsoleHome installation;
+  installation.writeAlerts(document(kMailer));
+  const struct {
+    std::string input;
+    std::string output;
+  } cases[] = {
+      {"", kMenu},
+      {"\n \n", kMenu},
+      {"1", kMenu + kMailerView + kMenu},
+      {"7\n", kMenu + kInvalid + kMenu},
+  };
+  for (const auto& c : cases) EXPECT_EQ("0|" + c.output + "|", shown(installation.console(c.input))) << c.input;
+}
+
+TEST(ConsoleTest, MemberOfTheWrongTypeStopsTheConsole) {
+  ConsoleHome installation;
+  installation.writeAlerts(document(R"({"type": "EMAIL", "isActive": "yes"})"));
+  EXPECT_EQ("1|" + kMenu + "|norvanectl: the console stopped: Bad cast\n", shown(installation.console("1\n3\n")));
+}
+
+TEST(ConsoleTest, ConsoleHasItsOwnHelpAndTakesNoArguments) {
+  ConsoleHome installation;
+  ToolResult help = testsupport::runTool(NORVANECTL_PATH, {"console", "--help"});
+  EXPECT_EQ(0, help.exitCode);
+  EXPECT_EQ(0u, help.out.find("usage: norvanectl [--store-root DIR] console\n")) << help.out;
+  ToolResult extra = testsupport::runTool(NORVANECTL_PATH, {"console", "now"});
+  EXPECT_EQ(2, extra.exitCode);
+  EXPECT_EQ(0u, extra.err.find("norvanectl: console takes no arguments\n")) << extra.err;
+}

@@ -3,6 +3,7 @@
 #include <json/Array.h>
 #include <json/Reader.h>
 #include <json/Writer.h>
+#include <launcher/NorvaneCrypto.h>
 #include <launcher/Preferences.h>
 #include <utils/Conversion.h>
 #include <utils/Log.h>
@@ -15,6 +16,7 @@
 #include <iostream>
 #include <limits>
 #include <memory>
+#include <sstream>
 #include <vector>
 
 #include "platform/Host.h"
@@ -134,7 +136,6 @@ void editAuthentication(const json::Object& action, json::Object& updated, bool&
 }
 
 }  // namespace
-
 
 LWMConsole* LWMConsole::get_instance() {
   static LWMConsole instance;
@@ -330,13 +331,43 @@ void LWMConsole::editSettings() {
 void LWMConsole::encryptEmailConfig(const json::Object& action) {
   utils::log_function_entry("launcher::LWMConsole::encryptEmailConfig");
   std::string smtpServerFile = Preferences::get_instance()->get_smtp_server_loc();
-  // Before any file is touched: an action without them is not stored at all.
-  const std::string username = text(action, "username");
-  const std::string host = text(action, "host");
-  const int port = truncatedInteger(action, "port");
-  (void)username;
-  (void)host;
-  (void)port;
+  // Read before any file is touched, so that an action without them raises and is
+  // not stored. They would pick the old entry to update, but none is kept (below).
+  [[maybe_unused]] const std::string username = text(action, "username");
+  [[maybe_unused]] const std::string host = text(action, "host");
+  [[maybe_unused]] const int port = truncatedInteger(action, "port");
+
+  NorvaneCrypto& store = *NorvaneCrypto::get_instance();
+  std::string stored;
+  if (store.decrypt_file_to_str(smtpServerFile, stored) == -1) {
+    utils::log_critical(
+        "LWMConsole:encryptEmail - Problem during decryptEmailConfig- e-mail functionality will not work as "
+        "expected");
+    return;
+  }
+  json::Array servers;
+  if (!stored.empty()) {
+    // The old entries are read only to prove that the file deciphers and parses; the
+    // saved action replaces them all, so the file never holds more than this one.
+    json::Object old;
+    std::istringstream in(stored);
+    json::Reader::Read(old, in);
+    servers = static_cast<json::Array&>(old["values"]);
+    servers.clear();
+  }
+  servers.insert(action);
+
+  json::Object record;
+  record["values"] = servers;
+  std::ostringstream out;
+  json::Writer::Write(record, out);
+  std::string resource = out.str();
+  int encryptedLength = 0;
+  if (store.encrypt_str_to_file(resource, encryptedLength, smtpServerFile) == -1) {
+    utils::log_critical(
+        "LWMConsole:encryptEmail - Problem during encryptEmailConfig- e-mail functionality will not work as "
+        "expected");
+  }
 }
 
 std::string LWMConsole::getEmailName(json::Object /*action*/) { return std::string(); }

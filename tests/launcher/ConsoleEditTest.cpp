@@ -1,0 +1,222 @@
+// Editing through `norvanectl console`: the prompts byte for byte, the alert
+// configuration file read back as a document, the SMTP server file deciphered by the
+// secret store.
+#include <launcher/NorvaneCrypto.h>
+#include <launcher/Preferences.h>
+#include <utils/MachineStore.h>
+
+#include <iostream>
+
+#include "launcher/ConsoleTestSupport.h"
+#include "support/ChildProcess.h"
+
+using namespace consoletest;
+using testsupport::readFile;
+using testsupport::writeFile;
+
+NORVANE_CHILD(decipher_smtp_file) {
+  utils::MachineStore::setRoot(args.at(0));
+  std::string path = launcher::Preferences::get_instance()->get_smtp_server_loc();
+  std::string resource;
+  const int result = launcher::NorvaneCrypto::get_instance()->decrypt_file_to_str(path, resource);
+  std::cout << result << "|" << resource << std::flush;
+  return 0;
+}
+
+std::string consoletest::ConsoleHome::smtpServers() const {
+  return testsupport::runChild("decipher_smtp_file", {storeRoot()}).output;
+}
+
+namespace {
+
+const std::string kPressEnter = "\n\n\t << Press Enter to continue with current one >>";
+const std::string kAuthenticationChoice =
+    "\n\t\t Update  - type: \n\t\t\t (1) NONE \n\t\t\t (2) AUTH-LOGIN \n\t\t\t Enter your option: ";
+const std::string kUserAndPassword = "\n\t\t\t Enter User Name: \n\t\t\t Enter Password: ";
+const std::string kPasswordAgain = "\n\t\t\t Password is mandatory. Please enter the password: ";
+
+std::string prompt(const std::string& name, const std::string& current) {
+  return "\n\n\t Current - " + name + ": " + current + "\n\t Update - " + name + ": ";
+}
+
+// A second e-mail action with a complete password login.
+const std::string kBackup =
+    R"({"name": "backup mail", "isActive": true, "type": "EMAIL", "host": "backup.example.com", "port": 25,
+        "authentication": {"type": "AUTH-LOGIN"}, "username": "relay", "password": ""})";
+
+// The first action of the file as it now stands.
+json::Object firstAction(const ConsoleHome& installation) {
+  const json::Object alerts = installation.alerts();
+  const json::Array& actions = alerts["alertConfiguration"]["properties"]["actions"];
+  return actions[0];
+}
+
+json::Object action(const std::string& text) { return jsontest::read(text); }
+
+// The one entry the SMTP server file holds, or an object {"failure": "<what came back>"}.
+json::Object storedServer(const ConsoleHome& installation) {
+  const std::string deciphered = installation.smtpServers();
+  const std::size_t bar = deciphered.find('|');
+  if (bar == std::string::npos || deciphered.compare(0, bar, "-1") == 0) {
+    return action("{\"failure\": \"" + deciphered.substr(0, bar) + "\"}");
+  }
+  const json::Object servers = jsontest::read(deciphered.substr(bar + 1));
+  const json::Array& values = servers["values"];
+  EXPECT_EQ(1u, values.size());
+  return values[0];
+}
+
+}  // namespace
+
+TEST(ConsoleEditTest, EnterAtEveryPromptRewritesTheFileUnchanged) {
+  ConsoleHome installation;
+  const std::string original = document(kMailer + "," + kTrap + "," + kRelay);
+  installation.writeAlerts(original);
+  const std::string walk =
+      heading(1, "ops mail", 1) + kPressEnter + prompt("sender", "array@example.com") +
+      prompt("host", "smtp.example.com") + prompt("port", "587") +
+      "\n\n\t Current - to: \n\t\t a@example.com\n\t\t b@example.com\n\t Update To (seperated by ;) - " +
+      "\n\n\t authentication: \n\t\t Current - type: AUTH-LOGIN\n\t\t Current - username: mailer" +
+      "\n\t\t Current - password: Password of mailer" + kAuthenticationChoice +
+      heading(2, "night mail", 0) + kPressEnter + prompt("host", "relay") + "\n\t Update To (seperated by ;) - " +
+      "\n\n\t authentication: \n\t\t Current - type: NONE" + kAuthenticationChoice;
+  // The rest of the option's line is dropped, not taken as the first answer.
+  EXPECT_EQ("0|" + kMenu + walk + kMenu + "|", shown(installation.console("2 new@example.com\n\n\n\n\n\n\n\n\n3\n")));
+  EXPECT_EQ(jsontest::write(jsontest::read(original)), readFile(installation.alertFile()));
+  EXPECT_FALSE(std::filesystem::exists(installation.smtpFile()));
+}
+
+TEST(ConsoleEditTest, AnswersReplaceSenderHostPortAndRecipients) {
+  const struct {
+    std::string answers;  // sender, host, port, recipients
+    std::string changed;  // the members of the first action that differ afterwards
+  } cases[] = {
+      {"new@example.com\n\nabc\n\n", R"("sender": "new@example.com", "port": 0)"},
+      {"\nmx.example.com\n2525x\n c@example.com ; d@example.com;\n",
+       R"("host": "mx.example.com", "port": 2525, "to": ["c@example.com", "d@example.com", ""])"},
+      {"\n\n-1\n;\n", R"("port": -1, "to": ["", ""])"},
+  };
+  for (const auto& c : cases) {
+    ConsoleHome installation;
+    installation.writeAlerts(document(kMailer + "," + kTrap));
+    EXPECT_EQ(0, installation.console("2\n" + c.answers + "\n3\n").exitCode);
+    json::Object expected = action(kMailer);
+    for (const json::Object::Member& member : action("{" + c.changed + "}")) expected[member.name] = member.element;
+    EXPECT_EQ(jsontest::write(expected), jsontest::write(firstAction(installation))) << c.changed;
+    EXPECT_FALSE(std::filesystem::exists(installation.smtpFile()));
+  }
+}
+
+TEST(ConsoleEditTest, NoLoginEmptiesTheSmtpServerFileWhateverOthersUse) {
+  for (const bool existed : {false, true}) {
+    ConsoleHome installation;
+    // The second action still logs in with the stored password; it is gone all the same.
+    installation.writeAlerts(document(kMailer + "," + kBackup));
+    if (existed) writeFile(installation.smtpFile(), std::string(32, 'x'));
+    const std::string transcript = installation.console("2\n\n\n\n\n1\n\n\n\n3\n").out;
+    EXPECT_EQ(std::string(), readFile(installation.smtpFile()));
+    EXPECT_TRUE(std::filesystem::exists(installation.smtpFile()));
+    json::Object expected = action(kMailer);
+    expected.erase(expected.find("username"));
+    expected.erase(expected.find("password"));
+    expected["authentication"]["type"] = json::String("NONE");
+    EXPECT_EQ(jsontest::write(expected), jsontest::write(firstAction(installation)));
+    EXPECT_NE(std::string::npos, transcript.find(heading(2, "backup mail", 1))) << transcript;
+  }
+}
+
+TEST(ConsoleEditTest, PasswordLoginStoresTheActionInTheSmtpServerFileOnly) {
+  const struct {
+    const char* what;
+    std::string answers;  // after the option: user name, password lines
+    std::string prompts;
+    std::string password;
+  } cases[] = {
+      {"password at once", "bob\npw-1\n", kUserAndPassword, "pw-1"},
+      {"password at the second prompt", "bob\n\npw-2\n", kUserAndPassword + kPasswordAgain, "pw-2"},
+      {"the second prompt takes an empty line", "bob\n\n\n", kUserAndPassword + kPasswordAgain, ""},
+      {"input ends at the password: the old one stays", "bob\n", kUserAndPassword + kPasswordAgain, ""},
+  };
+  for (const auto& c : cases) {
+    ConsoleHome installation;
+    installation.writeAlerts(document(kMailer));
+    writeFile(installation.smtpFile(), "");
+    const std::string run = shown(installation.console("2\n\n\n\n\n2\n" + c.answers));
+    EXPECT_EQ("0|", run.substr(0, 2));
+    EXPECT_NE(std::string::npos, run.find(kAuthenticationChoice + c.prompts + kMenu + "|")) << c.what << run;
+    json::Object saved = action(kMailer);
+    saved["username"] = json::String("bob");
+    EXPECT_EQ(jsontest::write(saved), jsontest::write(firstAction(installation))) << c.what;
+    saved["password"] = json::String(c.password);
+    EXPECT_EQ(jsontest::write(saved), jsontest::write(storedServer(installation))) << c.what;
+    if (!c.password.empty()) {
+      EXPECT_EQ(std::string::npos, run.find(c.password)) << c.what;
+      EXPECT_EQ(std::string::npos, installation.log().find(c.password)) << c.what;
+    }
+  }
+}
+
+TEST(ConsoleEditTest, SmtpServerFileThatCannotBeReadBlocksTheSave) {
+  for (const bool garbled : {false, true}) {
+    ConsoleHome installation;
+    installation.writeAlerts(document(kMailer));
+    if (garbled) writeFile(installation.smtpFile(), std::string(20, 'x'));
+    EXPECT_EQ(0, installation.console("2\n\n\n\n\n2\n\nsecret\n3\n").exitCode);
+    EXPECT_EQ(garbled ? std::string(20, 'x') : "", readFile(installation.smtpFile()));
+    EXPECT_NE(std::string::npos, installation.log().find("LWMConsole:encryptEmail - Problem during "
+                                                         "decryptEmailConfig- e-mail functionality will not work "
+                                                         "as expected"));
+    // The file claims a login whose password is nowhere.
+    EXPECT_EQ(jsontest::write(action(kMailer)), jsontest::write(firstAction(installation)));
+  }
+}
+
+TEST(ConsoleEditTest, EachSaveLeavesOneEntryTheLastEmailActionOfTheWalk) {
+  ConsoleHome installation;
+  installation.writeAlerts(document(kMailer + "," + kTrap + "," + kBackup));
+  writeFile(installation.smtpFile(), "");
+  // A first save, then a second one with another host on the first action: one entry.
+  ASSERT_EQ(0, installation.console("2\n\n\n\n\n2\n\npw-a\n" "\n\n\n3\n").exitCode);
+  ASSERT_EQ(0, installation.console("2\n\nother.example.com\n\n\n2\n\npw-b\n" "\n\n\n3\n").exitCode);
+  // The pending password makes every later e-mail action store itself too, with the
+  // empty password of the file: the SMTP server file ends with the second action.
+  EXPECT_EQ(jsontest::write(action(kBackup)), jsontest::write(storedServer(installation)));
+  EXPECT_EQ("other.example.com", static_cast<const json::String&>(firstAction(installation)["host"]).Value());
+}
+
+TEST(ConsoleEditTest, InvalidLoginChoiceChangesNothing) {
+  ConsoleHome installation;
+  installation.writeAlerts(document(kRelay));
+  const std::string run = shown(installation.console("2\n\n\n7\n3\n"));
+  EXPECT_NE(std::string::npos,
+            run.find(kAuthenticationChoice + "\n\t\t\t\t Invalid option selected. Continuing with current AUTH type " +
+                     kMenu + "|"))
+      << run;
+  EXPECT_EQ(jsontest::write(action(kRelay)), jsontest::write(firstAction(installation)));
+}
+
+TEST(ConsoleEditTest, LoginWithoutUserNameStopsTheConsoleUnsaved) {
+  ConsoleHome installation;
+  const std::string original =
+      document(R"({"type": "EMAIL", "host": "h", "port": 25, "authentication": {"type": "NONE"}})");
+  installation.writeAlerts(original);
+  writeFile(installation.smtpFile(), "");
+  const testsupport::ToolResult run = installation.console("2\n\n\n2\n\nsecret\n3\n");
+  EXPECT_EQ(1, run.exitCode);
+  EXPECT_EQ("norvanectl: the console stopped: Object member not found: username\n", run.err);
+  EXPECT_EQ(original, readFile(installation.alertFile()));
+  EXPECT_EQ("", readFile(installation.smtpFile()));
+}
+
+TEST(ConsoleEditTest, EndOfInputKeepsTheRestAndCompletesTheWalk) {
+  ConsoleHome installation;
+  installation.writeAlerts(document(kMailer + "," + kRelay));
+  const testsupport::ToolResult run = installation.console("2\nnew@example.com\n");
+  EXPECT_EQ(0, run.exitCode);
+  // Both actions are walked, and the menu shows once more before it ends.
+  EXPECT_NE(std::string::npos, run.out.find(heading(2, "night mail", 1)));
+  EXPECT_EQ(kAuthenticationChoice + kMenu, run.out.substr(run.out.size() - kAuthenticationChoice.size() - kMenu.size()));
+  json::Object expected = action(kMailer);
+  expected["sender"] = json::String("new@example.com");
+  EXPECT_EQ(jsontest::write(expected), jsontest::write(firstAction(installation)));
+}

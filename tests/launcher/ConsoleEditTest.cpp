@@ -1,31 +1,11 @@
 // Editing through `norvanectl console`: the prompts byte for byte, the alert
 // configuration file read back as a document, the SMTP server file deciphered by the
 // secret store.
-#include <launcher/NorvaneCrypto.h>
-#include <launcher/Preferences.h>
-#include <utils/MachineStore.h>
-
-#include <iostream>
-
 #include "launcher/ConsoleTestSupport.h"
-#include "support/ChildProcess.h"
 
 using namespace consoletest;
 using testsupport::readFile;
 using testsupport::writeFile;
-
-NORVANE_CHILD(decipher_smtp_file) {
-  utils::MachineStore::setRoot(args.at(0));
-  std::string path = launcher::Preferences::get_instance()->get_smtp_server_loc();
-  std::string resource;
-  const int result = launcher::NorvaneCrypto::get_instance()->decrypt_file_to_str(path, resource);
-  std::cout << result << "|" << resource << std::flush;
-  return 0;
-}
-
-std::string consoletest::ConsoleHome::smtpServers() const {
-  return testsupport::runChild("decipher_smtp_file", {storeRoot()}).output;
-}
 
 namespace {
 

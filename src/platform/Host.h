@@ -16,6 +16,7 @@
 #include "platform/ProcessLock.h"
 #include "platform/Random.h"
 #include "platform/Terminal.h"
+#include "platform/ServiceManager.h"
 
 namespace platform {
 
@@ -40,6 +41,8 @@ class Host {
   virtual Network& network();
   // The terminal behind standard input. Not pure either.
   virtual Terminal& terminal();
+  // The service manager (systemd on Linux).
+  virtual ServiceManager& serviceManager();
   // Opens the cross-process lock of this name, creating it on first use.
   // Returns null when the OS refuses.
   virtual std::unique_ptr<ProcessLock> openProcessLock(const std::string& name) = 0;

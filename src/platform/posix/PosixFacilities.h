@@ -17,5 +17,6 @@ std::unique_ptr<HostFacts> makeHostFacts();
 std::unique_ptr<EventLog> makeEventLog();
 std::unique_ptr<Libraries> makeLibraries();
 std::unique_ptr<Network> makeNetwork();
+std::unique_ptr<ServiceManager> makeServiceManager();
 
 }  // namespace platform::posix

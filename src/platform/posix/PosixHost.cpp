@@ -16,7 +16,8 @@ class PosixHost final : public Host {
         m_hostFacts(posix::makeHostFacts()),
         m_eventLog(posix::makeEventLog()),
         m_libraries(posix::makeLibraries()),
-        m_network(posix::makeNetwork()) {}
+        m_network(posix::makeNetwork()),
+        m_serviceManager(posix::makeServiceManager()) {}
 
   Clock& clock() override { return *m_clock; }
   FileSystem& fileSystem() override { return *m_fileSystem; }
@@ -26,6 +27,7 @@ class PosixHost final : public Host {
   EventLog& eventLog() override { return *m_eventLog; }
   Libraries& libraries() override { return *m_libraries; }
   Network& network() override { return *m_network; }
+  ServiceManager& serviceManager() override { return *m_serviceManager; }
   std::unique_ptr<ProcessLock> openProcessLock(const std::string& name) override {
     return posix::makeProcessLock(name);
   }
@@ -39,6 +41,7 @@ class PosixHost final : public Host {
   std::unique_ptr<EventLog> m_eventLog;
   std::unique_ptr<Libraries> m_libraries;
   std::unique_ptr<Network> m_network;
+  std::unique_ptr<ServiceManager> m_serviceManager;
 };
 
 std::atomic<Host*> g_override{nullptr};
@@ -50,6 +53,7 @@ HostFacts& Host::hostFacts() { return posixHost().hostFacts(); }
 EventLog& Host::eventLog() { return posixHost().eventLog(); }
 Libraries& Host::libraries() { return posixHost().libraries(); }
 Network& Host::network() { return posixHost().network(); }
+ServiceManager& Host::serviceManager() { return posixHost().serviceManager(); }
 
 Host& posixHost() {
   // Never destroyed: the logger and other singletons may still use it while

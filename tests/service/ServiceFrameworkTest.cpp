@@ -1,0 +1,212 @@
+// The service framework over a fake service manager: construction, the start of the
+// service main, every control code, install and uninstall, and the operations of
+// System on top.
+#include <cstdio>
+#include <regex>
+
+#include "service/ServiceTestSupport.h"
+#include "support/ChildProcess.h"
+#include "utils/SystemTestSupport.h"
+
+using servicetest::RecordingService;
+using systemtest::FakeHostTest;
+using systemtest::LogMark;
+
+namespace {
+
+using States = std::vector<unsigned long>;
+using Lines = std::vector<std::string>;
+
+std::string statusText(const SERVICE_STATUS& s) {
+  return std::to_string(s.dwServiceType) + " " + std::to_string(s.dwCurrentState) + " " +
+         std::to_string(s.dwControlsAccepted) + " " + std::to_string(s.dwWin32ExitCode) + " " +
+         std::to_string(s.dwServiceSpecificExitCode) + " " + std::to_string(s.dwCheckPoint) + " " +
+         std::to_string(s.dwWaitHint);
+}
+
+// Reads one line from a file standing in for the terminal, then runs the operation.
+NORVANE_CHILD(service_operation_reads_a_line) {
+  if (std::freopen(args.at(1).c_str(), "r", stdin) == nullptr) return 3;
+  std::string unused;
+  if (args.at(0) == "run") {
+    systemtest::sys().runService();
+  } else {
+    systemtest::sys().executeService(unused);
+  }
+  return 0;
+}
+
+}  // namespace
+
+TEST_F(FakeHostTest, ServiceStartsPendingAndKeepsThirtyFiveBytesOfItsName) {
+  LogMark mark;
+  {
+    RecordingService service("NorvaneServiceWithAVeryLongNameOf40Bytes");
+    EXPECT_EQ("NorvaneServiceWithAVeryLongNameOf40", service.name());
+    EXPECT_EQ("48 2 5 0 0 0 0", statusText(service.getMStat()));
+    EXPECT_EQ(nullptr, service.getMhStat());
+    EXPECT_EQ(0u, service.GetExitCode());
+  }
+  EXPECT_EQ((Lines{"Fn Entry: WindowsServiceBase::WindowsServiceBase", "Fn Entry: WindowsService::WindowsService",
+                   "Fn Entry: WindowsServiceBase::GetExitCode", "Fn Entry: WindowsService::~WindowsService",
+                   "Fn Entry: WindowsServiceBase::~WindowsServiceBase"}),
+            mark.entries());
+}
+
+TEST_F(FakeHostTest, ServiceMainRegistersThenInitsThenRuns) {
+  RecordingService service;
+  LogMark mark;
+  EXPECT_EQ(0u, service.Startup());
+  EXPECT_EQ((Lines{"dispatch TestService", "register TestService"}), fake.services.calls);
+  EXPECT_EQ((States{2, 4}), fake.services.states());
+  EXPECT_EQ((Lines{"Init 1 TestService"}), service.calls);
+  EXPECT_EQ(testsupport::FakeServiceManager::kHandle, service.getMhStat());
+  EXPECT_EQ(nullptr, fake.services.context);
+  EXPECT_EQ((Lines{"Fn Entry: WindowsService::Startup", "Info: Startup() - entering",
+                   "Fn Entry: WindowsServiceBase::Startup", "Fn Entry: WindowsServiceBase::Service",
+                   "Fn Entry: WindowsServiceBase::ChangeStatus", "Fn Entry: WindowsService::Init",
+                   "Fn Entry: WindowsService::Run", "Fn Entry: WindowsServiceBase::ChangeStatus",
+                   "Info: Startup() - returning"}),
+            mark.entries());
+}
+
+TEST_F(FakeHostTest, ServiceMainFailuresKeepTheSystemError) {
+  {  // registration refused: the error is the result and stays in the object
+    RecordingService service;
+    fake.services.registerError = 5;
+    EXPECT_EQ(5, service.Service(0, nullptr));
+    EXPECT_EQ(5u, service.lastError());
+    EXPECT_TRUE(fake.services.reports.empty());
+    EXPECT_TRUE(service.calls.empty());
+  }
+  {  // Init refuses: stopped, and the last error (none was stored) is the result
+    fake.services.registerError = 0;
+    RecordingService service;
+    service.initResult = 7;
+    EXPECT_EQ(0, service.Service(0, nullptr));
+    EXPECT_EQ((States{2, 1}), fake.services.states());
+  }
+  {  // the dispatcher fails: the base gives its error, WindowsService 0 all the same
+    fake.services.dispatchError = 1063;
+    RecordingService service;
+    EXPECT_EQ(1063u, service.WindowsServiceBase::Startup());
+    EXPECT_EQ(0u, service.Startup());
+    EXPECT_EQ(1063u, service.lastError());
+  }
+}
+
+TEST_F(FakeHostTest, EveryControlCodeChangesStateAndCallsItsReaction) {
+  const struct Row {
+    unsigned long control, pauseResult, continueResult;
+    bool pausedBefore;
+    States states;
+    Lines calls;
+    bool pausedAfter;
+  } rows[] = {
+      {1, 0, 0, false, {3, 1}, {"OnStop"}, false},
+      {2, 0, 0, false, {6, 7}, {"OnPause"}, true},
+      {2, 1, 0, false, {6}, {"OnPause"}, false},  // refused: stays pause pending
+      {3, 0, 0, true, {5, 4}, {"OnContinue"}, false},
+      {3, 0, 1, true, {5}, {"OnContinue"}, true},  // refused: stays continue pending
+      {4, 0, 0, false, {4}, {"OnInquire"}, false},  // the status as it stands, reported again
+      {5, 0, 0, false, {3, 1}, {"OnStop"}, false},  // shutdown reaches OnStop through OnShutdown
+      {128, 0, 0, false, {4}, {"OnUserControl 128"}, false},
+      {0, 0, 0, true, {4}, {"OnUserControl 0"}, true},
+  };
+  for (const Row& row : rows) {
+    testsupport::ScopedFakeHost host;
+    RecordingService service;
+    service.pauseResult = row.pauseResult;
+    service.continueResult = row.continueResult;
+    service.Service(0, nullptr);
+    service.setIsPaused(row.pausedBefore);
+    host.services.reports.clear();
+    service.calls.clear();
+    EXPECT_EQ(0u, host.services.control(row.control));
+    EXPECT_EQ(row.states, host.services.states()) << row.control;
+    EXPECT_EQ(row.calls, service.calls) << row.control;
+    EXPECT_EQ(row.pausedAfter, service.paused()) << row.control;
+  }
+}
+
+TEST_F(FakeHostTest, StopIsLoggedAroundOnStop) {
+  RecordingService service;
+  service.Service(0, nullptr);
+  LogMark mark;
+  fake.services.control(1);
+  EXPECT_EQ((Lines{"Info: Control() - received a STOP code", "Fn Entry: WindowsServiceBase::ChangeStatus",
+                   "Info: Control() - calling OnStop()", "Fn Entry: WindowsServiceBase::OnStop",
+                   "Info: Control() - after calling OnStop()", "Fn Entry: WindowsServiceBase::ChangeStatus"}),
+            mark.entries());
+}
+
+TEST_F(FakeHostTest, InstallAndUnInstallFollowTheManagersAnswers) {
+  const struct Row {
+    const char* operation;
+    bool installed;
+    unsigned long managerError, createError, deleteError;
+    bool result;
+    Lines managerCalls, serviceCalls;
+    std::uint32_t lastError;
+  } rows[] = {
+      {"install", true, 0, 0, 0, true, {"open", "exists TestService"}, {}, 0},
+      {"install", false, 0, 0, 0, true, {"open", "exists TestService", "open", "create TestService"}, {"InstallAid"}, 0},
+      {"install", false, 13, 0, 0, false, {"open", "open"}, {}, 13},
+      {"install", false, 0, 28, 0, false, {"open", "exists TestService", "open", "create TestService"}, {}, 28},
+      {"uninstall", false, 0, 0, 0, true, {"open", "exists TestService"}, {}, 0},
+      {"uninstall", true, 0, 0, 0, true,
+       {"open", "exists TestService", "open", "exists TestService", "delete TestService"}, {"UnInstallAid"}, 0},
+      {"uninstall", true, 0, 0, 16, false,
+       {"open", "exists TestService", "open", "exists TestService", "delete TestService"}, {"UnInstallAid"}, 16},
+  };
+  for (const Row& row : rows) {
+    testsupport::ScopedFakeHost host;
+    if (row.installed) host.services.installed.insert("TestService");
+    host.services.managerError = row.managerError;
+    host.services.createError = row.createError;
+    host.services.deleteError = row.deleteError;
+    RecordingService service;
+    const bool install = std::string(row.operation) == "install";
+    EXPECT_EQ(row.result, install ? service.Install() : service.UnInstall()) << row.operation;
+    EXPECT_EQ(row.managerCalls, host.services.calls) << row.operation;
+    EXPECT_EQ(row.serviceCalls, service.calls) << row.operation;
+    EXPECT_EQ(row.lastError, service.lastError()) << row.operation;
+  }
+  RecordingService service;
+  ASSERT_TRUE(service.Install());
+  ASSERT_EQ(1u, fake.services.created.size());
+  const platform::ServiceDefinition& made = fake.services.created[0];
+  EXPECT_EQ("TestService|TestService|/opt/norvane/bin/norvane-server|1",
+            made.name + "|" + made.displayName + "|" + made.programPath + "|" + std::to_string(made.startsWithSystem));
+}
+
+TEST_F(FakeHostTest, UninstallServiceRemovesNorvaneServiceAndSaysHowItWent) {
+  for (const bool fails : {false, true}) {
+    testsupport::ScopedFakeHost host;
+    host.services.installed.insert("NorvaneService");
+    host.services.deleteError = fails ? 5 : 0;
+    LogMark mark;
+    systemtest::sys().uninstallService();
+    EXPECT_EQ(fails, host.services.installed.count("NorvaneService") == 1);
+    const Lines lines = mark.entries();
+    ASSERT_GE(lines.size(), 4u);
+    EXPECT_EQ("Fn Entry: utils::WindowsSystem::uninstallService", lines.front());
+    EXPECT_EQ(fails ? "Info: NorvaneService NOT Un-Installed successfully" : "Info: NorvaneService Un-Installed successfully",
+              lines[lines.size() - 3]);
+    EXPECT_EQ("Fn Entry: WindowsServiceBase::~WindowsServiceBase", lines.back());
+  }
+  // The object is gone: the library's own handler reaches nothing.
+  EXPECT_EQ(0u, NorvaneServiceControlHandler(1, 0, nullptr, nullptr));
+  EXPECT_TRUE(fake.services.reports.empty());
+}
+
+TEST(ServiceOperationTest, RunAndExecuteReadALineAndPrintAnAddress) {
+  testsupport::TempInstallation scratch;
+  const std::string input = scratch.root() + "/title";
+  testsupport::writeFile(input, "Norvane Server\n");
+  for (const char* operation : {"run", "execute"}) {
+    const testsupport::ChildResult result = testsupport::runChild("service_operation_reads_a_line", {operation, input});
+    EXPECT_EQ(0, result.exitCode);
+    EXPECT_TRUE(std::regex_match(result.output, std::regex("Process ID of Norvane is0x[0-9a-f]+\n"))) << result.output;
+  }
+}

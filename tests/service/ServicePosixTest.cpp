@@ -1,0 +1,173 @@
+// The service framework on the real platform: units written to a unit directory of
+// the test's, and a real service process driven by signals whose reports to systemd
+// arrive on a notification socket the test listens on.
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <iostream>
+
+#include "service/ServiceTestSupport.h"
+#include "support/ChildProcess.h"
+#include "support/TempInstallation.h"
+
+using servicetest::RecordingService;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A service that prints its reactions; argument 0 is the notification socket,
+// argument 1 the accepted controls.
+NORVANE_CHILD(signalled_service) {
+  setenv("NOTIFY_SOCKET", args.at(0).c_str(), 1);
+  RecordingService service("SignalledService");
+  service.SetAcceptedControls(std::stoul(args.at(1)));
+  const unsigned long result = service.Startup();
+  for (const std::string& call : service.calls) std::cout << call << "\n";
+  std::cout << "Startup " << result << " paused " << service.paused() << "\n";
+  return 0;
+}
+
+// A datagram socket bound to a path of the test's, as systemd listens for sd_notify.
+class NotifySocket {
+ public:
+  NotifySocket() : m_path("/tmp/nv13-" + std::to_string(getpid()) + "-notify") {
+    m_fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    m_path.copy(address.sun_path, sizeof address.sun_path - 1);
+    unlink(m_path.c_str());
+    m_bound = bind(m_fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+  }
+  ~NotifySocket() {
+    close(m_fd);
+    unlink(m_path.c_str());
+  }
+  bool bound() const { return m_bound; }
+  const std::string& path() const { return m_path; }
+  // The next message, "" when none comes within five seconds.
+  std::string next() {
+    pollfd ready{m_fd, POLLIN, 0};
+    if (poll(&ready, 1, 5000) != 1) return "";
+    char buffer[512];
+    const ssize_t length = recv(m_fd, buffer, sizeof buffer, 0);
+    return length > 0 ? std::string(buffer, static_cast<std::size_t>(length)) : "";
+  }
+
+ private:
+  std::string m_path;
+  int m_fd = -1;
+  bool m_bound = false;
+};
+
+class ServiceProcess {
+ public:
+  ServiceProcess(NotifySocket& notify, const std::string& controls)
+      : m_output("/tmp/nv13-" + std::to_string(getpid()) + "-service.out"),
+        m_pid(testsupport::startChild("signalled_service", {notify.path(), controls}, m_output)) {}
+  ~ServiceProcess() {
+    if (m_pid > 0) kill(m_pid, SIGKILL), testsupport::waitChild(m_pid);
+    unlink(m_output.c_str());
+  }
+  void signal(int number, int value = 0) {
+    if (number == SIGRTMIN) {
+      sigqueue(m_pid, number, sigval{value});
+    } else {
+      kill(m_pid, number);
+    }
+  }
+  // Exit code and what the service printed.
+  std::string finish() {
+    const testsupport::ChildResult result = testsupport::waitChild(m_pid);
+    m_pid = -1;
+    return std::to_string(result.exitCode) + "\n" + testsupport::readFile(m_output);
+  }
+
+ private:
+  std::string m_output;
+  int m_pid;
+};
+
+const char kStartPending[] = "STATUS=start pending";
+const char kRunning[] = "READY=1\nSTATUS=running";
+
+}  // namespace
+
+TEST(ServiceUnitTest, InstallWritesAndEnablesTheUnitAndUnInstallRemovesIt) {
+  testsupport::TempInstallation scratch;
+  const std::string units = scratch.root() + "/units";
+  fs::create_directories(units);
+  WindowsServiceBase::setUnitDirectory(units);
+  const std::string unit = units + "/NorvaneService.service";
+  const std::string link = units + "/multi-user.target.wants/NorvaneService.service";
+  RecordingService service("NorvaneService");
+  EXPECT_FALSE(service.IsInstalled());
+  ASSERT_TRUE(service.Install());
+  EXPECT_EQ("[Unit]\nDescription=NorvaneService\n\n[Service]\nType=notify\nExecStart=\"" +
+                fs::read_symlink("/proc/self/exe").string() +
+                "\"\nExecReload=/bin/kill -HUP $MAINPID\nRestart=on-failure\n\n"
+                "[Install]\nWantedBy=multi-user.target\n",
+            testsupport::readFile(unit));
+  EXPECT_EQ(unit, fs::read_symlink(link).string());
+  EXPECT_TRUE(service.IsInstalled());
+  testsupport::writeFile(unit, "edited by hand\n");
+  EXPECT_TRUE(service.Install());  // already there: left alone
+  EXPECT_EQ("edited by hand\n", testsupport::readFile(unit));
+  EXPECT_EQ((std::vector<std::string>{"InstallAid"}), service.calls);
+  ASSERT_TRUE(service.UnInstall());
+  EXPECT_FALSE(fs::exists(unit));
+  EXPECT_FALSE(fs::is_symlink(link));
+  EXPECT_TRUE(service.UnInstall());  // nothing to remove
+  EXPECT_EQ((std::vector<std::string>{"InstallAid", "UnInstallAid"}), service.calls);
+  // A unit directory that is missing cannot take a unit: the system's error stays.
+  WindowsServiceBase::setUnitDirectory(units + "/missing");
+  EXPECT_FALSE(service.Install());
+  EXPECT_EQ(static_cast<std::uint32_t>(ENOENT), service.lastError());
+  WindowsServiceBase::setUnitDirectory(WindowsServiceBase::DEFAULT_UNIT_DIRECTORY);
+}
+
+TEST(ServiceSignalTest, SignalsBecomeControlCodesAndReportsReachSystemd) {
+  NotifySocket notify;
+  ASSERT_TRUE(notify.bound());
+  ServiceProcess service(notify, "7");  // stop, pause and shutdown
+  ASSERT_EQ(kStartPending, notify.next());
+  ASSERT_EQ(kRunning, notify.next());
+  const struct {
+    int signal, value;
+    std::vector<std::string> messages;
+  } steps[] = {
+      {SIGUSR1, 0, {"STATUS=pause pending", "STATUS=paused"}},
+      {SIGHUP, 0, {"STATUS=paused"}},
+      {SIGUSR2, 0, {"STATUS=continue pending", kRunning}},
+      {SIGRTMIN, 130, {kRunning}},
+      {SIGTERM, 0, {"STOPPING=1\nSTATUS=stop pending", "STATUS=stopped"}},
+  };
+  for (const auto& step : steps) {
+    service.signal(step.signal, step.value);
+    for (const std::string& expected : step.messages) EXPECT_EQ(expected, notify.next()) << step.signal;
+  }
+  EXPECT_EQ("0\nInit 1 SignalledService\nOnPause\nOnInquire\nOnContinue\nOnUserControl 130\nOnStop\n"
+            "Startup 0 paused 0\n",
+            service.finish());
+}
+
+TEST(ServiceSignalTest, CodesTheServiceDoesNotAcceptAreRefusedAndCtrlCStops) {
+  NotifySocket notify;
+  ASSERT_TRUE(notify.bound());
+  ServiceProcess service(notify, "5");  // the default: stop and shutdown only
+  ASSERT_EQ(kStartPending, notify.next());
+  ASSERT_EQ(kRunning, notify.next());
+  service.signal(SIGUSR1);        // pause, refused: no report
+  service.signal(SIGRTMIN, 200);  // taken after any pending standard signal
+  EXPECT_EQ(kRunning, notify.next());
+  service.signal(SIGINT);
+  EXPECT_EQ("STOPPING=1\nSTATUS=stop pending", notify.next());
+  EXPECT_EQ("STATUS=stopped", notify.next());
+  EXPECT_EQ("0\nInit 1 SignalledService\nOnUserControl 200\nOnStop\nStartup 0 paused 0\n", service.finish());
+}

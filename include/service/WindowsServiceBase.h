@@ -89,6 +89,9 @@ class NORVANE_API WindowsServiceBase {
   // process (tests, norvanectl --unit-dir).
   static void setUnitDirectory(const std::string& directory);
   static std::string getUnitDirectory();
+  // The program a unit installed from now on starts; the running program while
+  // empty (an installer setting up the server's unit sets the server's path).
+  static void setProgramPath(const std::string& path);
 
  protected:
   char m_ServiceName[36];

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/Clock.h"
+#include "platform/Disks.h"
 #include "platform/EventLog.h"
 #include "platform/FileSystem.h"
 #include "platform/HostFacts.h"
@@ -43,6 +44,8 @@ class Host {
   virtual Terminal& terminal();
   // The service manager (systemd on Linux).
   virtual ServiceManager& serviceManager();
+  // Physical disks, their partitions and volumes.
+  virtual Disks& disks();
   // Opens the cross-process lock of this name, creating it on first use.
   // Returns null when the OS refuses.
   virtual std::unique_ptr<ProcessLock> openProcessLock(const std::string& name) = 0;

@@ -2,6 +2,7 @@
 #include <utils/Log.h>
 
 #include <cstring>
+#include <mutex>
 
 #include "platform/Host.h"
 
@@ -11,6 +12,17 @@ constexpr std::uint32_t kOwnAndSharedProcess = 48;
 constexpr std::uint32_t kStopAndShutdown = 5;
 constexpr std::uint32_t kStopped = 1;
 constexpr std::uint32_t kStartPending = 2;
+
+std::mutex g_programPathMutex;
+std::string g_programPath;
+
+std::string programToInstall(platform::ServiceManager& manager) {
+  {
+    std::lock_guard<std::mutex> hold(g_programPathMutex);
+    if (!g_programPath.empty()) return g_programPath;
+  }
+  return manager.programPath();
+}
 
 platform::ServiceStatusReport reportOf(const SERVICE_STATUS& status) {
   return {status.dwServiceType,   status.dwCurrentState,          status.dwControlsAccepted, status.dwWin32ExitCode,
@@ -85,7 +97,7 @@ bool WindowsServiceBase::Install() {
     m_dwLastError = static_cast<std::uint32_t>(error);
     return false;
   }
-  const platform::ServiceDefinition definition{m_ServiceName, m_ServiceName, manager.programPath(), true};
+  const platform::ServiceDefinition definition{m_ServiceName, m_ServiceName, programToInstall(manager), true};
   const bool created = manager.createService(definition, error);
   if (created) {
     InstallAid();
@@ -168,3 +180,8 @@ void WindowsServiceBase::setUnitDirectory(const std::string& directory) {
 }
 
 std::string WindowsServiceBase::getUnitDirectory() { return platform::serviceUnitDirectory(); }
+
+void WindowsServiceBase::setProgramPath(const std::string& path) {
+  std::lock_guard<std::mutex> hold(g_programPathMutex);
+  g_programPath = path;
+}

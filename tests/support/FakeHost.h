@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "platform/Host.h"
+#include "support/FakeDisks.h"
 #include "support/FakeServiceManager.h"
 
 namespace testsupport {
@@ -141,12 +142,14 @@ class FakeHost : public platform::Host {
   FakeLibraries plugins;
   FakeNetwork net;
   FakeServiceManager services;
+  FakeDisks drives;
 
   platform::HostFacts& hostFacts() override { return facts; }
   platform::EventLog& eventLog() override { return events; }
   platform::Libraries& libraries() override { return plugins; }
   platform::Network& network() override { return net; }
   platform::ServiceManager& serviceManager() override { return services; }
+  platform::Disks& disks() override { return drives; }
   platform::Clock& clock() override { return platform::posixHost().clock(); }
   platform::FileSystem& fileSystem() override { return platform::posixHost().fileSystem(); }
   platform::MachineStore& machineStore() override { return platform::posixHost().machineStore(); }

@@ -4,6 +4,7 @@
 //
 // Exit codes: 0 success, 1 the operation failed, 2 wrong usage.
 #include <NorvaneVersion.h>
+#include <service/WindowsServiceBase.h>
 #include <utils/MachineStore.h>
 
 #include <algorithm>
@@ -23,6 +24,9 @@ void printOverview(std::ostream& out) {
          "Global options:\n"
          "  --store-root DIR  use the machine store under DIR instead of "
       << utils::MachineStore::DEFAULT_ROOT
+      << "\n"
+         "  --unit-dir DIR    keep service units in DIR instead of "
+      << WindowsServiceBase::DEFAULT_UNIT_DIRECTORY
       << "\n"
          "  -h, --help        show this help\n"
          "  --version         print the version\n\n"
@@ -84,6 +88,14 @@ int main(int argc, char** argv) {
         if (root.empty()) return usage("--store-root needs a directory");
       }
       utils::MachineStore::setRoot(root);
+      ++next;
+      continue;
+    }
+    if (option == "--unit-dir" || option.rfind("--unit-dir=", 0) == 0) {
+      const std::string directory =
+          option == "--unit-dir" ? (next + 1 < args.size() ? args[++next] : "") : option.substr(11);
+      if (directory.empty()) return usage("--unit-dir needs a directory");
+      WindowsServiceBase::setUnitDirectory(directory);
       ++next;
       continue;
     }

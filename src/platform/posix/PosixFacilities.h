@@ -18,5 +18,6 @@ std::unique_ptr<EventLog> makeEventLog();
 std::unique_ptr<Libraries> makeLibraries();
 std::unique_ptr<Network> makeNetwork();
 std::unique_ptr<ServiceManager> makeServiceManager();
+std::unique_ptr<Disks> makeDisks();
 
 }  // namespace platform::posix

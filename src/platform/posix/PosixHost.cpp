@@ -17,7 +17,8 @@ class PosixHost final : public Host {
         m_eventLog(posix::makeEventLog()),
         m_libraries(posix::makeLibraries()),
         m_network(posix::makeNetwork()),
-        m_serviceManager(posix::makeServiceManager()) {}
+        m_serviceManager(posix::makeServiceManager()),
+        m_disks(posix::makeDisks()) {}
 
   Clock& clock() override { return *m_clock; }
   FileSystem& fileSystem() override { return *m_fileSystem; }
@@ -28,6 +29,7 @@ class PosixHost final : public Host {
   Libraries& libraries() override { return *m_libraries; }
   Network& network() override { return *m_network; }
   ServiceManager& serviceManager() override { return *m_serviceManager; }
+  Disks& disks() override { return *m_disks; }
   std::unique_ptr<ProcessLock> openProcessLock(const std::string& name) override {
     return posix::makeProcessLock(name);
   }
@@ -42,6 +44,7 @@ class PosixHost final : public Host {
   std::unique_ptr<Libraries> m_libraries;
   std::unique_ptr<Network> m_network;
   std::unique_ptr<ServiceManager> m_serviceManager;
+  std::unique_ptr<Disks> m_disks;
 };
 
 std::atomic<Host*> g_override{nullptr};
@@ -54,6 +57,7 @@ EventLog& Host::eventLog() { return posixHost().eventLog(); }
 Libraries& Host::libraries() { return posixHost().libraries(); }
 Network& Host::network() { return posixHost().network(); }
 ServiceManager& Host::serviceManager() { return posixHost().serviceManager(); }
+Disks& Host::disks() { return posixHost().disks(); }
 
 Host& posixHost() {
   // Never destroyed: the logger and other singletons may still use it while

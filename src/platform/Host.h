@@ -18,6 +18,7 @@
 #include "platform/Random.h"
 #include "platform/Terminal.h"
 #include "platform/ServiceManager.h"
+#include "platform/Sockets.h"
 
 namespace platform {
 
@@ -46,6 +47,8 @@ class Host {
   virtual ServiceManager& serviceManager();
   // Physical disks, their partitions and volumes.
   virtual Disks& disks();
+  // Client sockets.
+  virtual Sockets& sockets();
   // Opens the cross-process lock of this name, creating it on first use.
   // Returns null when the OS refuses.
   virtual std::unique_ptr<ProcessLock> openProcessLock(const std::string& name) = 0;

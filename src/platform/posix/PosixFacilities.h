@@ -19,5 +19,6 @@ std::unique_ptr<Libraries> makeLibraries();
 std::unique_ptr<Network> makeNetwork();
 std::unique_ptr<ServiceManager> makeServiceManager();
 std::unique_ptr<Disks> makeDisks();
+std::unique_ptr<Sockets> makeSockets();
 
 }  // namespace platform::posix

@@ -18,7 +18,8 @@ class PosixHost final : public Host {
         m_libraries(posix::makeLibraries()),
         m_network(posix::makeNetwork()),
         m_serviceManager(posix::makeServiceManager()),
-        m_disks(posix::makeDisks()) {}
+        m_disks(posix::makeDisks()),
+        m_sockets(posix::makeSockets()) {}
 
   Clock& clock() override { return *m_clock; }
   FileSystem& fileSystem() override { return *m_fileSystem; }
@@ -30,6 +31,7 @@ class PosixHost final : public Host {
   Network& network() override { return *m_network; }
   ServiceManager& serviceManager() override { return *m_serviceManager; }
   Disks& disks() override { return *m_disks; }
+  Sockets& sockets() override { return *m_sockets; }
   std::unique_ptr<ProcessLock> openProcessLock(const std::string& name) override {
     return posix::makeProcessLock(name);
   }
@@ -45,6 +47,7 @@ class PosixHost final : public Host {
   std::unique_ptr<Network> m_network;
   std::unique_ptr<ServiceManager> m_serviceManager;
   std::unique_ptr<Disks> m_disks;
+  std::unique_ptr<Sockets> m_sockets;
 };
 
 std::atomic<Host*> g_override{nullptr};
@@ -58,6 +61,7 @@ Libraries& Host::libraries() { return posixHost().libraries(); }
 Network& Host::network() { return posixHost().network(); }
 ServiceManager& Host::serviceManager() { return posixHost().serviceManager(); }
 Disks& Host::disks() { return posixHost().disks(); }
+Sockets& Host::sockets() { return posixHost().sockets(); }
 
 Host& posixHost() {
   // Never destroyed: the logger and other singletons may still use it while

@@ -1,0 +1,220 @@
+// The socket client against listeners of the test's on loopback: a scripted peer
+// for the odd replies and failures, and a real SMTP server (aiosmtpd) for a whole
+// dialogue.
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <utils/Socket.h>
+
+#include <chrono>
+#include <cstring>
+#include <thread>
+
+#include "utils/SystemTestSupport.h"
+
+using systemtest::LogMark;
+using Lines = std::vector<std::string>;
+
+namespace {
+
+// A listener on 127.0.0.1 that takes one connection and plays a script: texts to
+// send, pauses ("~ms") and "close"; then it waits for the client to close.
+class ScriptedPeer {
+ public:
+  explicit ScriptedPeer(std::vector<std::string> script) {
+    m_listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    bind(m_listener, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    listen(m_listener, 1);
+    getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &length);
+    m_port = ntohs(address.sin_port);
+    m_thread = std::thread([this, script = std::move(script)] {
+      const int peer = accept(m_listener, nullptr, nullptr);
+      if (peer < 0) return;
+      bool open = true;
+      for (const std::string& step : script) {
+        if (step == "close") {
+          ::close(peer), open = false;
+        } else if (step[0] == '~') {
+          std::this_thread::sleep_for(std::chrono::milliseconds(std::stoi(step.substr(1))));
+        } else {
+          ::send(peer, step.data(), step.size(), MSG_NOSIGNAL);
+        }
+      }
+      char sink[256];
+      while (open && ::recv(peer, sink, sizeof sink, 0) > 0) received.append(sink, sizeof sink);
+      if (open) ::close(peer);
+    });
+  }
+  ~ScriptedPeer() {
+    shutdown(m_listener, SHUT_RDWR);
+    m_thread.join();
+    close(m_listener);
+  }
+  int port() const { return m_port; }
+  std::string received;
+
+ private:
+  int m_listener;
+  int m_port = 0;
+  std::thread m_thread;
+};
+
+// The entries of a mark without the function entries; a reply's CR is dropped.
+Lines messages(const LogMark& mark) {
+  static const std::regex line(R"(^(?:\d\d/\d\d \d\d:\d\d:\d\d )?[0-9a-f]+ \| ([A-Za-z ]+?) *: (.*)\r$)");
+  Lines found;
+  std::smatch match;
+  for (std::string entry : mark.entries()) {
+    if (std::regex_match(entry, match, line)) entry = match[1].str() + ": " + match[2].str();
+    if (entry.rfind("Fn Entry", 0) != 0) found.push_back(entry);
+  }
+  return found;
+}
+
+// getHostByName of a dotted address has no name to find first.
+const Lines kLookedUp = {"Info: initialization for using WinSock DLL",
+                         "Critical: gethostbyname failed, trying gethostbyaddr(windows)"};
+const Lines kConnected = {kLookedUp[0], kLookedUp[1], "Debug: Connect to the SMTP server using socket call",
+                          "Debug: re-try connecting to SMTP server for maximum 3 time",
+                          "Critical: Server Connection have been established", "Debug: setting timeout for recv() function",
+                          "Debug: setting timeout for send() function"};
+
+// A port nothing listens on: bound, then released.
+int closedPort() {
+  ScriptedPeer peer({});
+  const int port = peer.port();
+  const int client = socket(AF_INET, SOCK_STREAM, 0);  // lets the peer's accept return
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<unsigned short>(port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  connect(client, reinterpret_cast<sockaddr*>(&address), sizeof address);
+  close(client);
+  return port;
+}
+
+}  // namespace
+
+TEST(SocketTest, RepliesAreReadUntilTheyEndInCarriageReturnAndLineFeed) {
+  const std::string block(1024, 'a');
+  const struct {
+    const char* name;
+    std::vector<std::string> script;
+    std::string buffer;  // what the caller's buffer holds, up to its first NUL
+    Lines log;
+  } rows[] = {
+      {"whole", {"220 ready\r\n"}, "220 ready\r\n", {"Debug: Received buffer 220 ready"}},
+      {"pieces", {"220 rea", "~100", "dy\r\n"}, "dy\r\nrea", {"Debug: Received buffer 220 ready"}},
+      {"early end", {"250-first\r\n", "~100", "250 last\r\n"}, "250-first\r\n", {"Debug: Received buffer 250-first"}},
+      {"peer closes", {"close"}, "",
+       {"Critical: error receiving data to server or TIMED OUT", "Debug: Received buffer "}},
+      {"full block", {block, "~100", "\r\n"}, "\r\n" + block.substr(2), {"Debug: Received buffer a...a"}},
+  };
+  for (const auto& row : rows) {
+    ScriptedPeer peer(row.script);
+    utils::Socket* client = utils::Socket::get_instance();
+    ASSERT_EQ(0, client->connect("127.0.0.1", peer.port())) << row.name;
+    LogMark mark;
+    std::vector<char> buffer(2048, 'z');
+    buffer[1024] = '\0';
+    EXPECT_EQ(0, client->recv(buffer.data())) << row.name;
+    EXPECT_EQ(row.buffer, std::string(buffer.data(), strnlen(buffer.data(), 1024))) << row.name;
+    Lines log = messages(mark);
+    // The line of the reply holds its CR LF, so it spans two lines of the file.
+    if (log.size() > row.log.size()) log.resize(row.log.size());
+    // The log keeps the start of a long line: nothing but the block's bytes.
+    for (std::string& entry : log) entry = std::regex_replace(entry, std::regex("^(Debug: Received buffer )a{400,}$"), "$1a...a");
+    EXPECT_EQ(row.log, log) << row.name;
+    EXPECT_EQ(0, client->close());
+  }
+}
+
+TEST(SocketTest, AReplyEndingInABareLineFeedWaitsForTheTimeOut) {
+  ScriptedPeer peer({"220 ready\n"});
+  utils::Socket* client = utils::Socket::get_instance();
+  ASSERT_EQ(0, client->connect("127.0.0.1", peer.port()));
+  LogMark mark;
+  char buffer[1024];
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(0, client->recv(buffer));
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(4900));
+  EXPECT_EQ((Lines{"Critical: error receiving data from server ", "Debug: Received buffer 220 ready", ""}),
+            messages(mark));
+  client->close();
+}
+
+TEST(SocketTest, SendCloseAndFailedConnections) {
+  ScriptedPeer peer({});
+  utils::Socket* client = utils::Socket::get_instance();
+  LogMark connecting;
+  ASSERT_EQ(0, client->connect("127.0.0.1", peer.port()));
+  EXPECT_EQ(kConnected, messages(connecting));
+  EXPECT_EQ(0, client->send("EHLO client\r\n"));
+  LogMark sending;
+  EXPECT_EQ(1, client->send(""));  // nothing to send counts as nothing sent
+  EXPECT_EQ((Lines{"Critical: error sending data to server or TIMED OUT"}), messages(sending));
+  LogMark closing;
+  EXPECT_EQ(0, client->close());
+  EXPECT_EQ(1, client->close());
+  EXPECT_EQ((Lines{"Debug: Socket is already closed", "Debug: Socket is already closed"}), messages(closing));
+
+  const int port = closedPort();
+  client = utils::Socket::get_instance();
+  LogMark refused;
+  EXPECT_EQ(-1, client->connect("127.0.0.1", port));
+  EXPECT_EQ((Lines{kLookedUp[0], kLookedUp[1], "Debug: Connect to the SMTP server using socket call",
+                   "Debug: re-try connecting to SMTP server for maximum 3 time",
+                   "Critical: Unable to establish connection with Server re-trying",
+                   "Critical: Unable to establish connection with Server re-trying",
+                   "Critical: all try failed, so throw an exception and close socket connection"}),
+            messages(refused));
+  EXPECT_EQ(0, client->close());
+  {
+    testsupport::ScopedFakeHost fake;  // no name resolves
+    client = utils::Socket::get_instance();
+    EXPECT_EQ(-1, client->connect("mail.invalid", 25));
+    EXPECT_EQ((Lines{"name:mail.invalid"}), fake.net.lookups);
+  }
+  EXPECT_EQ(0, client->close());
+}
+
+TEST(SocketTest, AWholeDialogueWithARealSmtpServer) {
+  const int port = closedPort();
+  const pid_t server = fork();
+  if (server == 0) {
+    execl("/usr/bin/python3", "python3", "-m", "aiosmtpd", "-n", "-l", ("127.0.0.1:" + std::to_string(port)).c_str(),
+           static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  utils::Socket* client = nullptr;
+  int connected = -1;
+  for (int i = 0; i < 100 && connected != 0; ++i) {  // until the server listens
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    client = utils::Socket::get_instance();
+    connected = client->connect("localhost", port);
+  }
+  ASSERT_EQ(0, connected);
+  char buffer[1024];
+  const auto reply = [&](const char* command) {
+    if (command != nullptr) EXPECT_EQ(0, client->send(command));
+    std::memset(buffer, 0, sizeof buffer);
+    client->recv(buffer);
+    return std::string(buffer, strnlen(buffer, sizeof buffer));
+  };
+  EXPECT_EQ(0u, reply(nullptr).find("220 ")) << buffer;
+  const std::string ehlo = reply("EHLO norvane.test\r\n");
+  EXPECT_EQ(0u, ehlo.find("250-")) << ehlo;
+  EXPECT_NE(std::string::npos, ehlo.find("\r\n250 ")) << ehlo;
+  EXPECT_EQ(0u, reply("QUIT\r\n").find("221 ")) << buffer;
+  EXPECT_EQ(0, client->close());
+  kill(server, SIGTERM);
+  waitpid(server, nullptr, 0);
+}

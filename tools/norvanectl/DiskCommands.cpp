@@ -1,0 +1,56 @@
+// Used space of the physical disks, as clients of the library see it.
+#include <utils/DiskProperty.h>
+#include <utils/Log.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "Command.h"
+
+namespace norvanectl {
+namespace {
+
+// Physical disks as the library counts them: whole disks backed by a device.
+std::size_t physicalDiskCount() {
+  std::size_t count = 0;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator("/sys/block", error)) {
+    const std::string name = entry.path().filename().string();
+    if (name.rfind("loop", 0) != 0 && std::filesystem::exists(entry.path() / "device", error)) ++count;
+  }
+  return count;
+}
+
+int runDiskUsage(Invocation& call) {
+  const Command& self = *findCommand("disk-usage");
+  if (call.args.size() > 1) return usageError(call, self, "disk-usage takes at most one DISK");
+  utils::DiskProperty& disks = *utils::DiskProperty::get_instance();
+  if (call.args.size() == 1) {
+    if (call.args[0].size() < 5) return usageError(call, self, "DISK must be a label such as 'Disk 0'");
+    call.out << call.args[0] << ": " << disks.getDiskUsage(call.args[0]) << " KiB used\n";
+  } else {
+    for (std::size_t i = 0; i < physicalDiskCount(); ++i) {
+      const std::string label = "Disk " + std::to_string(i);
+      call.out << label << ": " << disks.getDiskUsage(label) << " KiB used\n";
+    }
+  }
+  utils::formatted_log_t::uninitializeLogger();
+  return kOk;
+}
+
+}  // namespace
+}  // namespace norvanectl
+
+NORVANECTL_COMMANDS(disk) {
+  using norvanectl::Command;
+  return {
+      Command{"disk-usage", "disk", "show the used KiB of the physical disks' mounted volumes", "disk-usage [DISK]",
+              "DISK is a label whose first five characters are skipped and whose rest is the\n"
+              "disk's number, as 'Disk 0'. Disk N is the N-th whole disk backed by hardware (not\n"
+              "loop, ram, zram or device-mapper devices) in device-number order. Without DISK,\n"
+              "every physical disk is shown. The figure is the used space of the disk's mounted\n"
+              "volumes (size less free blocks) in KiB, cut to 32 bits; a dynamic disk and a disk\n"
+              "that cannot be read show 0.\n",
+              norvanectl::runDiskUsage},
+  };
+}

@@ -1,0 +1,83 @@
+// A probe of a mail server through the library's socket client.
+#include <utils/Log.h>
+#include <utils/Socket.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "Command.h"
+
+namespace norvanectl {
+namespace {
+
+// The reply as the client's buffer holds it, each line shown after "< ".
+void showReply(std::ostream& out, const char* buffer) {
+  std::string text(buffer, strnlen(buffer, 1024));
+  std::size_t start = 0;
+  while (start < text.size()) {
+    std::size_t end = text.find('\n', start);
+    if (end == std::string::npos) end = text.size();
+    std::string line = text.substr(start, end - start);
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    out << "< " << line << "\n";
+    start = end + 1;
+  }
+  if (text.empty()) out << "< (no reply)\n";
+}
+
+int runSmtpProbe(Invocation& call) {
+  const Command& self = *findCommand("smtp-probe");
+  if (call.args.empty() || call.args.size() > 2) return usageError(call, self, "smtp-probe needs HOST and an optional PORT");
+  long port = 25;
+  if (call.args.size() == 2) {
+    char* end = nullptr;
+    errno = 0;
+    port = std::strtol(call.args[1].c_str(), &end, 10);
+    if (call.args[1].empty() || *end != '\0' || port < 1 || port > 65535) {
+      return usageError(call, self, "PORT must be a number from 1 to 65535");
+    }
+  }
+  utils::Socket* client = utils::Socket::get_instance();
+  if (client->connect(call.args[0], static_cast<int>(port)) != 0) {
+    client->close();
+    utils::formatted_log_t::uninitializeLogger();
+    return failure(call, "cannot connect to " + call.args[0] + " port " + std::to_string(port));
+  }
+  call.out << "connected to " << call.args[0] << " port " << port << "\n";
+  char buffer[1024];
+  int status = kOk;
+  const auto exchange = [&](const char* command, const char* shown) {
+    if (command != nullptr) {
+      call.out << "> " << shown << "\n";
+      if (client->send(command) != 0) {
+        status = failure(call, std::string("cannot send ") + shown);
+        return false;
+      }
+    }
+    std::memset(buffer, 0, sizeof buffer);
+    client->recv(buffer);
+    showReply(call.out, buffer);
+    return true;
+  };
+  if (exchange(nullptr, nullptr) && exchange("EHLO norvanectl\r\n", "EHLO norvanectl")) exchange("QUIT\r\n", "QUIT");
+  client->close();
+  utils::formatted_log_t::uninitializeLogger();
+  return status;
+}
+
+}  // namespace
+}  // namespace norvanectl
+
+NORVANECTL_COMMANDS(smtp) {
+  using norvanectl::Command;
+  return {
+      Command{"smtp-probe", "smtp", "talk to a mail server: greeting, EHLO, QUIT", "smtp-probe HOST [PORT]",
+              "Connects to HOST (port 25 unless PORT is given) with the library's socket client,\n"
+              "reads the greeting, sends EHLO and QUIT and shows every reply line after '< '\n"
+              "and every command after '> '. A reply is read until it ends in CR LF, the server\n"
+              "closes, or 5 seconds pass. Fails when the connection cannot be made after three\n"
+              "attempts or a command cannot be sent.\n",
+              norvanectl::runSmtpProbe},
+  };
+}

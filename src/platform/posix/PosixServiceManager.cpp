@@ -269,6 +269,13 @@ class PosixServiceManager final : public ServiceManager {
 
   bool reportStatus(void* handle, const ServiceStatusReport& status) override {
     if (handle != statusHandle()) return false;
+    std::string message;
+    if (status.currentState == kStateRunning) message = "READY=1\n";
+    if (status.currentState == kStateStopPending) message = "STOPPING=1\n";
+    message += "STATUS=" + stateText(status.currentState);
+    const bool sent = sd_notify(0, message.c_str()) >= 0;
+    // Told only now that the report is out: a stopped service's process may end as
+    // soon as the dispatcher returns.
     ControlState& state = control();
     {
       std::lock_guard<std::mutex> hold(state.mutex);
@@ -276,11 +283,7 @@ class PosixServiceManager final : public ServiceManager {
       if (status.currentState == kStateStopped) state.stopped = true;
     }
     state.changed.notify_all();
-    std::string message;
-    if (status.currentState == kStateRunning) message = "READY=1\n";
-    if (status.currentState == kStateStopPending) message = "STOPPING=1\n";
-    message += "STATUS=" + stateText(status.currentState);
-    return sd_notify(0, message.c_str()) >= 0;
+    return sent;
   }
 };
 

@@ -136,10 +136,18 @@ NORVANE_CHILD(loop_disk_usage) {
   platform::countLoopDevicesAsDrives(true);
   const std::string device = args.at(0);
   std::uint64_t used = 0;
+  std::vector<std::string> points;
+  struct Unmount {
+    std::vector<std::string>& points;
+    ~Unmount() {
+      for (const std::string& point : points) umount2(point.c_str(), MNT_DETACH), rmdir(point.c_str());
+    }
+  } unmount{points};
   for (std::size_t i = 1; i < args.size(); ++i) {
     const std::string partition = device + "p" + args[i];
     const std::string point = "/tmp/nv13-" + std::to_string(getpid()) + "-mnt" + args[i];
     std::filesystem::create_directories(point);
+    points.push_back(point);
     if (std::system(("mkfs.ext4 -q -F " + partition + " >/dev/null 2>&1 && mount " + partition + " " + point).c_str()) != 0) return 3;
     testsupport::writeFile(point + "/data", std::string(300000 * std::stoi(args[i]), 'x'));
     struct statvfs figures {};

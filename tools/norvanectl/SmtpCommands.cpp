@@ -55,9 +55,17 @@ int runSmtpProbe(Invocation& call) {
         return false;
       }
     }
-    std::memset(buffer, 0, sizeof buffer);
-    client->recv(buffer);
-    showReply(call.out, buffer);
+    // A read ends at the first CR LF, so a multi-line reply written line by line
+    // takes a read for each line: read on while the last line is a continuation.
+    for (int reads = 0; reads < 100; ++reads) {
+      std::memset(buffer, 0, sizeof buffer);
+      client->recv(buffer);
+      showReply(call.out, buffer);
+      const std::string text(buffer, strnlen(buffer, sizeof buffer));
+      const std::size_t last = text.size() >= 2 ? text.rfind('\n', text.size() - 2) : std::string::npos;
+      const std::string lastLine = last == std::string::npos ? text : text.substr(last + 1);
+      if (lastLine.size() < 4 || lastLine[3] != '-') break;
+    }
     return true;
   };
   if (exchange(nullptr, nullptr) && exchange("EHLO norvanectl\r\n", "EHLO norvanectl")) exchange("QUIT\r\n", "QUIT");

@@ -7,6 +7,7 @@
 #include <utils/System.h>
 
 #include <string>
+#include <vector>
 
 namespace utils {
 
@@ -66,6 +67,35 @@ class NORVANE_API WindowsSystem : public System {
   std::string getErrorMessage(unsigned long errorCode, char* buffer = nullptr) const;
   // The event category of a mask of event classes (see doSystemLog).
   unsigned short convertLocaleToCategory(unsigned short locale) const;
+
+  // ---- group access of local and domain logins ------------------------------
+  // A group of the machine's account directory (opaque outside the library).
+  struct DirectoryGroup;
+  // False when an entry of either list equals a local account name (case-blind).
+  bool isGroupsValid(std::vector<std::string> fullGroups, std::vector<std::string> readOnlyGroups) const;
+  // Appends the full directory paths of the group's members; the status, 0 on success.
+  long getGroupObjectMembers(DirectoryGroup* group, std::vector<std::string>* members) const;
+  // Whether domain occurs in the machine's DNS domain (true when that is unknown).
+  bool isSystemInDomain(const std::string& domain) const;
+  AccessLevel_ verifyLocalUserGroupAccess(const std::string& userName) const;
+  // token: the logon of the domain overload.
+  AccessLevel_ getDomainUserAccessLevel(void* const token, std::string domain) const;
+
+  // ---- LDAP logins -------------------------------------------------------------
+  // baseDN here is the user's own distinguished name.
+  bool secureLDAPAuthentication(const std::string& userName, const std::string& password,
+                                const std::string& ldapServer, const std::string& baseDN,
+                                const unsigned long& port, const unsigned int& protocolVersion,
+                                const int& bindingMode, std::string& reserved, AccessLevel_& level,
+                                int& errorCode, std::string& errorMessage) const;
+  bool basicLDAPAuthentication(const std::string& userName, const std::string& password,
+                               const std::string& ldapServer, const std::string& baseDN,
+                               const unsigned long& port, const unsigned int& protocolVersion,
+                               const int& bindingMode, std::string& reserved, AccessLevel_& level,
+                               int& errorCode, std::string& errorMessage) const;
+  // Reads the access level from the entries of a search: session and result are the
+  // directory session and the entries found (opaque outside the library).
+  bool lookForAttributes(AccessLevel_& level, void* session, unsigned long entryCount, void* result) const;
 };
 
 }  // namespace utils

@@ -6,12 +6,15 @@
 #include <memory>
 #include <string>
 
+#include "platform/Accounts.h"
 #include "platform/Clock.h"
+#include "platform/Directory.h"
 #include "platform/Disks.h"
 #include "platform/EventLog.h"
 #include "platform/FileSystem.h"
 #include "platform/HostFacts.h"
 #include "platform/Libraries.h"
+#include "platform/Logon.h"
 #include "platform/MachineStore.h"
 #include "platform/Network.h"
 #include "platform/ProcessLock.h"
@@ -49,6 +52,10 @@ class Host {
   virtual Disks& disks();
   // Client sockets.
   virtual Sockets& sockets();
+  // Password checks, the account and group databases, and the LDAP client.
+  virtual Logon& logon();
+  virtual Accounts& accounts();
+  virtual Directory& directory();
   // Opens the cross-process lock of this name, creating it on first use.
   // Returns null when the OS refuses.
   virtual std::unique_ptr<ProcessLock> openProcessLock(const std::string& name) = 0;

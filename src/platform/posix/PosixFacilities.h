@@ -20,5 +20,8 @@ std::unique_ptr<Network> makeNetwork();
 std::unique_ptr<ServiceManager> makeServiceManager();
 std::unique_ptr<Disks> makeDisks();
 std::unique_ptr<Sockets> makeSockets();
+std::unique_ptr<Logon> makeLogon();
+std::unique_ptr<Accounts> makeAccounts();
+std::unique_ptr<Directory> makeDirectory();
 
 }  // namespace platform::posix

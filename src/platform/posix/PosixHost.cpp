@@ -19,7 +19,10 @@ class PosixHost final : public Host {
         m_network(posix::makeNetwork()),
         m_serviceManager(posix::makeServiceManager()),
         m_disks(posix::makeDisks()),
-        m_sockets(posix::makeSockets()) {}
+        m_sockets(posix::makeSockets()),
+        m_logon(posix::makeLogon()),
+        m_accounts(posix::makeAccounts()),
+        m_directory(posix::makeDirectory()) {}
 
   Clock& clock() override { return *m_clock; }
   FileSystem& fileSystem() override { return *m_fileSystem; }
@@ -32,6 +35,9 @@ class PosixHost final : public Host {
   ServiceManager& serviceManager() override { return *m_serviceManager; }
   Disks& disks() override { return *m_disks; }
   Sockets& sockets() override { return *m_sockets; }
+  Logon& logon() override { return *m_logon; }
+  Accounts& accounts() override { return *m_accounts; }
+  Directory& directory() override { return *m_directory; }
   std::unique_ptr<ProcessLock> openProcessLock(const std::string& name) override {
     return posix::makeProcessLock(name);
   }
@@ -48,6 +54,9 @@ class PosixHost final : public Host {
   std::unique_ptr<ServiceManager> m_serviceManager;
   std::unique_ptr<Disks> m_disks;
   std::unique_ptr<Sockets> m_sockets;
+  std::unique_ptr<Logon> m_logon;
+  std::unique_ptr<Accounts> m_accounts;
+  std::unique_ptr<Directory> m_directory;
 };
 
 std::atomic<Host*> g_override{nullptr};
@@ -62,6 +71,9 @@ Network& Host::network() { return posixHost().network(); }
 ServiceManager& Host::serviceManager() { return posixHost().serviceManager(); }
 Disks& Host::disks() { return posixHost().disks(); }
 Sockets& Host::sockets() { return posixHost().sockets(); }
+Logon& Host::logon() { return posixHost().logon(); }
+Accounts& Host::accounts() { return posixHost().accounts(); }
+Directory& Host::directory() { return posixHost().directory(); }
 
 Host& posixHost() {
   // Never destroyed: the logger and other singletons may still use it while

@@ -1,0 +1,104 @@
+#include "utils/AuthenticationTestSupport.h"
+
+#include <map>
+#include <regex>
+
+#include "support/ChildProcess.h"
+#include "support/TempInstallation.h"
+#include "utils/SystemTestSupport.h"
+
+namespace authtest {
+namespace {
+
+std::map<std::string, Case>& cases() {
+  static std::map<std::string, Case> registry;
+  return registry;
+}
+
+std::unique_ptr<systemtest::LogMark> g_mark;
+
+using Level = utils::System::AccessLevel_;
+
+std::string outcome(bool result, Level level, int code, const std::string& message, const std::string& reserved) {
+  return std::string(result ? "true" : "false") + " " + std::to_string(static_cast<int>(level)) + " " +
+         std::to_string(code) + " [" + message + "]" + (reserved == "r" ? "" : " reserved changed");
+}
+
+}  // namespace
+
+bool registerCase(const std::string& name, Case body) {
+  cases()[name] = std::move(body);
+  return true;
+}
+
+std::string local(const std::string& user, const std::string& password) {
+  std::string reserved = "r", message = "old";
+  Level level = static_cast<Level>(3);
+  int code = -1;
+  const bool result = utils::System::get_instance()->authenticate(user, password, reserved, level, code, message);
+  return outcome(result, level, code, message, reserved);
+}
+
+std::string domain(const std::string& user, const std::string& password, const std::string& domainName) {
+  std::string reserved = "r", message = "old";
+  Level level = static_cast<Level>(3);
+  int code = -1;
+  const bool result =
+      utils::System::get_instance()->authenticate(user, password, domainName, reserved, level, code, message);
+  return outcome(result, level, code, message, reserved);
+}
+
+std::string ldap(const std::string& user, const std::string& password, const std::string& server,
+                 const std::string& base, unsigned long port, unsigned int version, int bindingMode) {
+  std::string reserved = "r", message = "old";
+  Level level = static_cast<Level>(3);
+  int code = -1;
+  const bool result = utils::System::get_instance()->authenticate(user, password, server, base, port, version,
+                                                                  bindingMode, reserved, level, code, message);
+  return outcome(result, level, code, message, reserved);
+}
+
+std::vector<std::string> logLines(const std::string& containing) {
+  // Lines written at the "always" level carry no banner.
+  static const std::regex always(R"(^\d\d/\d\d \d\d:\d\d:\d\d [0-9a-f]+(.*)$)");
+  std::vector<std::string> found;
+  std::smatch match;
+  for (std::string line : g_mark->entries()) {
+    if (std::regex_match(line, match, always)) line = "Always: " + match[1].str();
+    if (line.find(containing) != std::string::npos) found.push_back(line);
+  }
+  return found;
+}
+
+std::string joined(const std::vector<std::string>& items, const std::string& separator) {
+  std::string text;
+  for (const std::string& item : items) text += (text.empty() ? "" : separator) + item;
+  return text;
+}
+
+std::string runCase(const std::string& name, const std::string& config, const std::vector<std::string>& args) {
+  testsupport::TempInstallation scratch;
+  const std::string resultPath = scratch.root() + "/case-result";
+  std::vector<std::string> childArgs = {name, config, resultPath};
+  childArgs.insert(childArgs.end(), args.begin(), args.end());
+  const testsupport::ChildResult run = testsupport::runChild("auth_case", childArgs);
+  if (run.exitCode != 0) return "case " + name + " failed: " + run.output;
+  return testsupport::readFile(resultPath);
+}
+
+}  // namespace authtest
+
+NORVANE_CHILD(auth_case) {
+  testsupport::TempInstallation installation;
+  installation.registerHome();
+  installation.writeConfig("log_level = 255\nlog_cache_mode = 0\n" + args[1]);
+  installation.useStore();
+  systemtest::InstallationEnvironment::s_logPath = installation.home() + "/logs/norvane.txt";
+  const auto found = authtest::cases().find(args[0]);
+  if (found == authtest::cases().end()) return 3;
+  testsupport::ScopedFakeAuthHost fake;
+  authtest::g_mark = std::make_unique<systemtest::LogMark>();
+  const std::string result = found->second(fake, std::vector<std::string>(args.begin() + 3, args.end()));
+  testsupport::writeFile(args[2], result);
+  return 0;
+}

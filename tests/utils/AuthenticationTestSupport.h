@@ -1,0 +1,49 @@
+// Login tests over the fake platform. The access settings are read once per process,
+// so each case runs in a fresh child with its own installation and configuration:
+//
+//   AUTH_CASE(name) { fake.nss.addUser(...); return local(fake, "alice", "pw"); }
+//   EXPECT_EQ("true 2 -1 [old]", runCase("name", "full_access_groups = Staff\n"));
+//
+// A case returns what it observed as text; the parent compares it.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <utils/System.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "support/FakeAuthHost.h"
+
+namespace authtest {
+
+using Case = std::function<std::string(testsupport::ScopedFakeAuthHost& fake, const std::vector<std::string>& args)>;
+bool registerCase(const std::string& name, Case body);
+
+// Runs the case in a child whose configuration is "log_level = 255" plus config.
+std::string runCase(const std::string& name, const std::string& config = "",
+                    const std::vector<std::string>& args = {});
+
+// In a case: "<result> <level> <errorCode> [<errorMessage>]" of one login, with the
+// outputs preset to level 3, code -1 and "old" so that untouched ones show. A
+// reserved argument that came back changed adds " reserved changed".
+std::string local(const std::string& user, const std::string& password);
+std::string domain(const std::string& user, const std::string& password, const std::string& domainName);
+std::string ldap(const std::string& user, const std::string& password, const std::string& server,
+                 const std::string& base, unsigned long port, unsigned int version, int bindingMode);
+// The log lines written since the case began, as "Level: message", those holding
+// `containing` only.
+std::vector<std::string> logLines(const std::string& containing = "");
+std::string joined(const std::vector<std::string>& items, const std::string& separator = " | ");
+
+}  // namespace authtest
+
+#define AUTH_CASE_CONCAT_(a, b) a##b
+#define AUTH_CASE(name)                                                                                 \
+  static std::string auth_case_##name(testsupport::ScopedFakeAuthHost& fake,                            \
+                                      const std::vector<std::string>& args);                           \
+  static const bool AUTH_CASE_CONCAT_(auth_case_registered_, name) =                                    \
+      ::authtest::registerCase(#name, auth_case_##name);                                                \
+  static std::string auth_case_##name([[maybe_unused]] testsupport::ScopedFakeAuthHost& fake,           \
+                                      [[maybe_unused]] const std::vector<std::string>& args)

@@ -1,0 +1,104 @@
+// Logins against real components: a slapd of the test's own on loopback (both LDAP
+// sequences, in this process), and PAM and NSS through pam_wrapper and nss_wrapper
+// (local and domain logins, through norvanectl with the password on a pipe).
+#include <gtest/gtest.h>
+#include <utils/System.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include "AuthIntegrationSupport.h"
+#include "support/TempInstallation.h"
+
+namespace {
+
+using Level = utils::System::AccessLevel_;
+
+// "<result> <level> <errorCode> [<errorMessage>]", outputs preset to 3, -1, "old".
+std::string ldapLogin(const std::string& user, const std::string& password, int port, int mode) {
+  std::string reserved, message = "old";
+  Level level = static_cast<Level>(3);
+  int code = -1;
+  const bool result = utils::System::get_instance()->authenticate(
+      user, password, "127.0.0.1", "dc=example,dc=com", static_cast<unsigned long>(port), 3, mode, reserved, level,
+      code, message);
+  return std::string(result ? "true " : "false ") + std::to_string(static_cast<int>(level)) + " " +
+         std::to_string(code) + " [" + message + "]";
+}
+
+std::string person(const std::string& name, const std::string& extra) {
+  return "dn: cn=" + name + ",dc=example,dc=com\nobjectClass: person\ncn: " + name + "\nsn: " + name +
+         "\nuserPassword: " + name + "pw\n" + extra + "\n";
+}
+std::string user(const std::string& name, const std::string& memberOf) {
+  return person(name, "objectClass: user\nobjectCategory: person\n" + memberOf);
+}
+
+class SlapdTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    s_installation = std::make_unique<testsupport::TempInstallation>();
+    s_installation->registerHome();
+    s_installation->writeConfig("log_level = 255\nlog_cache_mode = 0\n");
+    s_installation->useStore();
+    s_slapd = std::make_unique<authit::Slapd>(
+        user("alice", "memberOf: CN=Administrators,CN=Builtin,DC=example,DC=com\nmemberOf: CN=Staff,DC=example,DC=com\n") +
+        user("bob", "memberOf: CN=Staff,DC=example,DC=com\nmemberOf: CN=Administrators,DC=example,DC=com\n") +
+        user("dave", "") + person("carol", ""));
+    // libldap reads its trust anchors from the environment when first used.
+    setenv("LDAPTLS_CACERT", s_slapd->certificate().c_str(), 1);
+  }
+  static void TearDownTestSuite() {
+    s_slapd.reset();
+    s_installation.reset();
+  }
+  void SetUp() override {
+    if (!s_slapd->running()) GTEST_SKIP() << s_slapd->failure();
+  }
+  static inline std::unique_ptr<testsupport::TempInstallation> s_installation;
+  static inline std::unique_ptr<authit::Slapd> s_slapd;
+};
+
+TEST_F(SlapdTest, BothSequencesBindSearchAndReadMemberOf) {
+  const struct { int mode; const char* user; const char* password; const char* expected; } rows[] = {
+      {0, "alice", "alicepw", "true 2 -1 [old]"},
+      {0, "bob", "bobpw", "true 1 -1 [old]"},    // Administrators in the second value
+      {0, "dave", "davepw", "true 1 -1 [old]"},  // no memberOf at all
+      {0, "alice", "wrong", "false 3 49 [Invalid credentials]"},
+      {0, "zed", "zedpw", "false 3 49 [Invalid credentials]"},  // no such entry
+      {0, "carol", "carolpw", "false 3 0 [Success]"},           // not a user object
+      {1, "alice", "alicepw", "true 2 -1 [old]"},
+      {1, "bob", "bobpw", "true 1 -1 [old]"},
+      {1, "alice", "wrong", "false 3 49 [Invalid credentials]"},
+      {1, "zed", "zedpw", "false 3 80 [Other (e.g., implementation specific) error]"},  // SASL: no such user
+      {1, "carol", "carolpw", "false 3 0 [Success]"},
+  };
+  for (const auto& row : rows) {
+    const int port = row.mode == 1 ? s_slapd->tlsPort() : s_slapd->port();
+    EXPECT_EQ(row.expected, ldapLogin(row.user, row.password, port, row.mode)) << row.mode << " " << row.user;
+  }
+  // TLS against the plain port, and nothing listening.
+  EXPECT_EQ("false 3 -1 [Can't contact LDAP server]", ldapLogin("alice", "alicepw", s_slapd->port(), 1));
+  EXPECT_EQ("false 3 -1 [Can't contact LDAP server]", ldapLogin("alice", "alicepw", authit::freePort(), 0));
+}
+
+#ifdef NORVANECTL_PATH
+TEST_F(SlapdTest, NorvanectlTakesThePasswordFromAPipe) {
+  testsupport::TempInstallation installation;
+  installation.registerHome();
+  const std::vector<std::string> args = {"--store-root", installation.storeRoot(), "auth", "ldap", "alice",
+                                         "--server", "127.0.0.1", "--port", std::to_string(s_slapd->port()),
+                                         "--base", "dc=example,dc=com", "--version", "v3", "--mode", "basic"};
+  const authit::Run run = authit::runWithInput(NORVANECTL_PATH, args, {}, "alicepw\n");
+  EXPECT_EQ(0, run.exitCode) << run.err;
+  // Blank lines come first: the attribute walk writes one for each attribute it reads.
+  EXPECT_EQ("verdict: accepted\naccess level: 2 (FULL_ACCESS)\nerror code: 0\nerror message: ''\n",
+            run.out.substr(run.out.find_first_not_of('\n')));
+  EXPECT_EQ("", run.err);
+  const std::string log = installation.readHomeFile("logs/norvane.txt");
+  EXPECT_NE(std::string::npos, log.find("Final strDNName:cn=alice,dc=example,dc=com"));
+  EXPECT_EQ(std::string::npos, log.find("alicepw"));
+}
+#endif
+
+}  // namespace

@@ -90,7 +90,8 @@ TEST_F(PamNssTest, LocalLoginsGetTheirLevelFromTheGroupDatabase) {
 
 TEST_F(PamNssTest, MemberPathsNameTheMachineAndTheMember) {
   m_installation.writeConfig("full_access_groups = \nreadonly_access_groups = WinNT://NODE1/bob\n");
-  EXPECT_EQ(verdict(0, true, 1, 0, ""), auth({"local", "carol"}, "carolpw").substr(0, 0) + auth({"local", "bob"}, "bobpw"));
+  // staff lists bob and carol: its members' paths are WinNT://NODE1/bob and .../carol.
+  EXPECT_EQ(verdict(0, true, 1, 0, ""), auth({"local", "bob"}, "bobpw"));
   EXPECT_EQ(verdict(1, false, 0, 0, ""), auth({"local", "erin"}, "erinpw"));
 }
 

@@ -12,6 +12,13 @@
 
 namespace {
 
+// pam_wrapper loads libpam with RTLD_DEEPBIND, which the ASan runtime refuses.
+#if defined(__SANITIZE_ADDRESS__)
+#define SKIP_UNDER_ASAN() GTEST_SKIP() << "pam_wrapper's RTLD_DEEPBIND does not work under AddressSanitizer"
+#else
+#define SKIP_UNDER_ASAN() static_cast<void>(0)
+#endif
+
 constexpr const char* kNoAccounts = "/nonexistent:/bin/false\n";
 
 class PamNssTest : public testing::Test {
@@ -74,6 +81,7 @@ class PamNssTest : public testing::Test {
 };
 
 TEST_F(PamNssTest, LocalLoginsGetTheirLevelFromTheGroupDatabase) {
+  SKIP_UNDER_ASAN();
   m_installation.writeConfig("full_access_groups = Administrators,corp.test\\admins\n");
   EXPECT_EQ(verdict(0, true, 2, 0, ""), auth({"local", "alice"}, "alicepw"));
   // Every accepted user holds "Authenticated Users", the default read-only group.
@@ -89,6 +97,7 @@ TEST_F(PamNssTest, LocalLoginsGetTheirLevelFromTheGroupDatabase) {
 }
 
 TEST_F(PamNssTest, MemberPathsNameTheMachineAndTheMember) {
+  SKIP_UNDER_ASAN();
   m_installation.writeConfig("full_access_groups = \nreadonly_access_groups = WinNT://NODE1/bob\n");
   // staff lists bob and carol: its members' paths are WinNT://NODE1/bob and .../carol.
   EXPECT_EQ(verdict(0, true, 1, 0, ""), auth({"local", "bob"}, "bobpw"));
@@ -96,6 +105,7 @@ TEST_F(PamNssTest, MemberPathsNameTheMachineAndTheMember) {
 }
 
 TEST_F(PamNssTest, DomainLoginsUseUserAtDomainAndTheGroupsAuthority) {
+  SKIP_UNDER_ASAN();
   m_installation.writeConfig("full_access_groups = Administrators,CORP.TEST\\Admins\n");
   EXPECT_EQ(verdict(0, true, 2, 0, ""), auth({"domain", "alice", "corp.test"}, "domainpw"));
   EXPECT_EQ(verdict(1, false, 0, 7, "Authentication failure"), auth({"domain", "alice", "corp.test"}, "alicepw"));
@@ -105,6 +115,7 @@ TEST_F(PamNssTest, DomainLoginsUseUserAtDomainAndTheGroupsAuthority) {
 }
 
 TEST_F(PamNssTest, InstallPamWritesBothServicesAndUsageIsChecked) {
+  m_env.clear();  // no login here: the tool runs without the wrappers
   const std::string d = m_installation.root() + "/pam.d";
   EXPECT_EQ("0|wrote " + d + "/norvane-local\nwrote " + d + "/norvane-domain\n", auth({"install-pam", "--dir", d}, ""));
   const std::string local = testsupport::readFile(d + "/norvane-local");

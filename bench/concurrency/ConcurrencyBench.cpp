@@ -30,6 +30,7 @@
 #include <thread>
 #include <vector>
 
+#include "BenchSmoke.h"
 #include "platform/MachineStore.h"
 #include "utils/ConcurrencyTestSupport.h"
 
@@ -133,7 +134,7 @@ BENCHMARK(BM_StdThreadStart)->UseManualTime();
 
 class SignallingJob : public utils::ThreadPoolJob {
  public:
-  SignallingJob(StartSignal& signal, concurrencytest::ThreadExits& exits)
+  SignallingJob(StartSignal& signal, concurrencytest::Gate& exits)
       : m_signal(signal), m_exits(exits) {}
   void run() override {
     m_signal.mark();
@@ -142,12 +143,12 @@ class SignallingJob : public utils::ThreadPoolJob {
 
  private:
   StartSignal& m_signal;
-  concurrencytest::ThreadExits& m_exits;
+  concurrencytest::Gate& m_exits;
 };
 
 void BM_ThreadPoolAddJobToRun(benchmark::State& state) {
   StartSignal signal;
-  concurrencytest::ThreadExits exits;
+  concurrencytest::Gate exits;
   int jobs = 0;
   {
     utils::ThreadPool pool(4);
@@ -218,6 +219,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
 
 int main(int argc, char** argv) {
   BenchInstallation installation;
+  benchsmoke::takeSmokeFlag(argc, argv);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   RatioReporter reporter;

@@ -13,12 +13,14 @@
 #include <map>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <unistd.h>
 
 #include <utils/Compression.h>
 
+#include "BenchSmoke.h"
 #include "files/LibzipPacker.h"
 
 namespace {
@@ -71,6 +73,9 @@ std::string sparseBlocks(std::mt19937& random, std::size_t size) {
   return bytes;
 }
 
+// A smoke run packs a corpus of the same kinds of file, a hundredth of the size.
+bool g_smoke = false;
+
 const Corpus& corpus() {
   static Corpus made = [] {
     Corpus c;
@@ -84,13 +89,14 @@ const Corpus& corpus() {
       c.files.push_back(path);
       c.bytes += bytes.size();
     };
-    const std::size_t mb = 1024 * 1024;
+    const std::size_t mb = g_smoke ? 10 * 1024 : 1024 * 1024;
+    const int smallFiles = g_smoke ? 16 : 640;
     // 90 MB of text logs, 60 MB of random dumps, 40 MB of sparse images, and
     // 10 MB in 640 small files of 16 KB.
     for (int i = 0; i < 18; ++i) add(c.root + "/report/logs/log" + std::to_string(i) + ".txt", logText(random, 5 * mb));
     for (int i = 0; i < 12; ++i) add(c.root + "/report/dumps/dump" + std::to_string(i) + ".bin", randomBytes(random, 5 * mb));
     for (int i = 0; i < 8; ++i) add(c.root + "/report/dumps/image" + std::to_string(i) + ".img", sparseBlocks(random, 5 * mb));
-    for (int i = 0; i < 640; ++i) {
+    for (int i = 0; i < smallFiles; ++i) {
       std::string bytes = i % 2 ? logText(random, 16 * 1024) : randomBytes(random, 16 * 1024);
       add(c.root + "/report/small/s" + std::to_string(i) + (i % 2 ? ".txt" : ".bin"), bytes);
     }
@@ -158,9 +164,13 @@ void BM_Libzip(benchmark::State& state) {
   });
 }
 
-BENCHMARK(BM_Compression)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(2);
-BENCHMARK(BM_ZipCommand)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(2);
-BENCHMARK(BM_Libzip)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(2);
+void registerAll() {
+  const std::pair<const char*, void (*)(benchmark::State&)> all[] = {
+      {"BM_Compression", BM_Compression}, {"BM_ZipCommand", BM_ZipCommand}, {"BM_Libzip", BM_Libzip}};
+  for (const auto& [name, fn] : all) {
+    benchmark::RegisterBenchmark(name, fn)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(g_smoke ? 1 : 2);
+  }
+}
 
 void printSummary() {
   const Corpus& c = corpus();
@@ -186,8 +196,10 @@ void printSummary() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  g_smoke = benchsmoke::takeSmokeFlag(argc, argv);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  registerAll();
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
   printSummary();

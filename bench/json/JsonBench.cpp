@@ -11,7 +11,10 @@
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 
+#include "BenchSmoke.h"
+
 #include <cstdio>
+#include <utility>
 #include <map>
 #include <sstream>
 #include <string>
@@ -47,7 +50,8 @@ const std::string& document(size_t megabytes) {
   // Made once per size, before any timing of that size starts.
   static std::map<size_t, std::string> documents;
   std::string& text = documents[megabytes];
-  if (text.empty()) text = makeDocument(megabytes << 20);
+  // 0 stands for the small document of a smoke run.
+  if (text.empty()) text = makeDocument(megabytes == 0 ? 64 << 10 : megabytes << 20);
   return text;
 }
 
@@ -149,20 +153,30 @@ void BM_Write_RapidJSON(benchmark::State& state) {
   setBytes(state, bytes);
 }
 
-// A few seconds each, so that the 20 MB runs are not a single cold iteration.
-#define NORVANE_JSON_BENCH(fn) \
-  BENCHMARK(fn)->Arg(1)->Arg(20)->MinTime(2.0)->Unit(benchmark::kMillisecond)
-NORVANE_JSON_BENCH(BM_Read_Norvane);
-NORVANE_JSON_BENCH(BM_Read_Nlohmann);
-NORVANE_JSON_BENCH(BM_Read_NlohmannStream);
-NORVANE_JSON_BENCH(BM_Read_RapidJSON);
-NORVANE_JSON_BENCH(BM_ReadFree_Norvane);
-NORVANE_JSON_BENCH(BM_ReadFree_Nlohmann);
-NORVANE_JSON_BENCH(BM_ReadFree_NlohmannStream);
-NORVANE_JSON_BENCH(BM_ReadFree_RapidJSON);
-NORVANE_JSON_BENCH(BM_Write_Norvane);
-NORVANE_JSON_BENCH(BM_Write_Nlohmann);
-NORVANE_JSON_BENCH(BM_Write_RapidJSON);
+// A few seconds each, so that the 20 MB runs are not a single cold iteration. A
+// smoke run reads and writes one small document once.
+void registerAll(bool smoke) {
+  const std::pair<const char*, void (*)(benchmark::State&)> all[] = {
+      {"BM_Read_Norvane", BM_Read_Norvane},
+      {"BM_Read_Nlohmann", BM_Read_Nlohmann},
+      {"BM_Read_NlohmannStream", BM_Read_NlohmannStream},
+      {"BM_Read_RapidJSON", BM_Read_RapidJSON},
+      {"BM_ReadFree_Norvane", BM_ReadFree_Norvane},
+      {"BM_ReadFree_Nlohmann", BM_ReadFree_Nlohmann},
+      {"BM_ReadFree_NlohmannStream", BM_ReadFree_NlohmannStream},
+      {"BM_ReadFree_RapidJSON", BM_ReadFree_RapidJSON},
+      {"BM_Write_Norvane", BM_Write_Norvane},
+      {"BM_Write_Nlohmann", BM_Write_Nlohmann},
+      {"BM_Write_RapidJSON", BM_Write_RapidJSON},
+  };
+  for (const auto& [name, fn] : all) {
+    benchmark::internal::Benchmark* bench = benchmark::RegisterBenchmark(name, fn)->Unit(benchmark::kMillisecond);
+    if (smoke)
+      bench->Arg(0)->Iterations(1);
+    else
+      bench->Arg(1)->Arg(20)->MinTime(2.0);
+  }
+}
 
 // Keeps every run's throughput so that the ratios can be printed at the end.
 class RatioReporter : public benchmark::ConsoleReporter {
@@ -181,13 +195,16 @@ class RatioReporter : public benchmark::ConsoleReporter {
 }  // namespace
 
 int main(int argc, char** argv) {
+  const bool smoke = benchsmoke::takeSmokeFlag(argc, argv);
   benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  registerAll(smoke);
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   std::printf("\n%-8s %-5s %14s %14s %14s %12s %12s\n", "op", "size", "norvane MB/s",
               "nlohmann MB/s", "rapidjson MB/s", "vs nlohmann", "vs rapidjson");
   for (const char* op : {"Read", "ReadFree", "Write"}) {
-    for (const char* size : {"1", "20"}) {
+    for (const char* size : {"0", "1", "20"}) {
       auto speed = [&](const char* peer) {
         auto it = reporter.speeds.find(std::string("BM_") + op + "_" + peer + "/" + size);
         return it == reporter.speeds.end() ? 0.0 : it->second;

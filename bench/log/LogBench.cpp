@@ -32,6 +32,8 @@
 #include <utils/Log.h>
 #include <utils/MachineStore.h>
 
+#include "BenchSmoke.h"
+
 extern std::atomic<long> g_benchAllocations;
 
 namespace {
@@ -215,7 +217,9 @@ class RatioReporter : public benchmark::ConsoleReporter {
 }  // namespace
 
 int main(int argc, char** argv) {
+  benchsmoke::takeSmokeFlag(argc, argv);
   benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   setUp();
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);

@@ -11,6 +11,12 @@
 // buffered (cache mode) calls formatted_log_t::uninitializeLogger before it ends.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <type_traits>
+
 #include <boost/exception/exception.hpp>
 #include <boost/format.hpp>
 
@@ -37,6 +43,12 @@ enum log_level_t {
 // One printf-like sentence with numbered placeholders (%1%, %2%), rendered and
 // handed to logMsg by the destructor. Copyable so that factories return it by value;
 // every copy that dies writes its own line.
+//
+// The result is exactly what boost::format makes of the format and the arguments.
+// A format of plain text, "%%" and "%N%" placeholders (N up to 16) is rendered by the
+// statement itself: the format and the argument texts are kept in a buffer inside
+// the object, so a statement whose text fits it allocates nothing. Any other format
+// (printf-style directives, "%|...|", tabulations) goes to a boost::format object.
 class NORVANE_API formatted_log_t {
  public:
   // A null format gives an empty statement (the line holds the prefix only). A
@@ -45,8 +57,8 @@ class NORVANE_API formatted_log_t {
   // Wide text is literal: it is converted to multibyte and fed as the one argument
   // of "%s", so any further `%` feed is a too-many-arguments error.
   formatted_log_t(log_level_t level, const wchar_t* text);
-  formatted_log_t(const formatted_log_t&) = default;
-  formatted_log_t& operator=(const formatted_log_t&) = default;
+  formatted_log_t(const formatted_log_t& other);
+  formatted_log_t& operator=(const formatted_log_t& other);
   virtual ~formatted_log_t();
 
   // Feeds the next placeholder. Too many arguments is reported on the standard
@@ -54,7 +66,10 @@ class NORVANE_API formatted_log_t {
   template <typename T>
   formatted_log_t& operator%(const T& value) {
     try {
-      m_format % value;
+      if (m_format)
+        *m_format % value;
+      else
+        feed(value);
     } catch (const boost::exception& error) {
       report_feed_error(error);
     }
@@ -75,10 +90,72 @@ class NORVANE_API formatted_log_t {
   static Mutex m_Mutex;
 
  private:
+  static constexpr unsigned kMaxArguments = 16;
+  static constexpr std::size_t kInlineText = 448;
+
   static void report_feed_error(const boost::exception& error);
 
+  // Feeds of the statement's own rendering. Text goes in as it stands; numbers as a
+  // stream in the classic locale writes them (any other global locale, and any other
+  // type, takes the format library's own conversion of the value).
+  template <typename T>
+  void feed(const T& value) {
+    using Value = typename std::decay<T>::type;
+    checkArgumentCount();
+    if constexpr (std::is_same<Value, const char*>::value || std::is_same<Value, char*>::value) {
+      feedText(value);
+    } else if constexpr (std::is_same<Value, std::string>::value) {
+      appendArgument(value.data(), value.size());
+    } else if constexpr (std::is_same<Value, char>::value || std::is_same<Value, signed char>::value ||
+                         std::is_same<Value, unsigned char>::value) {
+      appendArgument(reinterpret_cast<const char*>(&value), 1);
+    } else if constexpr (std::is_same<Value, bool>::value) {
+      if (!feedInteger(static_cast<long long>(value))) feedOther(value);
+    } else if constexpr (std::is_integral<Value>::value && std::is_signed<Value>::value &&
+                         sizeof(Value) <= sizeof(long long) && !std::is_same<Value, wchar_t>::value) {
+      if (!feedInteger(static_cast<long long>(value))) feedOther(value);
+    } else if constexpr (std::is_integral<Value>::value && std::is_unsigned<Value>::value &&
+                         sizeof(Value) <= sizeof(unsigned long long) && !std::is_same<Value, char16_t>::value &&
+                         !std::is_same<Value, char32_t>::value) {
+      if (!feedInteger(static_cast<unsigned long long>(value))) feedOther(value);
+    } else if constexpr (std::is_same<Value, double>::value || std::is_same<Value, float>::value) {
+      if (!feedDouble(static_cast<double>(value))) feedOther(value);
+    } else {
+      feedOther(value);
+    }
+  }
+  template <typename T>
+  void feedOther(const T& value) {
+    const std::string text = (boost::format("%1%") % value).str();
+    appendArgument(text.data(), text.size());
+  }
+  void checkArgumentCount() const;
+  void feedText(const char* text);
+  bool feedInteger(long long value);
+  bool feedInteger(unsigned long long value);
+  bool feedDouble(double value);
+  void appendArgument(const char* text, std::size_t length);
+
+  void parse(const char* format);
+  void reserve(std::size_t length);
+  // The statement's text and its line end, cut after `capacity` characters.
+  std::size_t render(char* out, std::size_t capacity) const;
+  static std::size_t render(const void* statement, char* out, std::size_t capacity);
+
   log_level_t m_level;
-  boost::format m_format;
+  // Only for formats the statement does not render itself.
+  std::unique_ptr<boost::format> m_format;
+  // The format, then the text of each argument fed, in m_inline or, when they
+  // outgrow it, in m_heap.
+  char* m_text;
+  std::unique_ptr<char[]> m_heap;
+  std::uint32_t m_capacity;
+  std::uint32_t m_used;
+  std::uint32_t m_formatLength;
+  std::uint16_t m_needed;  // the highest placeholder number
+  std::uint16_t m_fed;
+  std::uint32_t m_argumentEnd[kMaxArguments];
+  char m_inline[kInlineText];
 
   static int m_log_level;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,13 @@ struct DirectoryEntry {
   bool isDirectory = false;
   std::int64_t lastWriteTime = 0;   // seconds since the epoch
   std::int64_t lastWriteTimeNanoseconds = 0;  // the same time, in nanoseconds since the epoch
+};
+
+// The file an open stream writes to, as it stands.
+struct OpenFileFacts {
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  std::int64_t size = 0;
 };
 
 // Directory listing and removal of single files.
@@ -25,6 +33,10 @@ class FileSystem {
   // Renames a file, never replacing an existing target: false when `to` exists,
   // `from` is missing, or the OS refuses.
   virtual bool renameFile(const std::string& from, const std::string& to) = 0;
+  // Identity and size of the file an open C stream writes to (what is still in the
+  // stream's buffer not counted). False when the OS cannot tell. Not pure: a
+  // replacement that does not fake it asks the real one.
+  virtual bool describeOpenFile(std::FILE* stream, OpenFileFacts& facts);
 };
 
 }  // namespace platform

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 namespace platform {
 
 // Cross-process lock guarding the log file. Held for one whole write. Released by
@@ -10,6 +12,13 @@ class ProcessLock {
   virtual ~ProcessLock() = default;
   virtual void lock() = 0;
   virtual void unlock() = 0;
+
+  // A few words of memory that every holder of this lock on the machine shares, to
+  // be read and written only while holding it. They start as zero, and are zeroed
+  // again when a holder died holding the lock (what it was writing is not to be
+  // trusted). Null when the lock has none.
+  static constexpr int kSharedWords = 4;
+  virtual std::int64_t* sharedWords() { return nullptr; }
 };
 
 }  // namespace platform

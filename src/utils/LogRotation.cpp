@@ -93,7 +93,7 @@ void LogWriter::trimOldFiles() {
 
 void LogWriter::checkRotation() {
   if (m_stream == nullptr) return;
-  const std::int32_t written = static_cast<std::int32_t>(std::ftell(m_stream));
+  const std::int32_t written = static_cast<std::int32_t>(streamPosition());
   if (written <= static_cast<std::int32_t>(m_fileSizeInMb) * 1024 * 1024) return;
 
   std::fclose(m_stream);
@@ -133,6 +133,7 @@ void LogWriter::checkRotation() {
   // Not tested: without a stream, later writes and rotation checks do nothing. Nor
   // made unbuffered: from here on the file keeps the C library's default buffering.
   m_stream = std::fopen(m_logPath, "ab");
+  identifyStream();
 }
 
 }  // namespace utils

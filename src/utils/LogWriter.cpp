@@ -1,5 +1,9 @@
 #include "utils/LogWriter.h"
 
+#include <stdio_ext.h>
+
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <mutex>
@@ -24,19 +28,28 @@ platform::ProcessLock* LogWriter::m_lock = nullptr;
 platform::LocalTime LogWriter::m_currentTime;
 platform::LocalTime LogWriter::m_stampTime;
 char LogWriter::m_prefix[64] = "";
+std::size_t LogWriter::m_prefixLength = 0;
 char LogWriter::m_threadId[8] = "";
 char LogWriter::m_logDirectory[64] = "";
 wchar_t LogWriter::m_logDirectoryWide[64] = L"";
 char LogWriter::m_logPath[128] = "";
 char LogWriter::m_baseName[64] = "";
 wchar_t LogWriter::m_baseNameWide[64] = L"";
-char LogWriter::m_message[512] = "";
+char LogWriter::m_line[64 + 512] = "";
+bool LogWriter::m_fileIdentified = false;
+std::uint64_t LogWriter::m_fileDevice = 0;
+std::uint64_t LogWriter::m_fileInode = 0;
+bool LogWriter::m_refreshFileSize = true;
+bool LogWriter::m_exiting = false;
+std::size_t LogWriter::m_heldAfterLastWrite = 0;
 
 namespace {
 
 // "DD/MM hh:mm:ss " is 15 characters; within one second only this much of the
 // previous prefix is kept.
 constexpr std::size_t kStampLength = 15;
+// Every banner is this long.
+constexpr std::size_t kBannerLength = 15;
 
 const char* banner(int level) {
   switch (level) {
@@ -50,15 +63,6 @@ const char* banner(int level) {
     case EVERYTHING: return " | Everything: ";
     default: return "";
   }
-}
-
-void append(char* buffer, std::size_t capacity, const char* text) {
-  std::size_t used = std::strlen(buffer);
-  std::size_t room = capacity - 1 - used;
-  std::size_t length = std::strlen(text);
-  if (length > room) length = room;
-  std::memcpy(buffer + used, text, length);
-  buffer[used + length] = '\0';
 }
 
 // Expands a format that comes with no arguments, as vsnprintf would: "%%" gives
@@ -77,6 +81,33 @@ std::size_t expandWithoutArguments(const char* text, char* out, std::size_t capa
   }
   out[used] = '\0';
   return used;
+}
+
+// A statement's text reaches the file as a format with no arguments, after every
+// '%' from index 2 on was doubled. Both steps in one: text without a '%' past its
+// first two characters goes out as it stands; otherwise the doubled text is made
+// (only as much of it as the message can use up: each of its characters takes at
+// least one of the doubled text, and a '%' looks one further) and expanded.
+std::size_t expandStatement(const char* text, std::size_t length, char* out, std::size_t capacity) {
+  const char* stop = static_cast<const char*>(std::memchr(text, '\0', length));
+  if (stop != nullptr) length = static_cast<std::size_t>(stop - text);
+  const bool plain = (length < 1 || text[0] != '%') && (length < 2 || text[1] != '%') &&
+                     (length < 3 || std::memchr(text + 2, '%', length - 2) == nullptr);
+  if (plain) {
+    if (length > capacity - 1) length = capacity - 1;
+    std::memcpy(out, text, length);
+    out[length] = '\0';
+    return length;
+  }
+  char doubled[2 * 512 + 2];
+  static_assert(2 * 512 <= LogWriter::kStatementTextLimit, "the statement text covers what the message can use");
+  std::size_t used = 0;
+  for (std::size_t i = 0; i < length && used < 2 * capacity; ++i) {
+    doubled[used++] = text[i];
+    if (text[i] == '%' && i >= 2) doubled[used++] = '%';
+  }
+  doubled[used] = '\0';
+  return expandWithoutArguments(doubled, out, capacity);
 }
 
 std::size_t expandWithArguments(const char* format, std::va_list args, char* out,
@@ -174,6 +205,19 @@ unsigned int LogWriter::writeText(int level, const char* text) {
   });
 }
 
+unsigned int LogWriter::writeStatement(int level, const char* text, std::size_t length) {
+  return writeExpanded(level, [&](char* out, std::size_t capacity) {
+    return expandStatement(text, length, out, capacity);
+  });
+}
+
+unsigned int LogWriter::writeStatement(int level, Render render, const void* statement) {
+  return writeExpanded(level, [&](char* out, std::size_t capacity) {
+    char text[kStatementTextLimit];
+    return expandStatement(text, render(statement, text, sizeof text), out, capacity);
+  });
+}
+
 template <typename Expand>
 unsigned int LogWriter::writeExpanded(int level, Expand expand) {
   if (heldBackOnThisThread(m_started.load(std::memory_order_acquire))) {
@@ -185,9 +229,14 @@ unsigned int LogWriter::writeExpanded(int level, Expand expand) {
   if (g_hasHeld.load(std::memory_order_acquire)) writeHeldBack();
   if (level > static_cast<int>(m_level.load(std::memory_order_relaxed))) return 1;
 
+  // The message is made before the lock is taken: the lock guards only the prefix
+  // (whose stamp is shared state), the write and the rotation check.
+  char message[512];
+  const std::size_t length = expand(message, sizeof message);
   WriterLock locked(*m_lock);
-  buildPrefix(level);
-  emit(m_message, expand(m_message, sizeof m_message));
+  const std::size_t prefixLength = buildPrefix(level);
+  std::memcpy(m_line + prefixLength, message, length);
+  emit(prefixLength, length);
   checkRotation();
   return 2;
 }
@@ -199,9 +248,25 @@ void LogWriter::flush() {
   if (!m_lockMade.load(std::memory_order_acquire) || m_lock == nullptr) return;
   WriterLock locked(*m_lock);
   if (m_stream != nullptr) {
-    std::fflush(m_stream);
+    flushStream();
     std::setvbuf(m_stream, nullptr, _IONBF, 0);
   }
+}
+
+void LogWriter::flushStream() {
+  const std::size_t held = __fpending(m_stream);
+  if (held < m_heldAfterLastWrite) noteWrittenOutsideTheLock();
+  std::fflush(m_stream);
+  noteWrittenToFile(held - __fpending(m_stream));
+  m_heldAfterLastWrite = __fpending(m_stream);
+}
+
+void LogWriter::flushAtExit() {
+  // A thread that ends the process from inside a write already holds the lock.
+  if (!m_started.load(std::memory_order_acquire) || t_insideWriter) return;
+  WriterLock locked(*m_lock);
+  m_exiting = true;
+  if (m_stream != nullptr) flushStream();
 }
 
 void LogWriter::flushHeldBack() {
@@ -215,8 +280,9 @@ void LogWriter::writeHeldBack() {
   WriterLock locked(*m_lock);
   while (takeHeld(g_heldScratch)) {
     if (g_heldScratch.level > static_cast<int>(m_level.load(std::memory_order_relaxed))) continue;
-    buildPrefix(g_heldScratch.level);
-    emit(g_heldScratch.text, g_heldScratch.length);
+    const std::size_t prefixLength = buildPrefix(g_heldScratch.level);
+    std::memcpy(m_line + prefixLength, g_heldScratch.text, g_heldScratch.length);
+    emit(prefixLength, g_heldScratch.length);
     checkRotation();
   }
 }
@@ -272,6 +338,9 @@ int LogWriter::start() {
     return kCannotOpen;
   }
   if (cacheMode == 0) std::setvbuf(m_stream, nullptr, _IONBF, 0);
+  identifyStream();
+  static const bool exitFlushRegistered = std::atexit(&LogWriter::flushAtExit) == 0;
+  (void)exitFlushRegistered;
 
   m_started.store(true, std::memory_order_release);
   return kStarted;
@@ -313,30 +382,61 @@ void LogWriter::widen(const char* narrow, wchar_t (&wide)[64]) {
   wide[63] = L'\0';
 }
 
-void LogWriter::buildPrefix(int level) {
+std::size_t LogWriter::buildPrefix(int level) {
   platform::Clock& clock = platform::host().clock();
   m_currentTime = clock.localTime();
   if (m_currentTime.second != m_stampTime.second) {
-    std::snprintf(m_prefix, sizeof m_prefix, "%02d/%02d %02d:%02d:%02d ", m_currentTime.day,
-                  m_currentTime.month, m_currentTime.hour, m_currentTime.minute,
-                  m_currentTime.second);
+    m_refreshFileSize = true;
+    const int length = std::snprintf(m_prefix, sizeof m_prefix, "%02d/%02d %02d:%02d:%02d ", m_currentTime.day,
+                                     m_currentTime.month, m_currentTime.hour, m_currentTime.minute,
+                                     m_currentTime.second);
+    m_prefixLength = length < 0 ? 0 : std::min(static_cast<std::size_t>(length), sizeof m_prefix - 1);
     m_stampTime = clock.localTime();
-  } else {
-    m_prefix[kStampLength] = '\0';
+  } else if (m_prefixLength > kStampLength) {
+    m_prefixLength = kStampLength;
   }
-  // Linux thread ids stay below 2^22, so seven hex digits always fit.
-  std::snprintf(m_threadId, sizeof m_threadId, "%llx",
-                static_cast<unsigned long long>(clock.currentThreadId()));
-  append(m_prefix, sizeof m_prefix, m_threadId);
-  append(m_prefix, sizeof m_prefix, banner(level));
+  // Lower-case hexadecimal without leading zeros, cut to the seven leading digits
+  // the buffer holds (Linux thread ids stay below 2^22, so they always fit).
+  std::uint64_t id = clock.currentThreadId();
+  char digits[16];
+  std::size_t count = 0;
+  do {
+    digits[count++] = "0123456789abcdef"[id & 0xf];
+    id >>= 4;
+  } while (id != 0);
+  const std::size_t kept = std::min(count, sizeof m_threadId - 1);
+  for (std::size_t i = 0; i < kept; ++i) m_threadId[i] = digits[count - 1 - i];
+  m_threadId[kept] = '\0';
+  appendToPrefix(m_threadId, kept);
+  const char* levelBanner = banner(level);
+  appendToPrefix(levelBanner, *levelBanner != '\0' ? kBannerLength : 0);
+  std::memcpy(m_line, m_prefix, m_prefixLength);
+  return m_prefixLength;
 }
 
-void LogWriter::emit(const char* message, std::size_t length) {
+void LogWriter::appendToPrefix(const char* text, std::size_t length) {
+  const std::size_t room = sizeof m_prefix - 1 - m_prefixLength;
+  if (length > room) length = room;
+  std::memcpy(m_prefix + m_prefixLength, text, length);
+  m_prefixLength += length;
+  m_prefix[m_prefixLength] = '\0';
+}
+
+void LogWriter::emit(std::size_t prefixLength, std::size_t length) {
   // A failed reopen after a rotation leaves no stream; the line is lost rather
   // than written through a null stream.
   if (m_stream == nullptr) return;
-  std::fwrite(m_prefix, 1, std::strlen(m_prefix), m_stream);
-  std::fwrite(message, 1, length, m_stream);
+  const std::size_t total = prefixLength + length;
+  const std::size_t heldBefore = __fpending(m_stream);
+  // Less than the last write left: the buffer went out meanwhile, without the lock
+  // (a flush of every stream by the program).
+  if (heldBefore < m_heldAfterLastWrite) noteWrittenOutsideTheLock();
+  std::fwrite(m_line, 1, total, m_stream);
+  if (m_exiting) std::fflush(m_stream);
+  // What the stream does not hold now went to the file.
+  const std::size_t heldAfter = __fpending(m_stream);
+  if (heldAfter != heldBefore + total) noteWrittenToFile(heldBefore + total - heldAfter);
+  m_heldAfterLastWrite = heldAfter;
 }
 
 namespace logstartup {

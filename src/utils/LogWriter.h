@@ -2,13 +2,16 @@
 // is static, in fixed buffers, so that writing a line allocates nothing.
 //
 // The cross-process lock named after "InitSemaphore" serialises the start and each
-// whole write (prefix, message, rotation check) across every process of the machine
-// that logs; it is the only guard of the state below. Each process keeps its own
-// stream on the shared file, opened for appending.
+// whole write (prefix, the write, rotation check) across every process of the
+// machine that logs; it is the only guard of the state below, and beside it lies the
+// size of the active file that all of them keep up to date (LogFileSize.cpp). Each
+// process keeps its own stream on the shared file, opened for appending.
 #pragma once
 
 #include <atomic>
 #include <cstdarg>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cwchar>
 #include <string>
@@ -20,10 +23,21 @@ namespace utils {
 
 class LogWriter {
  public:
+  // No more of a statement's text than this can reach the file (see the .cpp).
+  static constexpr std::size_t kStatementTextLimit = 1024;
+  // Renders a statement's text (line end included) into out, at most capacity
+  // characters.
+  using Render = std::size_t (*)(const void* statement, char* out, std::size_t capacity);
+
   // logMsg: 1 when the level is above the configured level, 2 otherwise.
   static unsigned int write(int level, const char* format, std::va_list args);
-  // The statement path: `text` is a format with no arguments (see the .cpp).
+  // `text` is a format with no arguments (see the .cpp).
   static unsigned int writeText(int level, const char* text);
+  // A statement's rendered text: every '%' from index 2 on is doubled, then the
+  // whole is written as a format with no arguments.
+  static unsigned int writeStatement(int level, const char* text, std::size_t length);
+  // The same, rendered only if the line is written.
+  static unsigned int writeStatement(int level, Render render, const void* statement);
   // getLogLevel: 0 until started.
   static unsigned char configuredLevel();
   // uninitializeLogger.
@@ -41,8 +55,11 @@ class LogWriter {
   static unsigned int writeExpanded(int level, Expand expand);
   static bool splitPath(const std::string& path);
   static void widen(const char* narrow, wchar_t (&wide)[64]);
-  static void buildPrefix(int level);
-  static void emit(const char* message, std::size_t length);
+  // Builds the prefix and copies it to the start of the line; returns its length.
+  static std::size_t buildPrefix(int level);
+  static void appendToPrefix(const char* text, std::size_t length);
+  // Writes the line: the prefix and `length` characters of message after it.
+  static void emit(std::size_t prefixLength, std::size_t length);
   static void writeHeldBack();
 
   // ---- log rotation and retention (LogRotation.cpp). Each runs with the lock held.
@@ -53,6 +70,23 @@ class LogWriter {
   static void trimOldFiles();
   // After each write: rotate the active file once it exceeds its size limit.
   static void checkRotation();
+
+  // ---- the size of the active file (LogFileSize.cpp). Each runs with the lock held.
+  // The position of the stream as the size check sees it: the file's size and what
+  // the stream still holds.
+  static long streamPosition();
+  // After the stream was opened: learn which file it writes to and how big it is.
+  static void identifyStream();
+  // After `bytes` went from the stream to the file.
+  static void noteWrittenToFile(std::size_t bytes);
+  // After the stream's buffer went to the file at a moment nobody knows.
+  static void noteWrittenOutsideTheLock();
+  // Asks the system for the file's size and shares it; false if it cannot tell.
+  static bool refreshFileSize();
+  // Flushes at process exit under the lock (registered once the file is open).
+  static void flushAtExit();
+  // Hands what the stream holds to the file, and counts it.
+  static void flushStream();
 
   // ---- state ---------------------------------------------------------------
   // The flags and the level are read outside the lock on every call; atomics
@@ -68,13 +102,26 @@ class LogWriter {
   static platform::LocalTime m_currentTime;
   static platform::LocalTime m_stampTime;
   static char m_prefix[64];
+  static std::size_t m_prefixLength;
   static char m_threadId[8];
   static char m_logDirectory[64];
   static wchar_t m_logDirectoryWide[64];
   static char m_logPath[128];
   static char m_baseName[64];
   static wchar_t m_baseNameWide[64];
-  static char m_message[512];
+  // The line being written: its prefix (at most 63 characters) and then the message
+  // buffer of 512 bytes, so that a line goes out in one write.
+  static char m_line[64 + 512];
+  // The file the stream writes to, when the system could tell.
+  static bool m_fileIdentified;
+  static std::uint64_t m_fileDevice;
+  static std::uint64_t m_fileInode;
+  // Set when the size is to be asked of the system at the next check.
+  static bool m_refreshFileSize;
+  // Set once the process is ending: from then on every line goes to the file at once.
+  static bool m_exiting;
+  // What the stream held after the last line was handed to it.
+  static std::size_t m_heldAfterLastWrite;
 };
 
 }  // namespace utils

@@ -134,3 +134,55 @@ TEST(LogConcurrencyTest, WriterKilledInTheMiddleOfLoggingReleasesTheLock) {
     EXPECT_NE(installation.log().find(survivor + "\n"), std::string::npos) << round;
   }
 }
+
+// ---- the words shared beside the lock ----------------------------------------------
+
+// Takes the lock named args[0], writes args[2] + 1..4 into its shared words, says so
+// in the file args[1], then releases the lock and ends, or (args[3] "hold") keeps it
+// until it is killed.
+NORVANE_CHILD(scribble_words) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  auto lock = platform::posixHost().openProcessLock(args.at(0));
+  lock->lock();
+  for (int i = 0; i < platform::ProcessLock::kSharedWords; ++i) lock->sharedWords()[i] = std::stoi(args.at(2)) + i + 1;
+  testsupport::writeFile(args.at(1), "");
+  if (args.at(3) != "hold") {
+    lock->unlock();
+    return 0;
+  }
+  for (;;) pause();
+}
+
+// Every process sees the same words; a holder killed with the lock held may have
+// left them half written, so the next holder finds them zero.
+TEST(LogConcurrencyTest, SharedWordsAreSeenByAllAndStartAgainFromZeroAfterAKilledHolder) {
+  testsupport::TempInstallation temp;
+  const std::string name = "words-test-" + std::to_string(getpid());
+  struct RemoveLockFile {
+    std::string name;
+    ~RemoveLockFile() {
+      std::filesystem::remove("/dev/shm/norvane-" + name + ".lock");
+      std::filesystem::remove("/tmp/norvane-" + name + ".lock");
+    }
+  } cleanup{name};
+  auto lock = platform::posixHost().openProcessLock(name);
+  ASSERT_NE(lock, nullptr);
+  ASSERT_NE(lock->sharedWords(), nullptr);
+  auto words = [&] {
+    lock->lock();
+    std::vector<std::int64_t> seen(lock->sharedWords(), lock->sharedWords() + platform::ProcessLock::kSharedWords);
+    lock->unlock();
+    return seen;
+  };
+  EXPECT_EQ(words(), (std::vector<std::int64_t>{0, 0, 0, 0}));
+
+  EXPECT_EQ(testsupport::runChild("scribble_words", {name, temp.root() + "/wrote", "0", "release"}).exitCode, 0);
+  EXPECT_EQ(words(), (std::vector<std::int64_t>{1, 2, 3, 4}));
+
+  const std::string held = temp.root() + "/held";
+  int holder = testsupport::startChild("scribble_words", {name, held, "10", "hold"}, temp.root() + "/holder.out");
+  ASSERT_TRUE(waitForFile(held));
+  kill(holder, SIGKILL);
+  EXPECT_EQ(testsupport::waitChild(holder).signal, SIGKILL);
+  EXPECT_EQ(words(), (std::vector<std::int64_t>{0, 0, 0, 0}));
+}

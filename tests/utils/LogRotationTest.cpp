@@ -103,6 +103,39 @@ NORVANE_CHILD(many_writers) {
   return 0;
 }
 
+// Writes lines of 500 characters and a last one that make args[2] bytes, all in one
+// second, then ends the process at once (what its buffer holds goes out at exit).
+NORVANE_CHILD(fill_to_size) {
+  enter(args);
+  host().stopAt(at(5, 6, 7, 8, 9));
+  // Every line: the stamp (15), the thread id, the banner (15), the message.
+  char id[24];
+  const std::size_t prefix = 30 + static_cast<std::size_t>(std::snprintf(
+                                      id, sizeof id, "%llx",
+                                      static_cast<unsigned long long>(platform::host().clock().currentThreadId())));
+  std::size_t left = std::stoul(args.at(2));
+  while (left > 0) {
+    std::size_t message = left - prefix >= 500 + prefix + 2 ? 500 : left - prefix;
+    logMsg(utils::INFO, "%s\n", std::string(message - 1, 'b').c_str());
+    left -= prefix + message;
+  }
+  std::exit(0);
+}
+
+// Starts its logger and writes one line, waits for "go" in args[2], then writes
+// lines until it has rotated the file; reports how many that took.
+NORVANE_CHILD(write_until_rotated) {
+  const std::string logs = enter(args);
+  host().stopAt(at(5, 6, 7, 8, 9));
+  auto line = [](int number) { logMsg(utils::INFO, "a line %04d %s\n", number, std::string(60, 'a').c_str()); };
+  line(0);
+  if (!logtest::readyThenWait(args.at(2), "a")) return 4;
+  int lines = 0;
+  while (!fs::exists(logs + "/norvane_0506_070809.txt") && lines < 1000) line(++lines);
+  std::printf("lines=%d\n", lines);
+  return 0;
+}
+
 // ---- in the tests ---------------------------------------------------------------
 
 class LogRotationTest : public ::testing::Test {
@@ -219,6 +252,47 @@ TEST_F(LogRotationTest, RotatesOnlyPastTheSizeAndTheNewFileIsBufferedWithDefault
   EXPECT_NE(std::string::npos, result.output.find("after-rotation=0,644\n")) << result.output;
   EXPECT_EQ(fs::perms(0640), fs::status(rotated).permissions() & fs::perms::mask);
   EXPECT_EQ((Lines{"buffered"}), messages("norvane.txt"));  // at exit the buffer reached the file
+}
+
+// The size check counts every line in the file, whichever process wrote it, at
+// once: a process that has looked at the size before sees the lines another
+// process added since (also those that process's buffer let out when it ended),
+// and rotates at its next line.
+TEST_F(LogRotationTest, SizeCheckCountsTheLinesOfOtherProcessesAtOnce) {
+  for (int cacheMode : {0, 1}) {
+    fs::remove_all(logs());
+    fs::create_directories(logs());
+    m_installation.temp().writeConfig(logtest::config(64, cacheMode, "log_file_count = 10\nlog_file_size = 1\n"));
+    const std::string sync = m_installation.temp().root() + "/sync" + std::to_string(cacheMode);
+    fs::create_directories(sync);
+    const int follower = testsupport::startChild("write_until_rotated", m_installation.args({sync}), sync + "/out");
+    ASSERT_TRUE(logtest::waitForFile(sync + "/ready.a"));
+    // The other process's start empties the file (the follower's first line with it,
+    // unless that is still in the follower's buffer); then it leaves the file 100
+    // bytes short of the limit.
+    const std::size_t limit = 1024 * 1024;
+    m_installation.run("fill_to_size", {std::to_string(limit - 100)});
+    EXPECT_EQ(limit - 100, fs::file_size(m_installation.logPath())) << cacheMode;
+    testsupport::writeFile(sync + "/go", "");
+    EXPECT_EQ(0, testsupport::waitChild(follower).exitCode);
+
+    std::smatch found;
+    const std::string output = testsupport::readFile(sync + "/out");
+    ASSERT_TRUE(std::regex_search(output, found, std::regex("lines=(\\d+)"))) << output;
+    EXPECT_EQ("1", found[1].str()) << cacheMode;
+    // The rotated file in short: the follower's lines by number, a run of the other
+    // process's lines as "b".
+    std::string shape;
+    for (const std::string& text : messages("norvane_0506_070809.txt")) {
+      const std::string part = std::regex_match(text, std::regex("b+")) ? "b"
+                               : text == "a line 0000 " + std::string(60, 'a') ? "a0"
+                               : text == "a line 0001 " + std::string(60, 'a') ? "a1"
+                                                                                : "?";
+      if (part != "b" || shape.size() < 1 || shape.back() != 'b') shape += (shape.empty() ? "" : " ") + part;
+    }
+    EXPECT_EQ(cacheMode == 0 ? "b a1" : "b a0 a1", shape);
+    EXPECT_EQ("", m_installation.log()) << cacheMode;
+  }
 }
 
 TEST_F(LogRotationTest, ManyProcessesRotatingAtOnceLoseNoLine) {

@@ -1,6 +1,15 @@
 // The log statement family and its writer, each case in a fresh process.
 #include <launcher/Preferences.h>
 
+#include <boost/exception/diagnostic_information.hpp>
+
+#include <cmath>
+#include <initializer_list>
+#include <limits>
+#include <locale>
+#include <typeinfo>
+#include <ostream>
+
 #include "utils/LogTestSupport.h"
 
 using namespace logtest;
@@ -200,8 +209,163 @@ TEST(LogStatementTest, ArgumentMismatchWideTextAndNullFormat) {
       << installation.log();
 }
 
+namespace {
+
+// A type with its own output operator.
+struct Volume {
+  int id;
+};
+std::ostream& operator<<(std::ostream& out, const Volume& volume) { return out << "volume#" << volume.id; }
+
+// Groups digits by threes with a dot, like many real locales do.
+struct DottedGroups : std::numpunct<char> {
+  char do_thousands_sep() const override { return '.'; }
+  std::string do_grouping() const override { return "\3"; }
+};
+
+// Calls row(format, arguments...) for every case: in the child to write a
+// statement, in the test to ask boost::format for the text it must show.
+template <typename Row>
+void eachStatementRow(Row&& row) {
+  row("plain text");
+  row("%1% and %2%", "one", std::string("two"));
+  row("%2% before %1%, %1% again, 100%% sure", 1, 2);
+  row("%3% only", 'a', 'b', 'c');
+  row("null [%1%] char [%2%] bools %3%%4%", static_cast<const char*>(nullptr), 'x', true, false);
+  row("%1% %2% %3% %4% %5%", -42, 18446744073709551615ull, static_cast<short>(-7),
+      static_cast<unsigned char>('u'), static_cast<signed char>('s'));
+  row("%1% %2% %3% %4% %5%", 0.1, 1e21, -2.5f, 1234567.0, 1e-5);
+  row("%1% %2%", std::numeric_limits<double>::quiet_NaN(), -std::numeric_limits<double>::infinity());
+  row("%1% and %2%", Volume{7}, 1234567L);
+  row("%1%|%2%|%3%|%4%|%5%|%6%|%7%|%8%|%9%|%10%|%11%|%12%|%13%|%14%|%15%|%16%", 1, 2, 3, 4, 5, 6, 7, 8, 9, 10,
+      11, 12, 13, 14, 15, 16);
+  // Not the statement's own: printf directives, options, tabulations, %17%.
+  row("%s is %d, %05d|%-4s|%x", "printf", 5, 42, "ab", 255);
+  row("%|1$5|%2% %|10t|%17%", 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19);
+  // Longer than the statement's own buffer.
+  row(std::string(200, 'f') + "%1%%2%", std::string(150, 'y'), std::string(150, 'z'));
+}
+
+template <typename... Args>
+std::string formatLibraryText(const std::string& format, const Args&... args) {
+  boost::format reference(format);
+  (void)std::initializer_list<int>{(reference % args, 0)...};
+  return reference.str();
+}
+
+template <typename... Args>
+void writeStatement(const std::string& format, const Args&... args) {
+  utils::formatted_log_t statement(utils::INFO, format.c_str());
+  (void)std::initializer_list<int>{(statement % args, 0)...};
+}
+
+}  // namespace
+
+LOG_CHILD(log_statement_rows) {
+  eachStatementRow([](const auto&... row) { writeStatement(row...); });
+  std::locale::global(std::locale(std::locale::classic(), new DottedGroups));
+  writeStatement("%1% %2% %3% %4%", 1234567, 123456.0, 1234567.5, true);
+  std::locale::global(std::locale::classic());
+  return 0;
+}
+
+// Whatever the format and the arguments, the line shows what boost::format makes of
+// them (a NUL ends the line's text).
+TEST(LogStatementTest, StatementsRenderAsTheFormatLibraryDoes) {
+  Installation installation(config(64, 0));
+  installation.run("log_statement_rows");
+  Lines expected;
+  eachStatementRow([&](const auto&... row) { expected.push_back(formatLibraryText(row...)); });
+  std::locale::global(std::locale(std::locale::classic(), new DottedGroups));
+  expected.push_back(formatLibraryText("%1% %2% %3% %4%", 1234567, 123456.0, 1234567.5, true));
+  std::locale::global(std::locale::classic());
+  EXPECT_EQ(expected.back(), "1.234.567 123.456 1.23457e+06 1");
+  EXPECT_EQ(messages(installation.log()), expected);
+}
+
+LOG_CHILD(log_mismatch_diagnostics) {
+  utils::log_info("many %1%") % 1 % 2;
+  utils::log_info("%s") % "one" % "two";
+  std::fflush(stderr);
+  utils::log_warning("few %1% %2%") % 1;
+  utils::log_warning("few %s %s") % 1;
+  utils::log_info("end");
+  return 0;
+}
+
+// The diagnostics are the format library's own, word for word.
+TEST(LogStatementTest, ArgumentMismatchDiagnosticsAreTheFormatLibrarysOwn) {
+  auto diagnostic = [](auto&& fail, bool verbose) {
+    try {
+      fail();
+    } catch (const boost::exception& error) {
+      return boost::diagnostic_information(error, verbose);
+    }
+    return std::string("no error");
+  };
+  const std::string tooMany = diagnostic([] { boost::format("many %1%") % 1 % 2; }, true);
+  const std::string tooManyGeneral = diagnostic([] { boost::format("%s") % "one" % "two"; }, true);
+  const std::string tooFew = diagnostic([] { (boost::format("few %1% %2%") % 1).str(); }, true);
+  const std::string tooFewGeneral = diagnostic([] { (boost::format("few %s %s") % 1).str(); }, true);
+  ASSERT_THAT(tooMany, HasSubstr("too_many_args"));
+  ASSERT_THAT(tooFew, HasSubstr("too_few_args"));
+
+  Installation installation(config(64, 0));
+  EXPECT_EQ(installation.run("log_mismatch_diagnostics").output, tooMany + tooManyGeneral);
+  const std::string log = installation.log();
+  const std::string warning = kStampAndId + R"( \| Warning   : )";
+  std::smatch parts;
+  ASSERT_TRUE(std::regex_match(log, parts,
+                               std::regex(info("many 1\n") + info("one\n") + warning + "([^]*?)" + warning + warning +
+                                          "([^]*?)" + warning + info("end\n"))))
+      << log;
+  EXPECT_EQ(parts[1].str(), tooFew);
+  EXPECT_EQ(parts[2].str(), tooFewGeneral);
+}
+
+LOG_CHILD(count_allocations_of_statements) {
+  utils::log_info("started");
+  const std::string name = "controller";
+  logtest::countAllocations(true);
+  for (int i = 0; i < 100; ++i) {
+    utils::log_info("Opened %1% with %2% entries, %3% of %4%: %5%%%") % "/var/lib/norvane/conf/monitor/config.json" %
+        i % name % 12.5 % 'x';
+    utils::log_everything("filtered %1% %2%") % name % i;
+    utils::formatted_log_t copy = utils::log_debug("copied %1%") % i;
+  }
+  logtest::countAllocations(false);
+  std::printf("allocations=%ld\n", logtest::allocationsCounted());
+  return 0;
+}
+
+// A statement whose format and arguments fit its own buffer allocates nothing,
+// written, filtered or copied.
+TEST(LogWritePathTest, StatementsThatFitTheirBufferAllocateNothing) {
+  Installation installation(config(64, 1));
+  EXPECT_THAT(installation.run("count_allocations_of_statements").output, HasSubstr("allocations=0\n"));
+  EXPECT_EQ(logtest::lines(installation.log()).size(), 301u);
+}
+
 TEST(LogStatementTest, MalformedFormatThrowsFromTheConstructor) {
   EXPECT_THROW(utils::formatted_log_t(utils::INFO, "%1"), boost::io::format_error);
+}
+
+// Whatever looks like a placeholder but is none throws what the format library
+// throws for it, and so does a mix of numbered and printf-style directives.
+TEST(LogStatementTest, MalformedFormatsThrowWhatTheFormatLibraryThrows) {
+  for (const char* format : {"50%", "%1%%", "%0%", "%01% %1%", "%|1%", "%1$", "%1% %s", "%s %2%"}) {
+    auto thrown = [](auto&& make) {
+      try {
+        make();
+      } catch (const std::exception& error) {
+        return std::string(typeid(error).name()) + ": " + error.what();
+      }
+      return std::string("nothing");
+    };
+    const std::string expected = thrown([&] { boost::format reference(format); });
+    EXPECT_NE(expected, "nothing") << format;
+    EXPECT_EQ(thrown([&] { utils::formatted_log_t statement(utils::INFO, format); }), expected) << format;
+  }
 }
 
 // ---- cache mode ------------------------------------------------------------------

@@ -46,6 +46,15 @@ class PosixFileSystem final : public FileSystem {
     if (link(from.c_str(), to.c_str()) != 0) return false;
     return unlink(from.c_str()) == 0;
   }
+
+  bool describeOpenFile(std::FILE* stream, OpenFileFacts& facts) override {
+    struct stat info {};
+    if (stream == nullptr || fstat(fileno(stream), &info) != 0) return false;
+    facts.device = static_cast<std::uint64_t>(info.st_dev);
+    facts.inode = static_cast<std::uint64_t>(info.st_ino);
+    facts.size = static_cast<std::int64_t>(info.st_size);
+    return true;
+  }
 };
 
 }  // namespace
@@ -53,3 +62,11 @@ class PosixFileSystem final : public FileSystem {
 std::unique_ptr<FileSystem> makeFileSystem() { return std::make_unique<PosixFileSystem>(); }
 
 }  // namespace platform::posix
+
+namespace platform {
+
+bool FileSystem::describeOpenFile(std::FILE* stream, OpenFileFacts& facts) {
+  return posixHost().fileSystem().describeOpenFile(stream, facts);
+}
+
+}  // namespace platform

@@ -23,6 +23,9 @@ namespace {
 struct SharedPage {
   std::atomic<std::uint32_t> ready;
   pthread_mutex_t mutex;
+  // Behind the mutex, so that pages made before they existed still fit (the rest
+  // of the page is zero).
+  std::int64_t words[ProcessLock::kSharedWords];
 };
 
 constexpr std::uint32_t kReady = 0x4e4f5256;  // set once the mutex is initialised
@@ -88,11 +91,17 @@ class PosixProcessLock final : public ProcessLock {
   void lock() override {
     int status = pthread_mutex_lock(&m_page.mutex);
     // The previous holder died while holding it. What it guarded (a line being
-    // appended) needs no repair, so the lock simply carries on.
-    if (status == EOWNERDEAD) pthread_mutex_consistent(&m_page.mutex);
+    // appended) needs no repair, so the lock simply carries on; the shared words
+    // may be half written and start again from zero.
+    if (status == EOWNERDEAD) {
+      for (std::int64_t& word : m_page.words) word = 0;
+      pthread_mutex_consistent(&m_page.mutex);
+    }
   }
 
   void unlock() override { pthread_mutex_unlock(&m_page.mutex); }
+
+  std::int64_t* sharedWords() override { return m_page.words; }
 
  private:
   SharedPage& m_page;

@@ -3,6 +3,7 @@
 
 #include <NorvaneExport.h>
 
+#include <json/NodeAllocator.h>
 #include <json/UnknownElement.h>
 
 #include <cstddef>
@@ -12,7 +13,7 @@ namespace json {
 
 class NORVANE_API Array {
  public:
-  typedef std::deque<UnknownElement> Elements;
+  typedef std::deque<UnknownElement, NodeAllocator<UnknownElement>> Elements;
   typedef Elements::iterator iterator;
   typedef Elements::const_iterator const_iterator;
 

@@ -4,6 +4,7 @@
 
 #include <NorvaneExport.h>
 
+#include <json/NodeAllocator.h>
 #include <json/UnknownElement.h>
 
 #include <cstddef>
@@ -15,8 +16,9 @@ namespace json {
 class NORVANE_API Object {
  public:
   struct NORVANE_API Member {
-    Member(const std::string& nameIn = std::string(),
-           const UnknownElement& elementIn = UnknownElement());
+    // An empty name and a null element.
+    Member();
+    Member(const std::string& nameIn, const UnknownElement& elementIn = UnknownElement());
 
     bool operator==(const Member& member) const;
 
@@ -24,7 +26,7 @@ class NORVANE_API Object {
     UnknownElement element;
   };
 
-  typedef std::list<Member> Members;
+  typedef std::list<Member, NodeAllocator<Member>> Members;
   typedef Members::iterator iterator;
   typedef Members::const_iterator const_iterator;
 

@@ -9,6 +9,7 @@
 #include <NorvaneExport.h>
 
 #include <json/Exception.h>
+#include <json/NodeAllocator.h>
 #include <json/TrivialType.h>
 #include <json/Visitor.h>
 
@@ -112,6 +113,9 @@ class NORVANE_API UnknownElement {
 
 class NORVANE_API UnknownElement::Imp {
  public:
+  static void* operator new(std::size_t size) { return NodeMemory::allocate(size); }
+  static void operator delete(void* imp, std::size_t size) noexcept { NodeMemory::deallocate(imp, size); }
+
   virtual ~Imp();
   virtual Imp* Clone() const = 0;
   virtual bool Compare(const Imp& imp) const = 0;

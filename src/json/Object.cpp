@@ -2,6 +2,8 @@
 
 namespace json {
 
+Object::Member::Member() = default;
+
 Object::Member::Member(const std::string& nameIn, const UnknownElement& elementIn)
     : name(nameIn), element(elementIn) {}
 

@@ -8,31 +8,11 @@
 #include <unordered_set>
 #include <vector>
 
+#include "json/ReadArena.h"
 #include "json/Scanner.h"
 
 namespace json {
 namespace {
-
-// The whole rest of the stream. The document is scanned from memory; a stream
-// that is already failed reads as empty.
-std::string readAll(std::istream& istr) {
-  std::string text;
-  std::streambuf* buffer = istr.rdbuf();
-  if (buffer != nullptr && istr.good()) {
-    std::streamsize available = buffer->in_avail();
-    size_t length = 0;
-    text.resize(available > 0 ? static_cast<size_t>(available) + 1 : 65536);
-    for (;;) {
-      std::streamsize got = buffer->sgetn(&text[length], static_cast<std::streamsize>(text.size() - length));
-      if (got <= 0) break;
-      length += static_cast<size_t>(got);
-      if (length == text.size()) text.resize(text.size() * 2);
-    }
-    text.resize(length);
-  }
-  istr.setstate(std::ios::eofbit);
-  return text;
-}
 
 inline bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -92,8 +72,7 @@ constexpr size_t kLinearNameSearch = 24;
 // rather than on the machine's stack, so depth is bounded by memory only.
 class Reader::Parser {
  public:
-  Parser(const std::string& text, Object& root)
-      : m_scanner(text.data(), text.size()), m_root(root), m_rootSize(root.size()) {}
+  Parser(std::streambuf* source, Object& root) : m_scanner(source), m_root(root), m_rootSize(root.size()) {}
 
   void run() {
     try {
@@ -101,6 +80,8 @@ class Reader::Parser {
     } catch (const ScanException&) {
       // Nothing is parsed unless everything scans: the target stays as it was.
       while (m_root.m_Members.size() > m_rootSize) m_root.m_Members.pop_back();
+      // The whole stream is read, as when the text scans.
+      m_scanner.drain();
       throw;
     } catch (...) {
       // A member of the target is added only once it is complete.
@@ -115,7 +96,10 @@ class Reader::Parser {
     Array* array;
     bool more;       // another member or element follows
     bool childOpen;  // the last member or element is being parsed
-    Token nameToken;
+    // The member being parsed repeats a name: where that name stands.
+    bool duplicate;
+    Location nameBegin;
+    Location nameEnd;
     std::unique_ptr<std::unordered_set<std::string_view>> names;
   };
 
@@ -136,8 +120,7 @@ class Reader::Parser {
       // at; the error then points at the end of the text.
       if (!m_hasLast) {
         size_t end = m_scanner.size();
-        throw ParseException("Unexpected end of token stream", m_scanner.locate(end),
-                             m_scanner.locate(end));
+        throw ParseException("Unexpected end of token stream", m_scanner.locate(end), m_scanner.locate(end));
       }
       fail("Unexpected end of token stream", m_last);
     }
@@ -151,27 +134,31 @@ class Reader::Parser {
     return token;
   }
 
+  // `token` is the latest the scanner gave.
   [[noreturn]] void fail(const std::string& message, const Token& token) {
+    fail(message, m_scanner.locate(token.begin), m_scanner.locate(token.end));
+  }
+
+  [[noreturn]] void fail(const std::string& message, const Location& begin, const Location& end) {
     Token rest;
     while (m_scanner.next(rest)) {
     }
-    throw ParseException(message, m_scanner.locate(token.begin), m_scanner.locate(token.end));
+    throw ParseException(message, begin, end);
   }
 
   // Opens a frame for an object whose begin token has been taken.
   void openObject(Object& object) {
     const Token* next = peek();
-    m_frames.push_back({&object, nullptr, next != nullptr && next->kind != TokenKind::kObjectEnd,
-                        false, Token(), nullptr});
+    m_frames.push_back({&object, nullptr, next != nullptr && next->kind != TokenKind::kObjectEnd, false, false,
+                        Location(), Location(), nullptr});
   }
 
   void openArray(UnknownElement& element) {
     auto* imp = new UnknownElement::Imp_T<Array>();
     element.m_pImp = imp;
     const Token* next = peek();
-    m_frames.push_back({nullptr, &imp->m_Element,
-                        next != nullptr && next->kind != TokenKind::kArrayEnd, false, Token(),
-                        nullptr});
+    m_frames.push_back({nullptr, &imp->m_Element, next != nullptr && next->kind != TokenKind::kArrayEnd, false,
+                        false, Location(), Location(), nullptr});
   }
 
   // Parses into a fresh null element; a container only opens a frame here.
@@ -217,34 +204,36 @@ class Reader::Parser {
     }
   }
 
-  // The member just parsed is the object's last; it stays only if its name is new.
-  void finishMember(Frame& frame) {
+  // Whether the member just added, the object's last, repeats an earlier name.
+  // Told when the name is read; reported only once its element is parsed, as an
+  // error in the element comes first.
+  bool repeatsName(Frame& frame) {
     Object::Members& members = frame.object->m_Members;
     const std::string& name = members.back().name;
-    bool duplicate = false;
     if (members.size() <= kLinearNameSearch) {
       auto last = std::prev(members.end());
       for (auto it = members.begin(); it != last; ++it) {
-        if (it->name == name) {
-          duplicate = true;
-          break;
-        }
+        if (it->name == name) return true;
       }
-    } else {
-      if (!frame.names) {
-        frame.names.reset(new std::unordered_set<std::string_view>());
-        frame.names->reserve(members.size() * 2);
-        auto last = std::prev(members.end());
-        for (auto it = members.begin(); it != last; ++it) frame.names->insert(it->name);
-      }
-      duplicate = !frame.names->insert(name).second;
+      return false;
     }
-    if (duplicate) {
-      std::string message = "Duplicate object member token: " + name;
-      members.pop_back();
-      if (m_frames.size() == 1) m_rootMemberOpen = false;
-      fail(message, frame.nameToken);
+    if (!frame.names) {
+      frame.names.reset(new std::unordered_set<std::string_view>());
+      frame.names->reserve(members.size() * 2);
+      auto last = std::prev(members.end());
+      for (auto it = members.begin(); it != last; ++it) frame.names->insert(it->name);
     }
+    return !frame.names->insert(name).second;
+  }
+
+  // The member just parsed is the object's last; it stays only if its name is new.
+  void finishMember(Frame& frame) {
+    if (!frame.duplicate) return;
+    Object::Members& members = frame.object->m_Members;
+    std::string message = "Duplicate object member token: " + members.back().name;
+    members.pop_back();
+    if (m_frames.size() == 1) m_rootMemberOpen = false;
+    fail(message, frame.nameBegin, frame.nameEnd);
   }
 
   void parseRoot() {
@@ -269,13 +258,18 @@ class Reader::Parser {
       }
       UnknownElement* child;
       if (frame.object != nullptr) {
-        frame.nameToken = peekOrFail();
-        take(TokenKind::kString);
-        take(TokenKind::kMemberAssign);
+        // The name's text is taken while it is still the latest token.
+        const Token name = take(TokenKind::kString);
         Object::Members& members = frame.object->m_Members;
         members.emplace_back();
-        m_scanner.decode(frame.nameToken, members.back().name);
+        m_scanner.decode(name, members.back().name);
+        frame.duplicate = repeatsName(frame);
+        if (frame.duplicate) {
+          frame.nameBegin = m_scanner.locate(name.begin);
+          frame.nameEnd = m_scanner.locate(name.end);
+        }
         if (m_frames.size() == 1) m_rootMemberOpen = true;
+        take(TokenKind::kMemberAssign);
         child = &members.back().element;
       } else {
         frame.array->m_Elements.emplace_back();
@@ -302,9 +296,17 @@ class Reader::Parser {
 };
 
 void Reader::Read(Object& object, std::istream& istr) {
-  const std::string text = readAll(istr);
-  Parser parser(text, object);
-  parser.run();
+  // A stream that is already failed reads as empty.
+  std::streambuf* source = istr.good() ? istr.rdbuf() : nullptr;
+  ReadArena arena;
+  Parser parser(source, object);
+  try {
+    parser.run();
+  } catch (...) {
+    istr.setstate(std::ios::eofbit);
+    throw;
+  }
+  istr.setstate(std::ios::eofbit);
 }
 
 }  // namespace json

@@ -1,5 +1,6 @@
 #include "json/Scanner.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace json {
@@ -22,25 +23,73 @@ const CharTable kChars;
 
 inline unsigned char classOf(char c) { return kChars.classes[static_cast<unsigned char>(c)]; }
 
+// Read a block at a time; a token longer than the buffer makes it grow.
+constexpr size_t kSmallestBuffer = 4 << 10;
+constexpr size_t kLargestFirstBuffer = 64 << 10;
+
 }  // namespace
 
-void Scanner::fail(const std::string& message, const char* at) const {
-  throw Reader::ScanException(message, locate(static_cast<size_t>(at - m_text)));
+Scanner::Scanner(std::streambuf* source) : m_source(source) {
+  const std::streamsize available = source != nullptr ? source->in_avail() : 0;
+  m_capacity = std::clamp(available > 0 ? static_cast<size_t>(available) + 1 : kLargestFirstBuffer,
+                          kSmallestBuffer, kLargestFirstBuffer);
+  m_buffer.reset(new char[m_capacity]);
+  m_ended = source == nullptr;
+}
+
+bool Scanner::refill() {
+  if (m_ended) return false;
+  const size_t dropped = m_keep - m_base;
+  if (dropped > 0) {
+    const char* begin = m_buffer.get();
+    for (const char* p = begin; (p = static_cast<const char*>(std::memchr(p, '\n', dropped - (p - begin))));) {
+      ++m_droppedLines;
+      m_droppedLineStart = offsetOf(++p);
+    }
+    std::memmove(m_buffer.get(), m_buffer.get() + dropped, m_limit - m_keep);
+    m_base = m_keep;
+  }
+  const size_t held = m_limit - m_base;
+  if (held == m_capacity) {
+    std::unique_ptr<char[]> grown(new char[m_capacity * 2]);
+    std::memcpy(grown.get(), m_buffer.get(), held);
+    m_buffer = std::move(grown);
+    m_capacity *= 2;
+  }
+  const std::streamsize got =
+      m_source->sgetn(m_buffer.get() + held, static_cast<std::streamsize>(m_capacity - held));
+  if (got <= 0) {
+    m_ended = true;
+    return false;
+  }
+  m_limit += static_cast<size_t>(got);
+  return true;
+}
+
+void Scanner::drain() {
+  if (m_ended) return;
+  char sink[4096];
+  while (m_source->sgetn(sink, sizeof sink) > 0) {
+  }
+  m_ended = true;
+}
+
+void Scanner::fail(const std::string& message, size_t offset) const {
+  throw Reader::ScanException(message, locate(offset));
 }
 
 Reader::Location Scanner::locate(size_t offset) const {
   Reader::Location location;
-  const char* stop = m_text + offset;
-  const char* lineStart = m_text;
-  unsigned int lines = 0;
-  for (const char* p = m_text;; ++p) {
-    p = static_cast<const char*>(std::memchr(p, '\n', static_cast<size_t>(stop - p)));
-    if (p == nullptr) break;
+  unsigned int lines = m_droppedLines;
+  size_t lineStart = m_droppedLineStart;
+  const char* begin = m_buffer.get();
+  const char* stop = at(offset);
+  for (const char* p = begin; (p = static_cast<const char*>(std::memchr(p, '\n', static_cast<size_t>(stop - p))));) {
     ++lines;
-    lineStart = p + 1;
+    lineStart = offsetOf(++p);
   }
   location.m_nLine = lines;
-  location.m_nLineOffset = static_cast<unsigned int>(stop - lineStart);
+  location.m_nLineOffset = static_cast<unsigned int>(offset - lineStart);
   location.m_nDocOffset = static_cast<unsigned int>(offset);
   return location;
 }
@@ -48,44 +97,57 @@ Reader::Location Scanner::locate(size_t offset) const {
 // Fails at the end of the text, or just past the first character that differs.
 void Scanner::expect(const char* expected, size_t length) {
   for (size_t i = 0; i < length; ++i) {
-    if (m_pos == m_end) fail(std::string("Expected string: ") + expected, m_pos);
-    if (*m_pos++ != expected[i]) fail(std::string("Expected string: ") + expected, m_pos);
+    if (m_pos == m_limit && !refill()) fail(std::string("Expected string: ") + expected, m_pos);
+    if (*at(m_pos++) != expected[i]) fail(std::string("Expected string: ") + expected, m_pos);
   }
 }
 
 void Scanner::scanString(Token& token) {
   ++m_pos;  // the opening quotation mark
-  const char* p = m_pos;
   bool escaped = false;
   for (;;) {
-    while (p != m_end && *p != '"' && *p != '\\') ++p;
-    if (p == m_end || *p == '"') break;
-    // A backslash as the very last character stays as it is; the missing closing
-    // quotation mark is the error then.
-    if (p + 1 == m_end) {
-      ++p;
+    const char* p = at(m_pos);
+    const char* end = at(m_limit);
+    while (p != end && *p != '"' && *p != '\\') ++p;
+    m_pos = offsetOf(p);
+    if (p == end) {
+      if (refill()) continue;
       break;
     }
-    switch (p[1]) {
+    if (*p == '"') break;
+    // A backslash as the very last character stays as it is; the missing closing
+    // quotation mark is the error then.
+    if (m_pos + 1 == m_limit && !refill()) {
+      ++m_pos;
+      break;
+    }
+    const char escape = *at(m_pos + 1);
+    switch (escape) {
       case '"': case '/': case '\\': case 'b': case 'f': case 'n': case 'r': case 't':
         break;
       default:
-        fail(std::string("Unrecognized escape sequence found in string: \\") + p[1], p + 2);
+        fail(std::string("Unrecognized escape sequence found in string: \\") + escape, m_pos + 2);
     }
     escaped = true;
-    p += 2;
+    m_pos += 2;
   }
-  m_pos = p;
   expect("\"", 1);
   token.escaped = escaped;
 }
 
 bool Scanner::next(Token& token) {
-  while (m_pos != m_end && classOf(*m_pos) == kSpace) ++m_pos;
-  if (m_pos == m_end) return false;
-  token.begin = static_cast<size_t>(m_pos - m_text);
+  for (;;) {
+    const char* p = at(m_pos);
+    const char* end = at(m_limit);
+    while (p != end && classOf(*p) == kSpace) ++p;
+    m_pos = offsetOf(p);
+    if (p != end) break;
+    if (!refill()) return false;
+  }
+  m_keep = m_pos;
+  token.begin = m_pos;
   token.escaped = false;
-  switch (*m_pos) {
+  switch (*at(m_pos)) {
     case '"':
       token.kind = TokenKind::kString;
       scanString(token);
@@ -130,26 +192,32 @@ bool Scanner::next(Token& token) {
     case '5': case '6': case '7': case '8': case '9':
       token.kind = TokenKind::kNumber;
       ++m_pos;
-      while (m_pos != m_end && classOf(*m_pos) == kNumberChar) ++m_pos;
+      for (;;) {
+        const char* p = at(m_pos);
+        const char* end = at(m_limit);
+        while (p != end && classOf(*p) == kNumberChar) ++p;
+        m_pos = offsetOf(p);
+        if (p != end || !refill()) break;
+      }
       break;
     default:
-      fail(std::string("Unexpected character in stream: ") + *m_pos, m_pos);
+      fail(std::string("Unexpected character in stream: ") + *at(m_pos), m_pos);
   }
-  token.end = static_cast<size_t>(m_pos - m_text);
+  token.end = m_pos;
   return true;
 }
 
 void Scanner::decode(const Token& token, std::string& out) const {
-  const char* p = m_text + token.begin + 1;
-  const char* end = m_text + token.end - 1;
+  const char* p = at(token.begin) + 1;
+  const char* end = at(token.end) - 1;
   if (!token.escaped) {
-    out.append(p, end);
+    out.append(p, static_cast<size_t>(end - p));
     return;
   }
   while (p != end) {
     const char* run = p;
     while (p != end && *p != '\\') ++p;
-    out.append(run, p);
+    out.append(run, static_cast<size_t>(p - run));
     if (p == end) break;
     char c = p[1];
     switch (c) {
@@ -179,7 +247,7 @@ std::string Scanner::text(const Token& token) const {
       return decoded;
     }
     default:
-      return std::string(m_text + token.begin, m_text + token.end);
+      return std::string(at(token.begin), at(token.end));
   }
 }
 

@@ -1,12 +1,16 @@
-// Cuts a document's text into tokens, one at a time. A token remembers only its
-// kind and where it lies in the text; its text, and for a string its decoded
-// content, are made from the source when asked for. Locations (line, line offset)
-// are worked out from a document offset only when an error needs them.
+// Cuts a document's text into tokens, one at a time, reading the stream a block at
+// a time. A token remembers only its kind and where it lies in the text; its text,
+// and for a string its decoded content, are made from the source when asked for,
+// which works for the latest token only: the text before it may be gone.
+// Locations (line, line offset) are worked out from a document offset only when an
+// error needs them.
 #pragma once
 
 #include <json/Reader.h>
 
 #include <cstddef>
+#include <memory>
+#include <streambuf>
 #include <string>
 
 namespace json {
@@ -35,30 +39,49 @@ struct Token {
 
 class Scanner {
  public:
-  Scanner(const char* text, size_t size) : m_text(text), m_pos(text), m_end(text + size) {}
+  // Reads from source to its end; null reads as an empty text.
+  explicit Scanner(std::streambuf* source);
 
   // The next token; false at the end of the text. Throws Reader::ScanException.
   bool next(Token& token);
 
-  // The token's text: the decoded content of a string, the characters as read of
-  // a number, the fixed text of the other kinds.
+  // The latest token's text: the decoded content of a string, the characters as
+  // read of a number, the fixed text of the other kinds.
   std::string text(const Token& token) const;
-  // Appends a string token's decoded content to out.
+  // Appends the latest token's decoded content (a string token) to out.
   void decode(const Token& token, std::string& out) const;
-  // The characters of a token as they stand in the document.
-  const char* data(const Token& token) const { return m_text + token.begin; }
+  // The characters of the latest token as they stand in the document.
+  const char* data(const Token& token) const { return at(token.begin); }
 
+  // The location of a document offset no earlier than the latest token's begin (or
+  // of the end of the text, once the end is reached).
   Reader::Location locate(size_t offset) const;
-  size_t size() const { return static_cast<size_t>(m_end - m_text); }
+  // The length of the text read so far (all of it once next() gave false).
+  size_t size() const { return m_limit; }
+  // Reads the rest of the source, unscanned.
+  void drain();
 
  private:
-  [[noreturn]] void fail(const std::string& message, const char* at) const;
+  char* at(size_t offset) const { return m_buffer.get() + (offset - m_base); }
+  size_t offsetOf(const char* p) const { return m_base + static_cast<size_t>(p - m_buffer.get()); }
+  // Makes more of the text available after m_limit, dropping what lies before
+  // m_keep; false at the end of the source.
+  bool refill();
+  [[noreturn]] void fail(const std::string& message, size_t offset) const;
   void expect(const char* expected, size_t length);
   void scanString(Token& token);
 
-  const char* m_text;
-  const char* m_pos;
-  const char* m_end;
+  std::streambuf* m_source;
+  std::unique_ptr<char[]> m_buffer;
+  size_t m_capacity;
+  size_t m_base = 0;   // document offset of m_buffer[0]
+  size_t m_limit = 0;  // document offset just past the text in the buffer
+  size_t m_pos = 0;    // next character to scan
+  size_t m_keep = 0;   // the latest token's begin: the text from here on stays
+  bool m_ended = false;
+  // Lines counted in the text already dropped.
+  unsigned int m_droppedLines = 0;
+  size_t m_droppedLineStart = 0;
 };
 
 }  // namespace json

@@ -1,0 +1,80 @@
+// The nodes a read makes live in blocks of their own. A document must still behave
+// as one built node by node: parts kept past the document, changed with nodes made
+// outside a read, and let go of on other threads than the reader's. The address
+// sanitizer run is what catches a node freed twice, too early or never.
+#include <gtest/gtest.h>
+
+#include <json/Reader.h>
+#include <json/Writer.h>
+
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "json/JsonTestSupport.h"
+
+using namespace json;
+using jsontest::read;
+using jsontest::write;
+
+namespace {
+
+// Enough records to fill several blocks.
+std::string records(size_t count) {
+  std::string text = "{\"records\":[";
+  for (size_t i = 0; i < count; ++i) {
+    if (i > 0) text += ',';
+    text += "{\"id\":" + std::to_string(i) + ",\"name\":\"record number " + std::to_string(i) +
+            "\",\"tags\":[true,null,\"t\"]}";
+  }
+  return text + "]}";
+}
+
+}  // namespace
+
+TEST(NodeMemoryTest, PartsOutliveTheirDocumentAndMixWithNodesMadeLater) {
+  UnknownElement kept;
+  Object members;
+  {
+    Object document = read(records(5000));
+    kept = std::move(document["records"][size_t(4321)]);
+    members = std::move(document["records"][size_t(7)].convertTo<Object>());
+    document["records"][size_t(1)]["extra"] = String("made outside a read");
+    std::thread([moved = std::move(document)]() mutable { moved = Object(); }).join();
+  }
+  kept["tags"][size_t(4)] = Number(2);
+  kept.convertTo<Object>().erase(kept.convertTo<Object>().find("name"));
+  members["tags"] = kept["tags"];
+  Object expected;
+  expected["id"] = Number(4321);
+  expected["tags"] = read("{\"t\":[true,null,\"t\",null,2]}")["t"];
+  EXPECT_EQ(kept, UnknownElement(expected));
+  EXPECT_EQ(write(members), "{\n\t\"id\" : 7,\n\t\"name\" : \"record number 7\",\n\t\"tags\" : [\n\t\ttrue,\n"
+                            "\t\tnull,\n\t\t\"t\",\n\t\tnull,\n\t\t2\n\t]\n}");
+}
+
+// Each thread reads documents and hands every other one to the next thread to free,
+// while the others read into blocks of their own.
+TEST(NodeMemoryTest, DocumentsReadOnOneThreadAreFreedOnAnother) {
+  const std::string text = records(800);
+  const Object reference = read(text);
+  constexpr int kThreads = 3, kRounds = 6;
+  std::vector<std::vector<Object>> handedOver(kThreads);
+  std::vector<int> equal(kThreads, 0);
+  std::vector<std::thread> readers;
+  for (int t = 0; t < kThreads; ++t) {
+    readers.emplace_back([&, t] {
+      for (int round = 0; round < kRounds; ++round) {
+        Object document = read(text);
+        equal[t] += document == reference ? 1 : 0;
+        if (round % 2 == 0) handedOver[t].push_back(std::move(document));
+      }
+    });
+  }
+  for (std::thread& reader : readers) reader.join();
+  std::vector<std::thread> freers;
+  for (int t = 0; t < kThreads; ++t) freers.emplace_back([&handedOver, t] { handedOver[(t + 1) % kThreads].clear(); });
+  for (std::thread& freer : freers) freer.join();
+  EXPECT_EQ(equal, std::vector<int>(kThreads, kRounds));
+}

@@ -62,7 +62,7 @@ class ScriptsTest : public ::testing::Test {
 }  // namespace
 
 TEST_F(ScriptsTest, HelpDescribesTheScriptAndDoesNothingElse) {
-  for (const std::string script : {"setup", "test", "demo", "fuzz"}) {
+  for (const std::string script : {"setup", "test", "demo", "fuzz", "bench"}) {
     for (const std::string arguments : {"--help", "-h"}) {
       const std::string shown = run(script, arguments);
       EXPECT_EQ(0u, shown.find("0|usage: scripts/" + script)) << shown;
@@ -86,6 +86,7 @@ TEST_F(ScriptsTest, WrongArgumentsAreRefusedBeforeAnythingRuns) {
       {"test", "--sanitize memory", "2||scripts/test: unknown sanitizer 'memory' (address or thread)\n"},
       {"test", "--sanitize", "2||scripts/test: --sanitize needs address or thread\n"},
       {"test", "--target", "2||scripts/test: --target needs a target name\n"},
+      {"bench", "--smoke --fast", "2||scripts/bench: unknown option '--fast'\nTry 'scripts/bench --help'.\n"},
   };
   for (const auto& c : cases) EXPECT_EQ(c.shown, run(c.script, c.arguments)) << c.script << " " << c.arguments;
   EXPECT_EQ("", readFile(calls()));

@@ -10,6 +10,7 @@
 #include <json/Visitor.h>
 
 #include <cstddef>
+#include <cstring>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -45,10 +46,25 @@ class NORVANE_API Writer : private ConstVisitor {
   void writeTabs();
   void writeString(const std::string& s);
   void endLine();
+  void emitLine();
+  bool plainStream() const;
+
+  // Room for `count` more characters at the end of the line being made.
+  char* room(size_t count) {
+    if (m_line.size() - m_used < count) m_line.resize(2 * (m_used + count));
+    return &m_line[m_used];
+  }
+  void put(const char* text, size_t count);
+  void put(char c) {
+    *room(1) = c;
+    ++m_used;
+  }
 
   std::ostream& m_ostr;
   int m_nTabDepth;
+  // The line being made is m_line[0, m_used); the string's size is the room.
   std::string m_line;
+  size_t m_used = 0;
   std::vector<OpenContainer> m_open;
 };
 

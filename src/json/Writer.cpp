@@ -1,6 +1,7 @@
 #include <json/Writer.h>
 
 #include <charconv>
+#include <cstring>
 
 namespace json {
 
@@ -10,23 +11,64 @@ void Writer::Write(const Object& object, std::ostream& ostr) {
   Writer writer(ostr);
   writer.Visit(object);
   writer.writeContainers();
-  ostr.write(writer.m_line.data(), static_cast<std::streamsize>(writer.m_line.size()));
+  writer.emitLine();
   ostr.flush();
+}
+
+void Writer::put(const char* text, size_t count) {
+  std::memcpy(room(count), text, count);
+  m_used += count;
+}
+
+// The stream's write() and flush() go through a sentry that has nothing to do for
+// a good stream with no tied stream, no unit buffering and no exceptions asked
+// for; the line then goes to the buffer directly, with the same result.
+bool Writer::plainStream() const {
+  return m_ostr.rdbuf() != nullptr && m_ostr.good() && m_ostr.tie() == nullptr &&
+         m_ostr.exceptions() == std::ios::goodbit && (m_ostr.flags() & std::ios::unitbuf) == 0;
 }
 
 // Text is gathered a line at a time and handed to the stream at each line end,
 // followed by a flush, so the stream sees every line as soon as it is complete.
 void Writer::endLine() {
-  m_line += '\n';
-  m_ostr.write(m_line.data(), static_cast<std::streamsize>(m_line.size()));
-  m_ostr.flush();
-  m_line.clear();
+  put('\n');
+  emitLine();
+  std::ostream& out = m_ostr;
+  if (plainStream()) {
+    try {
+      if (out.rdbuf()->pubsync() == -1) out.setstate(std::ios::badbit);
+    } catch (...) {
+      out.setstate(std::ios::badbit);
+    }
+  } else {
+    out.flush();
+  }
 }
 
-void Writer::writeTabs() { m_line.append(static_cast<size_t>(m_nTabDepth), '\t'); }
+// Hands the line made so far to the stream, as write() does.
+void Writer::emitLine() {
+  std::ostream& out = m_ostr;
+  const std::streamsize count = static_cast<std::streamsize>(m_used);
+  m_used = 0;
+  if (plainStream()) {
+    try {
+      if (out.rdbuf()->sputn(m_line.data(), count) != count) out.setstate(std::ios::badbit);
+    } catch (...) {
+      out.setstate(std::ios::badbit);
+    }
+  } else {
+    out.write(m_line.data(), count);
+  }
+}
+
+void Writer::writeTabs() {
+  const size_t count = static_cast<size_t>(m_nTabDepth);
+  std::memset(room(count), '\t', count);
+  m_used += count;
+}
 
 void Writer::writeString(const std::string& s) {
-  m_line += '"';
+  put('"');
   const char* p = s.data();
   const char* end = p + s.size();
   const char* run = p;
@@ -42,17 +84,22 @@ void Writer::writeString(const std::string& s) {
       case '\\': escape = "\\\\"; break;
       default: continue;
     }
-    m_line.append(run, static_cast<size_t>(p - run));
-    m_line.append(escape, 2);
+    put(run, static_cast<size_t>(p - run));
+    put(escape, 2);
     run = p + 1;
   }
-  m_line.append(run, static_cast<size_t>(end - run));
-  m_line += '"';
+  put(run, static_cast<size_t>(end - run));
+  put('"');
 }
 
-void Writer::Visit(const Null&) { m_line += "null"; }
+void Writer::Visit(const Null&) { put("null", 4); }
 
-void Writer::Visit(const Boolean& boolean) { m_line += boolean.Value() ? "true" : "false"; }
+void Writer::Visit(const Boolean& boolean) {
+  if (boolean.Value())
+    put("true", 4);
+  else
+    put("false", 5);
+}
 
 void Writer::Visit(const String& string) { writeString(string.Value()); }
 
@@ -60,7 +107,7 @@ void Writer::Visit(const UnsignedInteger& unsignedInteger) {
   m_ostr.precision(20);
   char buffer[32];
   std::to_chars_result result = std::to_chars(buffer, buffer + sizeof buffer, unsignedInteger);
-  m_line.append(buffer, static_cast<size_t>(result.ptr - buffer));
+  put(buffer, static_cast<size_t>(result.ptr - buffer));
 }
 
 // Twenty significant digits in the default (%g) notation, always in the C form
@@ -80,15 +127,15 @@ void Writer::Visit(const Number& number) {
     result = std::to_chars(buffer, buffer + sizeof buffer, static_cast<long long>(value));
   else
     result = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, 20);
-  m_line.append(buffer, static_cast<size_t>(result.ptr - buffer));
+  put(buffer, static_cast<size_t>(result.ptr - buffer));
 }
 
 void Writer::Visit(const Object& object) {
   if (object.empty()) {
-    m_line += "{}";
+    put("{}", 2);
     return;
   }
-  m_line += '{';
+  put('{');
   endLine();
   ++m_nTabDepth;
   m_open.push_back({&object, nullptr, object.begin(), Array::const_iterator(), false});
@@ -96,10 +143,10 @@ void Writer::Visit(const Object& object) {
 
 void Writer::Visit(const Array& array) {
   if (array.empty()) {
-    m_line += "[]";
+    put("[]", 2);
     return;
   }
-  m_line += '[';
+  put('[');
   endLine();
   ++m_nTabDepth;
   m_open.push_back({nullptr, &array, Object::const_iterator(), array.begin(), false});
@@ -113,7 +160,7 @@ void Writer::writeContainers() {
     const bool atEnd = open.object != nullptr ? open.nextMember == open.object->end()
                                               : open.nextElement == open.array->end();
     if (open.lineOpen) {
-      if (!atEnd) m_line += ',';
+      if (!atEnd) put(',');
       endLine();
       open.lineOpen = false;
     }
@@ -122,7 +169,7 @@ void Writer::writeContainers() {
       m_open.pop_back();
       --m_nTabDepth;
       writeTabs();
-      m_line += closing;
+      put(closing);
       continue;
     }
     open.lineOpen = true;
@@ -130,7 +177,7 @@ void Writer::writeContainers() {
     if (open.object != nullptr) {
       const Object::Member& member = *open.nextMember++;
       writeString(member.name);
-      m_line += " : ";
+      put(" : ", 3);
       member.element.Accept(*this);  // may open a container: `open` is stale from here
     } else {
       const UnknownElement& element = *open.nextElement++;

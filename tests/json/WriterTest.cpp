@@ -2,6 +2,7 @@
 
 #include <json/Writer.h>
 
+#include <algorithm>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -74,4 +75,49 @@ TEST(WriterTest, FlushesAfterEachLineAndAtTheEnd) {
       "{\n\t\"a\" : 1,\n\t\"b\" : {\n\t\t\"c\" : null\n\t}\n}",
   };
   EXPECT_EQ(recorder.flushes, expected);
+}
+
+// The writer keeps the stream's own rules: a failed stream takes nothing and is
+// not marked bad; a short write marks it bad and ends the output; a tied stream is
+// flushed before each write and each flush; unit buffering syncs after each write
+// and after each flush.
+TEST(WriterTest, StreamStateTiedStreamsAndUnitBufferingAreRespected) {
+  Object object;
+  object["a"] = Number(1);
+  object["b"] = Null();  // three line ends, then the last line: 4 writes, 4 flushes
+
+  jsontest::RecordingBuffer failedSink(true);
+  std::ostream failed(&failedSink);
+  failed.setstate(std::ios::failbit);
+  Writer::Write(object, failed);
+  EXPECT_EQ(failedSink.count, 0u);
+  EXPECT_EQ(failed.rdstate(), std::ios::failbit);
+
+  struct ShortSink : std::streambuf {
+    std::string written;
+    std::streamsize xsputn(const char* s, std::streamsize n) override {
+      const std::streamsize taken = std::min<std::streamsize>(n, 6 - static_cast<std::streamsize>(written.size()));
+      written.append(s, static_cast<size_t>(taken));
+      return taken;
+    }
+  } shortSink;
+  std::ostream shortStream(&shortSink);
+  Writer::Write(object, shortStream);
+  EXPECT_EQ(shortSink.written, "{\n\t\"a\"");
+  EXPECT_EQ(shortStream.rdstate(), std::ios::badbit | std::ios::failbit);
+
+  jsontest::RecordingBuffer tiedSink(true), sink(true);
+  std::ostream tied(&tiedSink), out(&sink);
+  out.tie(&tied);
+  Writer::Write(object, out);
+  EXPECT_EQ(tiedSink.flushes.size(), 8u);
+  EXPECT_EQ(sink.flushes.size(), 4u);
+  EXPECT_EQ(sink.written, "{\n\t\"a\" : 1,\n\t\"b\" : null\n}");
+
+  jsontest::RecordingBuffer unitSink(true);
+  std::ostream unit(&unitSink);
+  unit.setf(std::ios::unitbuf);
+  Writer::Write(object, unit);
+  EXPECT_EQ(unitSink.flushes.size(), 12u);  // flush() syncs twice
+  EXPECT_TRUE(unit.good());
 }

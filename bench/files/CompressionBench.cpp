@@ -1,7 +1,7 @@
 // Packs about 200 MB of mixed files (log-like text, random bytes, sparse blocks,
-// many small files) into one archive three ways in one run: utils::Compression
-// (minizip, zlib's default level), the `zip` command at its default level, and
-// libzip with deflate at its default level. Prints MB/s of input, the size of each
+// many small files) into one archive in one run: utils::Compression (zlib's default
+// level, entries deflated on every core), the same on one thread, the `zip` command
+// at its default level, and libzip with deflate at its default level. Prints MB/s of input, the size of each
 // archive, and at the end our speed and archive size relative to each peer.
 #include <benchmark/benchmark.h>
 
@@ -18,10 +18,12 @@
 
 #include <unistd.h>
 
+#include <minizip/zip.h>
 #include <utils/Compression.h>
 
 #include "BenchSmoke.h"
 #include "files/LibzipPacker.h"
+#include "utils/ZipPacking.h"
 
 namespace {
 
@@ -142,6 +144,16 @@ void BM_Compression(benchmark::State& state) {
   });
 }
 
+// The same archive made on the calling thread alone, minizip deflating each entry.
+void BM_CompressionOneThread(benchmark::State& state) {
+  measure(state, "norvane-1thread", [](const Corpus& c, const std::string& archive) {
+    zipFile handle = zipOpen(archive.c_str(), APPEND_STATUS_CREATE);
+    if (handle == nullptr) return false;
+    const bool all = utils::packFiles(handle, c.files, 0);
+    return zipClose(handle, nullptr) == ZIP_OK && all;
+  });
+}
+
 void BM_ZipCommand(benchmark::State& state) {
   measure(state, "zip-command", [](const Corpus& c, const std::string& archive) {
     // Relative names from the report directory, as our entries are; the list goes
@@ -166,7 +178,10 @@ void BM_Libzip(benchmark::State& state) {
 
 void registerAll() {
   const std::pair<const char*, void (*)(benchmark::State&)> all[] = {
-      {"BM_Compression", BM_Compression}, {"BM_ZipCommand", BM_ZipCommand}, {"BM_Libzip", BM_Libzip}};
+      {"BM_Compression", BM_Compression},
+      {"BM_CompressionOneThread", BM_CompressionOneThread},
+      {"BM_ZipCommand", BM_ZipCommand},
+      {"BM_Libzip", BM_Libzip}};
   for (const auto& [name, fn] : all) {
     benchmark::RegisterBenchmark(name, fn)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(g_smoke ? 1 : 2);
   }
@@ -176,10 +191,10 @@ void printSummary() {
   const Corpus& c = corpus();
   const double inputMb = static_cast<double>(c.bytes) / (1024.0 * 1024.0);
   std::printf("\ninput: %zu files, %.1f MB\n", c.files.size(), inputMb);
-  std::printf("%-12s %10s %12s %8s\n", "packer", "MB/s", "archive MB", "ratio");
+  std::printf("%-16s %10s %12s %8s\n", "packer", "MB/s", "archive MB", "ratio");
   for (const auto& [name, r] : results()) {
     if (r.bestSeconds == 0) continue;
-    std::printf("%-12s %10.1f %12.1f %8.3f\n", name.c_str(), inputMb / r.bestSeconds,
+    std::printf("%-16s %10.1f %12.1f %8.3f\n", name.c_str(), inputMb / r.bestSeconds,
                 static_cast<double>(r.archiveBytes) / (1024.0 * 1024.0),
                 static_cast<double>(r.archiveBytes) / static_cast<double>(c.bytes));
   }
@@ -187,9 +202,10 @@ void printSummary() {
   if (ours == results().end() || ours->second.bestSeconds == 0) return;
   for (const auto& [name, r] : results()) {
     if (name == "norvane" || r.bestSeconds == 0) continue;
-    std::printf("norvane vs %-12s speed x%.2f, archive size x%.3f\n", name.c_str(),
+    std::printf("norvane vs %-16s speed x%.2f, archive size x%.3f%s\n", name.c_str(),
                 r.bestSeconds / ours->second.bestSeconds,
-                static_cast<double>(ours->second.archiveBytes) / static_cast<double>(r.archiveBytes));
+                static_cast<double>(ours->second.archiveBytes) / static_cast<double>(r.archiveBytes),
+                name == "zip-command" ? "   (speed goal x1.80 on 2 cores)" : "");
   }
 }
 

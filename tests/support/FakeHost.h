@@ -9,8 +9,9 @@
 //   fake.plugins.add("libx.so", {{"getHelperInstance", reinterpret_cast<void*>(&entry)}});
 //   ... utils::System::get_instance()->... ; then look at fake.events.records ...
 //
-// Clock, files, machine store, random source and process locks stay the real ones,
-// so the logger and the settings work as usual. A fresh fake is a 64-bit Debian
+// Clock (but for second 0, see SecondZeroFreeHost.h), files, machine store, random
+// source and process locks stay the real ones, so the logger and the settings work
+// as usual. A fresh fake is a 64-bit Debian
 // host named "fakehost" with no network interface, no name that resolves, no
 // library, and an event log that takes every record.
 #pragma once
@@ -25,6 +26,7 @@
 #include "platform/Host.h"
 #include "support/FakeDisks.h"
 #include "support/FakeServiceManager.h"
+#include "support/SecondZeroFreeHost.h"
 
 namespace testsupport {
 
@@ -150,7 +152,7 @@ class FakeHost : public platform::Host {
   platform::Network& network() override { return net; }
   platform::ServiceManager& serviceManager() override { return services; }
   platform::Disks& disks() override { return drives; }
-  platform::Clock& clock() override { return platform::posixHost().clock(); }
+  platform::Clock& clock() override { return secondZeroFreeClock(); }
   platform::FileSystem& fileSystem() override { return platform::posixHost().fileSystem(); }
   platform::MachineStore& machineStore() override { return platform::posixHost().machineStore(); }
   std::unique_ptr<platform::ProcessLock> openProcessLock(const std::string& name) override {

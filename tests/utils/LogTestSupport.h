@@ -26,6 +26,7 @@
 #include "platform/Host.h"
 #include "platform/MachineStore.h"
 #include "support/ChildProcess.h"
+#include "support/SecondZeroFreeHost.h"
 #include "support/TempInstallation.h"
 #include "utils/ConcurrencyTestSupport.h"
 
@@ -63,41 +64,15 @@ class Installation {
   testsupport::TempInstallation m_installation;
 };
 
-// The real host, except that its clock never shows a seconds field of 0. A process
-// whose first line falls in second 0 writes no stamp, and the next lines of that
-// second keep the first 15 characters of the line before, its thread id and part of
-// its banner ("<id> | Crit<id> | Error     : ..."). That is the logger's defined
-// behaviour, tested with a scripted clock; with the real clock it would fail any
-// test that reads lines, one run in sixty.
-class SecondZeroFreeHost : public platform::Host, public platform::Clock {
- public:
-  platform::LocalTime localTime() override {
-    platform::LocalTime time = real().clock().localTime();
-    if (time.second == 0) time.second = 1;
-    return time;
-  }
-  std::uint64_t currentThreadId() override { return real().clock().currentThreadId(); }
-  platform::Clock& clock() override { return *this; }
-  platform::FileSystem& fileSystem() override { return real().fileSystem(); }
-  platform::MachineStore& machineStore() override { return real().machineStore(); }
-  std::unique_ptr<platform::ProcessLock> openProcessLock(const std::string& name) override {
-    return real().openProcessLock(name);
-  }
-
- private:
-  static platform::Host& real() { return platform::posixHost(); }
-};
-
 // In the child: a hang becomes a failure, the child never outlives its test (a
 // left-over holder of the machine-wide log lock would stall every other log test),
 // the process uses the store named by its first argument, and its clock skips
-// second 0 (both for the whole process: never destroyed, the logger writes at exit).
+// second 0.
 inline void enterChild(const std::vector<std::string>& args, unsigned int seconds = 60) {
   alarm(seconds);
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   platform::setMachineStoreRoot(args.at(0));
-  static platform::ScopedHost* const scoped = new platform::ScopedHost(*new SecondZeroFreeHost());
-  (void)scoped;
+  testsupport::useSecondZeroFreeHostForGood();
 }
 // A child routine (see NORVANE_CHILD) that enters the child state first.
 #define LOG_CHILD(name)                                                          \

@@ -2,11 +2,8 @@
 
 #include <utils/Log.h>
 
-#include <chrono>
-#include <ctime>
 #include <map>
 #include <regex>
-#include <thread>
 
 #include "support/ChildProcess.h"
 #include "support/TempInstallation.h"
@@ -101,15 +98,6 @@ NORVANE_CHILD(auth_case) {
   systemtest::InstallationEnvironment::s_logPath = installation.home() + "/logs/norvane.txt";
   const auto found = authtest::cases().find(args[0]);
   if (found == authtest::cases().end()) return 3;
-  // A process's first log line in second 0 of a minute has no stamp, and the lines
-  // after it in that second reuse its head as theirs; start the log elsewhere.
-  for (;;) {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    if (local.tm_sec != 0) break;
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  }
   utils::log_info("case %1%") % args[0];
   testsupport::ScopedFakeAuthHost fake;
   authtest::g_mark = std::make_unique<systemtest::LogMark>();

@@ -18,7 +18,6 @@
 #include <type_traits>
 #include <vector>
 
-#include "support/SecondZeroFreeHost.h"
 #include "support/TempInstallation.h"
 
 namespace conversiontest {
@@ -29,7 +28,6 @@ class InstallationEnvironment : public testing::Environment {
     m_installation = std::make_unique<testsupport::TempInstallation>();
     m_installation->registerHome();
     m_installation->useStore();
-    testsupport::useSecondZeroFreeHostForGood();  // log lines read with their stamps
   }
   void TearDown() override { m_installation.reset(); }
 

@@ -26,7 +26,6 @@
 #include "platform/Host.h"
 #include "platform/MachineStore.h"
 #include "support/ChildProcess.h"
-#include "support/SecondZeroFreeHost.h"
 #include "support/TempInstallation.h"
 #include "utils/ConcurrencyTestSupport.h"
 
@@ -66,13 +65,11 @@ class Installation {
 
 // In the child: a hang becomes a failure, the child never outlives its test (a
 // left-over holder of the machine-wide log lock would stall every other log test),
-// the process uses the store named by its first argument, and its clock skips
-// second 0.
+// and the process uses the store named by its first argument.
 inline void enterChild(const std::vector<std::string>& args, unsigned int seconds = 60) {
   alarm(seconds);
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   platform::setMachineStoreRoot(args.at(0));
-  testsupport::useSecondZeroFreeHostForGood();
 }
 // A child routine (see NORVANE_CHILD) that enters the child state first.
 #define LOG_CHILD(name)                                                          \

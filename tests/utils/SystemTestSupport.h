@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "support/FakeHost.h"
-#include "support/SecondZeroFreeHost.h"
 #include "support/TempInstallation.h"
 
 namespace systemtest {
@@ -26,7 +25,6 @@ class InstallationEnvironment : public testing::Environment {
     m_installation->registerHome();
     m_installation->writeConfig("log_level = 255\nlog_cache_mode = 0\nprivate_ip_range = 10\n");
     m_installation->useStore();
-    testsupport::useSecondZeroFreeHostForGood();
     s_logPath = m_installation->home() + "/logs/norvane.txt";
   }
   void TearDown() override { m_installation.reset(); }

@@ -135,7 +135,7 @@ void formatted_log_t::checkArgumentCount() const {
 void formatted_log_t::appendArgument(const char* text, std::size_t length) {
   if (length > kArgumentLimit) length = kArgumentLimit;
   reserve(m_used + length);
-  std::memcpy(m_text + m_used, text, length);
+  if (length != 0) std::memcpy(m_text + m_used, text, length);  // text may be null when empty
   m_used += static_cast<std::uint32_t>(length);
   m_argumentEnd[m_fed++] = m_used;
 }

@@ -11,6 +11,8 @@
 #include <openssl/evp.h>
 #include <unistd.h>
 
+#include "BenchSmoke.h"
+
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -141,6 +143,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
 int main(int argc, char** argv) {
   BenchInstallation installation;
   g_installation = &installation;
+  benchsmoke::takeSmokeFlag(argc, argv);  // each call once: the figures are seconds long anyway
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   RatioReporter reporter;

@@ -1,6 +1,7 @@
 #include <json/Reader.h>
 
 #include <charconv>
+#include <cstring>
 #include <locale>
 #include <memory>
 #include <sstream>
@@ -103,11 +104,11 @@ class Reader::Parser {
     std::unique_ptr<std::unordered_set<std::string_view>> names;
   };
 
+  // m_next keeps the latest token the scanner gave after it has been taken.
   const Token* peek() {
     if (!m_hasNext) {
       if (!m_scanner.next(m_next)) return nullptr;
       m_hasNext = true;
-      m_last = m_next;
       m_hasLast = true;
     }
     return &m_next;
@@ -122,13 +123,13 @@ class Reader::Parser {
         size_t end = m_scanner.size();
         throw ParseException("Unexpected end of token stream", m_scanner.locate(end), m_scanner.locate(end));
       }
-      fail("Unexpected end of token stream", m_last);
+      fail("Unexpected end of token stream", m_next);
     }
     return *token;
   }
 
-  Token take(TokenKind kind) {
-    Token token = peekOrFail();
+  const Token& take(TokenKind kind) {
+    const Token& token = peekOrFail();
     m_hasNext = false;
     if (token.kind != kind) fail("Unexpected token: " + m_scanner.text(token), token);
     return token;
@@ -163,7 +164,7 @@ class Reader::Parser {
 
   // Parses into a fresh null element; a container only opens a frame here.
   void parseElement(UnknownElement& element) {
-    const Token token = peekOrFail();
+    const Token& token = peekOrFail();
     switch (token.kind) {
       case TokenKind::kObjectBegin: {
         m_hasNext = false;
@@ -212,8 +213,11 @@ class Reader::Parser {
     const std::string& name = members.back().name;
     if (members.size() <= kLinearNameSearch) {
       auto last = std::prev(members.end());
+      const size_t length = name.size();
       for (auto it = members.begin(); it != last; ++it) {
-        if (it->name == name) return true;
+        const std::string& other = it->name;
+        if (other.size() == length && (length == 0 || (other[0] == name[0] && std::memcmp(other.data(), name.data(), length) == 0)))
+          return true;
       }
       return false;
     }
@@ -287,7 +291,6 @@ class Reader::Parser {
   Scanner m_scanner;
   Token m_next{};
   bool m_hasNext = false;
-  Token m_last{};
   bool m_hasLast = false;
   Object& m_root;
   const size_t m_rootSize;

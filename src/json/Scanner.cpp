@@ -135,7 +135,7 @@ void Scanner::scanString(Token& token) {
   token.escaped = escaped;
 }
 
-bool Scanner::next(Token& token) {
+bool Scanner::nextToken(Token& token) {
   for (;;) {
     const char* p = at(m_pos);
     const char* end = at(m_limit);

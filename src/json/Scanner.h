@@ -43,7 +43,34 @@ class Scanner {
   explicit Scanner(std::streambuf* source);
 
   // The next token; false at the end of the text. Throws Reader::ScanException.
-  bool next(Token& token);
+  // The common one-character tokens are cut here, inline; the rest, and the end
+  // of the buffered text, go to nextToken.
+  bool next(Token& token) {
+    const char* p = at(m_pos);
+    const char* const end = at(m_limit);
+    while (p != end && isSpace(*p)) ++p;
+    if (p != end) {
+      TokenKind kind;
+      switch (*p) {
+        case ',': kind = TokenKind::kNextElement; break;
+        case ':': kind = TokenKind::kMemberAssign; break;
+        case '[': kind = TokenKind::kArrayBegin; break;
+        case ']': kind = TokenKind::kArrayEnd; break;
+        case '{': kind = TokenKind::kObjectBegin; break;
+        case '}': kind = TokenKind::kObjectEnd; break;
+        default: m_pos = offsetOf(p); return nextToken(token);
+      }
+      m_pos = offsetOf(p);
+      m_keep = m_pos;
+      token.kind = kind;
+      token.escaped = false;
+      token.begin = m_pos;
+      token.end = ++m_pos;
+      return true;
+    }
+    m_pos = offsetOf(p);
+    return nextToken(token);
+  }
 
   // The latest token's text: the decoded content of a string, the characters as
   // read of a number, the fixed text of the other kinds.
@@ -62,6 +89,9 @@ class Scanner {
   void drain();
 
  private:
+  // White space as isspace sees it in the C locale.
+  static bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+  bool nextToken(Token& token);
   char* at(size_t offset) const { return m_buffer.get() + (offset - m_base); }
   size_t offsetOf(const char* p) const { return m_base + static_cast<size_t>(p - m_buffer.get()); }
   // Makes more of the text available after m_limit, dropping what lies before

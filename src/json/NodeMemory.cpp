@@ -14,28 +14,13 @@
 
 namespace json {
 
-// A block of nodes. Every node in it is preceded by the block's address; a node
-// from the heap is preceded by null instead.
-struct ReadArena::Block {
-  // Nodes still alive, plus kFilling while the arena still fills the block: the
-  // count can reach zero only once the arena has left it.
-  std::atomic<std::int64_t> live;
-  std::int64_t made;
-  char* next;
-  char* end;
-};
-
 namespace {
 
 constexpr std::int64_t kFilling = std::int64_t(1) << 62;
-constexpr std::size_t kHeader = sizeof(void*);
-// Every block has this size, header included, so that any can serve again for any
-// read; small enough to come from the heap proper rather than from a mapping of
-// its own.
-constexpr std::size_t kBlockBytes = 64 << 10;
+constexpr std::size_t kHeader = ReadArena::kHeader;
+constexpr std::size_t kBlockBytes = ReadArena::kBlockBytes;
 constexpr std::size_t kBlockRoom = kBlockBytes - sizeof(ReadArena::Block);
-// Bigger nodes (the map of a very long array) come from the heap.
-constexpr std::size_t kLargestArenaNode = kBlockRoom / 4;
+constexpr std::size_t kLargestArenaNode = ReadArena::kLargestNode;
 
 thread_local ReadArena* t_arena = nullptr;
 
@@ -120,12 +105,10 @@ ReadArena::~ReadArena() {
   t_arena = m_previous;
 }
 
-void* ReadArena::allocate(std::size_t size) {
+void* ReadArena::allocateInNewBlock(std::size_t size) {
   const std::size_t needed = kHeader + roundUp(size);
   if (needed > kLargestArenaNode) return nullptr;
-  if (m_block == nullptr || static_cast<std::size_t>(m_block->end - m_block->next) < needed) {
-    if (!startBlock()) return nullptr;
-  }
+  if (!startBlock()) return nullptr;
   char* at = m_block->next;
   m_block->next += needed;
   ++m_block->made;

@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string_view>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "json/ReadArena.h"
@@ -73,7 +74,8 @@ constexpr size_t kLinearNameSearch = 24;
 // rather than on the machine's stack, so depth is bounded by memory only.
 class Reader::Parser {
  public:
-  Parser(std::streambuf* source, Object& root) : m_scanner(source), m_root(root), m_rootSize(root.size()) {}
+  Parser(std::streambuf* source, Object& root, ReadArena& arena)
+      : m_scanner(source), m_arena(arena), m_root(root), m_rootSize(root.size()) {}
 
   void run() {
     try {
@@ -105,6 +107,21 @@ class Reader::Parser {
   };
 
   // m_next keeps the latest token the scanner gave after it has been taken.
+  // An element made in the read's arena directly, as operator new would make it
+  // there, without looking the arena up for each.
+  template <typename ElementTypeT, typename... Args>
+  UnknownElement::Imp* make(Args&&... args) {
+    using Imp = UnknownElement::Imp_T<ElementTypeT>;
+    void* memory = m_arena.allocate(sizeof(Imp));
+    if (memory == nullptr) return new Imp(std::forward<Args>(args)...);
+    try {
+      return ::new (memory) Imp(std::forward<Args>(args)...);
+    } catch (...) {
+      NodeMemory::deallocate(memory, sizeof(Imp));
+      throw;
+    }
+  }
+
   const Token* peek() {
     if (!m_hasNext) {
       if (!m_scanner.next(m_next)) return nullptr;
@@ -155,7 +172,7 @@ class Reader::Parser {
   }
 
   void openArray(UnknownElement& element) {
-    auto* imp = new UnknownElement::Imp_T<Array>();
+    auto* imp = static_cast<UnknownElement::Imp_T<Array>*>(make<Array>());
     element.m_pImp = imp;
     const Token* next = peek();
     m_frames.push_back({nullptr, &imp->m_Element, next != nullptr && next->kind != TokenKind::kArrayEnd, false,
@@ -168,7 +185,7 @@ class Reader::Parser {
     switch (token.kind) {
       case TokenKind::kObjectBegin: {
         m_hasNext = false;
-        auto* imp = new UnknownElement::Imp_T<Object>();
+        auto* imp = static_cast<UnknownElement::Imp_T<Object>*>(make<Object>());
         element.m_pImp = imp;
         openObject(imp->m_Element);
         break;
@@ -179,7 +196,7 @@ class Reader::Parser {
         break;
       case TokenKind::kString: {
         m_hasNext = false;
-        auto* imp = new UnknownElement::Imp_T<String>();
+        auto* imp = static_cast<UnknownElement::Imp_T<String>*>(make<String>());
         element.m_pImp = imp;
         m_scanner.decode(token, imp->m_Element.Value());
         break;
@@ -190,12 +207,12 @@ class Reader::Parser {
         char badChar = 0;
         if (!readNumber(m_scanner.data(token), token.end - token.begin, value, badChar))
           fail(std::string("Unexpected character in NUMBER token: ") + badChar, token);
-        element.m_pImp = new UnknownElement::Imp_T<Number>(Number(value));
+        element.m_pImp = make<Number>(Number(value));
         break;
       }
       case TokenKind::kBoolean:
         m_hasNext = false;
-        element.m_pImp = new UnknownElement::Imp_T<Boolean>(Boolean(*m_scanner.data(token) == 't'));
+        element.m_pImp = make<Boolean>(Boolean(*m_scanner.data(token) == 't'));
         break;
       case TokenKind::kNull:
         m_hasNext = false;
@@ -289,6 +306,7 @@ class Reader::Parser {
   }
 
   Scanner m_scanner;
+  ReadArena& m_arena;
   Token m_next{};
   bool m_hasNext = false;
   bool m_hasLast = false;
@@ -302,7 +320,7 @@ void Reader::Read(Object& object, std::istream& istr) {
   // A stream that is already failed reads as empty.
   std::streambuf* source = istr.good() ? istr.rdbuf() : nullptr;
   ReadArena arena;
-  Parser parser(source, object);
+  Parser parser(source, object, arena);
   try {
     parser.run();
   } catch (...) {

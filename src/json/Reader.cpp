@@ -106,7 +106,6 @@ class Reader::Parser {
     std::unique_ptr<std::unordered_set<std::string_view>> names;
   };
 
-  // m_next keeps the latest token the scanner gave after it has been taken.
   // An element made in the read's arena directly, as operator new would make it
   // there, without looking the arena up for each.
   template <typename ElementTypeT, typename... Args>
@@ -122,6 +121,7 @@ class Reader::Parser {
     }
   }
 
+  // m_next keeps the latest token the scanner gave even after it has been taken.
   const Token* peek() {
     if (!m_hasNext) {
       if (!m_scanner.next(m_next)) return nullptr;

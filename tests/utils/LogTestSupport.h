@@ -26,6 +26,7 @@
 #include "platform/Host.h"
 #include "platform/MachineStore.h"
 #include "support/ChildProcess.h"
+#include "support/SecondZeroFreeHost.h"
 #include "support/TempInstallation.h"
 #include "utils/ConcurrencyTestSupport.h"
 
@@ -159,7 +160,8 @@ class TestHost : public platform::Host, public platform::Clock, public platform:
       m_times.pop_front();
       m_scripted = true;
     }
-    return m_scripted ? m_last : real().clock().localTime();
+    // Unscripted, the clock of every test process: one that skips second 0.
+    return m_scripted ? m_last : testsupport::secondZeroFreeClock().localTime();
   }
   std::uint64_t currentThreadId() override { return real().clock().currentThreadId(); }
   bool listDirectory(const std::string& dir, std::vector<platform::DirectoryEntry>& out) override {

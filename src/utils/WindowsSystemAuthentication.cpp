@@ -21,6 +21,17 @@ int machineName(std::string& name) {
   return 0;
 }
 
+// Both password logins begin by asking for the machine's name; without it there is
+// no login. False (with the code kept and logged) when it cannot be had.
+bool machineNameKnown(int& errorCode) {
+  std::string machine;
+  const int status = machineName(machine);
+  if (status == 0) return true;
+  errorCode = status;
+  log_always("GetComputerName() fails with error code '%1%'") % status;
+  return false;
+}
+
 }  // namespace authentication
 
 bool WindowsSystem::authenticate(const std::string& userName, const std::string& password,
@@ -45,14 +56,8 @@ bool WindowsSystem::authenticate(const std::string& userName, const std::string&
                                  std::string&, AccessLevel_& level, int& errorCode, std::string& errorMessage) const {
   log_function_entry("utils::WindowsSystem::authenticate");
   bool result = false;
-  std::string machine;
   // The name plays no part in a domain login, but without it there is none.
-  const int nameStatus = authentication::machineName(machine);
-  if (nameStatus != 0) {
-    errorCode = nameStatus;
-    log_always("GetComputerName() fails with error code '%1%'") % nameStatus;
-    return result;
-  }
+  if (!authentication::machineNameKnown(errorCode)) return result;
   // sssd and winbind know a domain's users as "user@domain".
   authentication::LogonToken token{userName + "@" + domain};
   std::string text;
@@ -77,13 +82,7 @@ bool WindowsSystem::authenticate(const std::string& userName, const std::string&
                                  AccessLevel_& level, int& errorCode, std::string& errorMessage) const {
   log_function_entry("utils::WindowsSystem::authenticate");
   bool result = false;
-  std::string machine;
-  const int nameStatus = authentication::machineName(machine);
-  if (nameStatus != 0) {
-    errorCode = nameStatus;
-    log_always("GetComputerName() fails with error code '%1%'") % nameStatus;
-    return result;
-  }
+  if (!authentication::machineNameKnown(errorCode)) return result;
   // The machine's name in place of a domain means local accounts only: the local
   // service stacks pam_unix alone.
   std::string text;

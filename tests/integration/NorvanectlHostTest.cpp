@@ -17,10 +17,8 @@ namespace {
 struct Installation : testsupport::TempInstallation {
   Installation() { registerHome(); }
   // "exit|out|err" of norvanectl on this installation's store.
-  std::string ctl(std::vector<std::string> args) const {
-    args.insert(args.begin(), {"--store-root", storeRoot()});
-    const testsupport::ToolResult run = testsupport::runTool(NORVANECTL_PATH, args);
-    return std::to_string(run.exitCode) + "|" + run.out + "|" + run.err;
+  std::string ctl(const std::vector<std::string>& args) const {
+    return testsupport::shown(testsupport::runCtl(NORVANECTL_PATH, storeRoot(), args));
   }
 };
 

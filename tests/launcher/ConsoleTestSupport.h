@@ -73,6 +73,6 @@ struct ConsoleHome : testsupport::TempInstallation {
 };
 
 // "exit code|standard output|standard error" in one text.
-inline std::string shown(const ToolResult& run) { return std::to_string(run.exitCode) + "|" + run.out + "|" + run.err; }
+using testsupport::shown;
 
 }  // namespace consoletest

@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include "support/TempInstallation.h"
+#include "support/ToolRun.h"
 
 using testsupport::readFile;
 using testsupport::TempInstallation;
@@ -21,29 +22,13 @@ using testsupport::writeFile;
 
 namespace {
 
-struct CtlRun {
-  int exitCode = -1;
-  std::string out, err;
-};
-
-std::string quoted(const std::string& word) {
-  std::string text = "'";
-  for (char c : word) text += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return text + "'";
-}
+using CtlRun = testsupport::ToolResult;
+using testsupport::shown;
 
 // norvanectl --store-root <store> ARGS, standard input from `input`.
 CtlRun ctl(const TempInstallation& installation, const std::vector<std::string>& args, const std::string& input = "") {
-  std::string command = quoted(NORVANECTL_PATH) + " --store-root " + quoted(installation.storeRoot());
-  for (const std::string& arg : args) command += " " + quoted(arg);
-  const std::string in = installation.root() + "/ctl.in", out = installation.root() + "/ctl.out",
-                    err = installation.root() + "/ctl.err";
-  writeFile(in, input);
-  const int status = std::system((command + " <" + quoted(in) + " >" + quoted(out) + " 2>" + quoted(err)).c_str());
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(out), readFile(err)};
+  return testsupport::runCtl(NORVANECTL_PATH, installation.storeRoot(), args, input);
 }
-
-std::string shown(const CtlRun& run) { return std::to_string(run.exitCode) + "|" + run.out + "|" + run.err; }
 
 struct Installed : TempInstallation {
   Installed() {

@@ -20,4 +20,21 @@ ToolResult runTool(const std::string& program, const std::vector<std::string>& a
 // seconds is ended by SIGALRM (exitCode -1), so a hang fails instead of stalling.
 ToolResult runTool(const std::string& program, const std::vector<std::string>& args, const std::string& input);
 
+// norvanectl (at `program`) run with --store-root `storeRoot` before `args`, standard
+// input from /dev/null or from `input`.
+inline ToolResult runCtl(const std::string& program, const std::string& storeRoot, std::vector<std::string> args) {
+  args.insert(args.begin(), {"--store-root", storeRoot});
+  return runTool(program, args);
+}
+inline ToolResult runCtl(const std::string& program, const std::string& storeRoot, std::vector<std::string> args,
+                         const std::string& input) {
+  args.insert(args.begin(), {"--store-root", storeRoot});
+  return runTool(program, args, input);
+}
+
+// "exit|out|err": one string to compare a whole run with.
+inline std::string shown(const ToolResult& run) {
+  return std::to_string(run.exitCode) + "|" + run.out + "|" + run.err;
+}
+
 }  // namespace testsupport

@@ -1,5 +1,7 @@
 #include "json/ElementTree.h"
 
+#include "json/ReadArena.h"
+
 #include <json/Array.h>
 #include <json/Object.h>
 
@@ -38,19 +40,6 @@ class KindProbe : public ConstVisitor {
   const Object* object = nullptr;
   const Array* array = nullptr;
 };
-
-// Lets go of a child of a container being deleted: a non-empty container is cut
-// loose and left to the caller's loop, anything else is deleted at once.
-void detachChild(UnknownElement::Imp*& child, std::vector<UnknownElement::Imp*>& pending) {
-  if (child == nullptr) return;
-  KindProbe probe(child);
-  if ((probe.object != nullptr && !probe.object->empty()) ||
-      (probe.array != nullptr && !probe.array->empty()))
-    pending.push_back(child);
-  else
-    delete child;
-  child = nullptr;
-}
 
 }  // namespace
 
@@ -109,30 +98,40 @@ ElementTree::Imp* ElementTree::clone(const Imp* imp) {
 
 void ElementTree::release(Imp* imp) {
   if (imp == nullptr) return;
-  // Nested containers are cut loose before their parent is deleted, so deleting a
-  // parent only ever deletes leaves and empty containers.
-  std::vector<Imp*> pending;
+  // The tree is taken apart front to back, the order in which a reader made its
+  // nodes one after the other: a big document then streams through the caches
+  // instead of being fetched node by node. Each child is cut loose before it is
+  // deleted, so deleting only ever meets leaves and empty containers.
+  struct Open {
+    Imp* container;
+    Object::Members* members;
+    Array::Elements* elements;
+  };
+  std::vector<Open> open;
+  NodeRelease batch;
   for (;;) {
-    // A container's children go last first, the reverse of the order in which a
-    // reader made them: measured, that is the order the allocator frees fastest.
     KindProbe probe(imp);
-    if (probe.object != nullptr) {
-      Object::Members& members = const_cast<Object*>(probe.object)->m_Members;
-      while (!members.empty()) {
-        detachChild(members.back().element.m_pImp, pending);
-        members.pop_back();
-      }
-    } else if (probe.array != nullptr) {
-      Array::Elements& elements = const_cast<Array*>(probe.array)->m_Elements;
-      while (!elements.empty()) {
-        detachChild(elements.back().m_pImp, pending);
-        elements.pop_back();
+    if (probe.object != nullptr && !probe.object->empty())
+      open.push_back({imp, &const_cast<Object*>(probe.object)->m_Members, nullptr});
+    else if (probe.array != nullptr && !probe.array->empty())
+      open.push_back({imp, nullptr, &const_cast<Array*>(probe.array)->m_Elements});
+    else
+      delete imp;
+    imp = nullptr;
+    while (imp == nullptr) {
+      if (open.empty()) return;
+      Open& last = open.back();
+      if (last.members != nullptr && !last.members->empty()) {
+        std::swap(imp, last.members->front().element.m_pImp);
+        last.members->pop_front();
+      } else if (last.elements != nullptr && !last.elements->empty()) {
+        std::swap(imp, last.elements->front().m_pImp);
+        last.elements->pop_front();
+      } else {
+        delete last.container;
+        open.pop_back();
       }
     }
-    delete imp;
-    if (pending.empty()) return;
-    imp = pending.back();
-    pending.pop_back();
   }
 }
 

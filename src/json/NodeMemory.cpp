@@ -21,8 +21,13 @@ constexpr std::size_t kHeader = ReadArena::kHeader;
 constexpr std::size_t kBlockBytes = ReadArena::kBlockBytes;
 constexpr std::size_t kBlockRoom = kBlockBytes - sizeof(ReadArena::Block);
 constexpr std::size_t kLargestArenaNode = ReadArena::kLargestNode;
+// How far ahead of a node let go of in a run its followers are fetched (bytes).
+constexpr std::size_t kReleaseAhead = 4096;
 
-thread_local ReadArena* t_arena = nullptr;
+// Initial-exec: one load from the thread pointer on every node, also in the
+// shared library (two pointers of static TLS are always to be had).
+__attribute__((tls_model("initial-exec"))) thread_local ReadArena* t_arena = nullptr;
+__attribute__((tls_model("initial-exec"))) thread_local NodeRelease* t_release = nullptr;
 
 std::size_t roundUp(std::size_t size) { return (size + 7) & ~std::size_t(7); }
 
@@ -142,6 +147,16 @@ void ReadArena::leaveBlock() {
   release(block, kFilling - block->made);
 }
 
+NodeRelease::NodeRelease() : m_nested(t_release != nullptr) {
+  if (!m_nested) t_release = this;
+}
+
+NodeRelease::~NodeRelease() {
+  if (m_nested) return;
+  t_release = nullptr;
+  if (m_block != nullptr) release(m_block, m_count);
+}
+
 void* NodeMemory::allocate(std::size_t size) {
   if (ReadArena* arena = t_arena) {
     if (void* node = arena->allocate(size)) return node;
@@ -162,6 +177,20 @@ void NodeMemory::deallocate(void* node, std::size_t size) noexcept {
   }
   // A node of a block stays poisoned until the block itself goes.
   ASAN_POISON_MEMORY_REGION(at, kHeader + roundUp(size));
+  if (NodeRelease* batch = t_release) {
+    // Nodes let go of in a run lie one after the other: asking early for the
+    // memory a few dozen nodes on keeps a tree that has left the caches from
+    // waiting on every node (a prefetch never faults, even past the block).
+    __builtin_prefetch(at + kReleaseAhead, 1);
+    if (block == batch->m_block) {
+      ++batch->m_count;
+      return;
+    }
+    if (batch->m_block != nullptr) release(batch->m_block, batch->m_count);
+    batch->m_block = block;
+    batch->m_count = 1;
+    return;
+  }
   release(block, 1);
 }
 

@@ -62,4 +62,22 @@ class ReadArena {
   Block* m_block = nullptr;
 };
 
+// While alive, the nodes this thread lets go of are counted off their blocks in
+// runs: a run of nodes from one block costs one atomic count instead of one per
+// node. A tree taken apart in the order it was made frees whole runs at a time.
+// The outermost one on a thread does the counting; those inside it do nothing.
+class NodeRelease {
+ public:
+  NodeRelease();
+  ~NodeRelease();
+  NodeRelease(const NodeRelease&) = delete;
+  NodeRelease& operator=(const NodeRelease&) = delete;
+
+ private:
+  friend class NodeMemory;
+  const bool m_nested;
+  ReadArena::Block* m_block = nullptr;
+  std::int64_t m_count = 0;
+};
+
 }  // namespace json

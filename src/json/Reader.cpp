@@ -1,6 +1,7 @@
 #include <json/Reader.h>
 
 #include <charconv>
+#include <cstdint>
 #include <cstring>
 #include <locale>
 #include <memory>
@@ -39,6 +40,41 @@ bool isPlainNumber(const char* p, const char* end) {
   return p == end;
 }
 
+// Plain numbers of at most 15 digits (an integer below 2^53) whose power of ten
+// lies within 10^-22..10^22: both are exact doubles, so one division or
+// multiplication gives the correctly rounded value, the one from_chars gives.
+// False for every other text, which then takes the general way.
+bool convertShortNumber(const char* p, const char* end, double& value) {
+  static constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                       1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+  const bool negative = p != end && *p == '-';
+  if (negative) ++p;
+  std::uint64_t mantissa = 0;
+  int digits = 0;
+  int scale = 0;
+  for (; p != end && isDigit(*p); ++p, ++digits) mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
+  if (p != end && *p == '.') {
+    for (++p; p != end && isDigit(*p); ++p, ++digits, --scale) mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
+  }
+  if (digits == 0 || digits > 15) return false;
+  if (p != end && (*p == 'e' || *p == 'E')) {
+    ++p;
+    const bool negativeExponent = p != end && *p == '-';
+    if (p != end && (*p == '+' || *p == '-')) ++p;
+    if (p == end || !isDigit(*p)) return false;
+    int exponent = 0;
+    for (; p != end && isDigit(*p); ++p) {
+      if (exponent < 1000) exponent = exponent * 10 + (*p - '0');
+    }
+    scale += negativeExponent ? -exponent : exponent;
+  }
+  if (p != end || scale < -22 || scale > 22) return false;
+  const double magnitude = scale < 0 ? static_cast<double>(mantissa) / kPowers[-scale]
+                                     : static_cast<double>(mantissa) * kPowers[scale];
+  value = negative ? -magnitude : magnitude;
+  return true;
+}
+
 // Reads a number token the way a string stream's >> does, and accepts it when the
 // stream ends up at its end. That is the only test: a text that fails to convert
 // at its very end, such as "-" or "1e", is accepted as 0, and a value out of
@@ -46,6 +82,7 @@ bool isPlainNumber(const char* p, const char* end) {
 // next. Always in the C form, whatever the global locale.
 bool readNumber(const char* p, size_t length, double& value, char& badChar) {
   const char* end = p + length;
+  if (convertShortNumber(p, end, value)) return true;
   if (isPlainNumber(p, end)) {
     std::from_chars_result result = std::from_chars(p, end, value);
     if (result.ec == std::errc() && result.ptr == end) return true;

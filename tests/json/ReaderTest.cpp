@@ -3,6 +3,8 @@
 #include <json/Reader.h>
 
 #include <cfloat>
+#include <cstdlib>
+#include <cstring>
 #include <sstream>
 #include <string>
 
@@ -51,6 +53,18 @@ TEST(ReaderTest, NumbersFollowStreamExtraction) {
       {"-.5", -0.5}, {"0.10000000000000000555", 0.1}};
   for (const auto& [token, value] : rows)
     EXPECT_EQ(read(std::string("{\"n\":") + token + "}")["n"].convertTo<Number>().Value(), value) << token;
+}
+
+// Short numbers take a quicker conversion than long ones; both give the correctly
+// rounded double, bit for bit, on either side of every bound of the quick one.
+TEST(ReaderTest, NumbersAreCorrectlyRounded) {
+  for (const char* token : {"0.1", "0.3", "4.35", "-17.9e-3", "-0", "-0.0", "123456789012345", "1234567890123456",
+                            "9007199254740993", "123456789012345e-22", "999999999999999e22", "1e22", "1e23",
+                            "1e-22", "1e-23", "0.000000000000001", "2.2250738585072014e-308"}) {
+    const double value = read(std::string("{\"n\":") + token + "}")["n"].convertTo<Number>().Value();
+    const double expected = std::strtod(token, nullptr);
+    EXPECT_EQ(std::memcmp(&value, &expected, sizeof value), 0) << token << " read as " << value;
+  }
 }
 
 // Scan errors carry one location, parse errors the token's begin and end.

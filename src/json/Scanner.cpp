@@ -1,6 +1,7 @@
 #include "json/Scanner.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 
 #ifdef __SSE2__
@@ -31,6 +32,19 @@ inline unsigned char classOf(char c) { return kChars.classes[static_cast<unsigne
 constexpr size_t kSmallestBuffer = 4 << 10;
 constexpr size_t kLargestFirstBuffer = 64 << 10;
 
+// The get area of a stream buffer, reached the way a class derived from it may
+// reach its protected members.
+struct GetArea : std::streambuf {
+  static const char* next(std::streambuf& buffer) { return (buffer.*&GetArea::gptr)(); }
+  static void skip(std::streambuf& buffer, size_t count) {
+    for (; count > 0;) {
+      const int step = static_cast<int>(std::min<size_t>(count, INT_MAX));
+      (buffer.*&GetArea::gbump)(step);
+      count -= static_cast<size_t>(step);
+    }
+  }
+};
+
 // The first quotation mark or backslash in [p, end), or end: sixteen characters
 // at a time where the instruction set has it.
 const char* findQuoteOrBackslash(const char* p, const char* end) {
@@ -51,21 +65,43 @@ const char* findQuoteOrBackslash(const char* p, const char* end) {
 
 Scanner::Scanner(std::streambuf* source) : m_source(source) {
   const std::streamsize available = source != nullptr ? source->in_avail() : 0;
+  m_ended = source == nullptr;
+  if (available >= static_cast<std::streamsize>(kLargestFirstBuffer)) {
+    m_text = GetArea::next(*source);
+    m_limit = static_cast<size_t>(available);
+    m_borrowed = true;
+    return;
+  }
   m_capacity = std::clamp(available > 0 ? static_cast<size_t>(available) + 1 : kLargestFirstBuffer,
                           kSmallestBuffer, kLargestFirstBuffer);
   m_buffer.reset(new char[m_capacity]);
-  m_ended = source == nullptr;
+  m_text = m_buffer.get();
+}
+
+void Scanner::endBorrowing() {
+  const size_t held = m_limit - m_keep;
+  m_capacity = std::max(kLargestFirstBuffer, 2 * held);
+  m_buffer.reset(new char[m_capacity]);
+  std::memcpy(m_buffer.get(), at(m_keep), held);
+  GetArea::skip(*m_source, m_limit - m_base);
+  m_borrowed = false;
+  m_text = m_buffer.get();
+  m_base = m_keep;
 }
 
 bool Scanner::refill() {
   if (m_ended) return false;
   const size_t dropped = m_keep - m_base;
   if (dropped > 0) {
-    const char* begin = m_buffer.get();
+    const char* begin = m_text;
     for (const char* p = begin; (p = static_cast<const char*>(std::memchr(p, '\n', dropped - (p - begin))));) {
       ++m_droppedLines;
       m_droppedLineStart = offsetOf(++p);
     }
+  }
+  if (m_borrowed) {
+    endBorrowing();
+  } else if (dropped > 0) {
     std::memmove(m_buffer.get(), m_buffer.get() + dropped, m_limit - m_keep);
     m_base = m_keep;
   }
@@ -74,6 +110,7 @@ bool Scanner::refill() {
     std::unique_ptr<char[]> grown(new char[m_capacity * 2]);
     std::memcpy(grown.get(), m_buffer.get(), held);
     m_buffer = std::move(grown);
+    m_text = m_buffer.get();
     m_capacity *= 2;
   }
   const std::streamsize got =
@@ -88,6 +125,7 @@ bool Scanner::refill() {
 
 void Scanner::drain() {
   if (m_ended) return;
+  if (m_borrowed) endBorrowing();
   char sink[4096];
   while (m_source->sgetn(sink, sizeof sink) > 0) {
   }
@@ -102,7 +140,7 @@ Reader::Location Scanner::locate(size_t offset) const {
   Reader::Location location;
   unsigned int lines = m_droppedLines;
   size_t lineStart = m_droppedLineStart;
-  const char* begin = m_buffer.get();
+  const char* begin = m_text;
   const char* stop = at(offset);
   for (const char* p = begin; (p = static_cast<const char*>(std::memchr(p, '\n', static_cast<size_t>(stop - p))));) {
     ++lines;

@@ -1,5 +1,7 @@
 // Cuts a document's text into tokens, one at a time, reading the stream a block at
-// a time. A token remembers only its kind and where it lies in the text; its text,
+// a time. A stream buffer that already holds a large text in memory (a string
+// stream) is scanned where it stands, without a copy; the scanner takes those
+// characters from it once it has gone past them. A token remembers only its kind and where it lies in the text; its text,
 // and for a string its decoded content, are made from the source when asked for,
 // which works for the latest token only: the text before it may be gone.
 // Locations (line, line offset) are worked out from a document offset only when an
@@ -92,19 +94,25 @@ class Scanner {
   // White space as isspace sees it in the C locale.
   static bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
   bool nextToken(Token& token);
-  char* at(size_t offset) const { return m_buffer.get() + (offset - m_base); }
-  size_t offsetOf(const char* p) const { return m_base + static_cast<size_t>(p - m_buffer.get()); }
+  const char* at(size_t offset) const { return m_text + (offset - m_base); }
+  size_t offsetOf(const char* p) const { return m_base + static_cast<size_t>(p - m_text); }
   // Makes more of the text available after m_limit, dropping what lies before
   // m_keep; false at the end of the source.
   bool refill();
+  // Takes the characters scanned in place out of the source, keeping those from
+  // m_keep on in a buffer of the scanner's own.
+  void endBorrowing();
   [[noreturn]] void fail(const std::string& message, size_t offset) const;
   void expect(const char* expected, size_t length);
   void scanString(Token& token);
 
   std::streambuf* m_source;
   std::unique_ptr<char[]> m_buffer;
-  size_t m_capacity;
-  size_t m_base = 0;   // document offset of m_buffer[0]
+  size_t m_capacity = 0;
+  // The text at m_base: m_buffer, or the source's own characters while borrowed.
+  const char* m_text = nullptr;
+  bool m_borrowed = false;
+  size_t m_base = 0;   // document offset of m_text[0]
   size_t m_limit = 0;  // document offset just past the text in the buffer
   size_t m_pos = 0;    // next character to scan
   size_t m_keep = 0;   // the latest token's begin: the text from here on stays

@@ -1,0 +1,90 @@
+// The reader takes its text from any stream buffer: one that holds the whole text
+// in memory is scanned in place, one that gives it in pieces through a buffer of
+// the reader's own, and one that holds a first part and then gives more switches
+// from the first to the second mid-token. Every way gives the same document, the
+// same error locations, and leaves the source read to its end.
+#include <gtest/gtest.h>
+
+#include <json/Reader.h>
+
+#include <algorithm>
+#include <climits>
+#include <sstream>
+#include <string>
+#include <utility>
+
+#include "json/JsonTestSupport.h"
+
+using namespace json;
+
+namespace {
+
+// Holds the first `first` characters of a text as its get area, then gives `step`
+// more at each underflow.
+class PiecewiseBuffer : public std::streambuf {
+ public:
+  PiecewiseBuffer(std::string text, size_t first, size_t step) : m_text(std::move(text)), m_step(step) {
+    char* begin = &m_text[0];
+    setg(begin, begin, begin + std::min(first, m_text.size()));
+  }
+
+ protected:
+  int_type underflow() override {
+    char* end = &m_text[0] + m_text.size();
+    if (egptr() == end) return traits_type::eof();
+    char* next = egptr();
+    setg(next, next, next + std::min(m_step, static_cast<size_t>(end - next)));
+    return traits_type::to_int_type(*gptr());
+  }
+
+ private:
+  std::string m_text;
+  size_t m_step;
+};
+
+// Five lines around a string longer than any first buffer, with escapes on both
+// sides of it; `tail` ends the text.
+std::string document(const std::string& tail) {
+  std::string text = "{\n\"n\":[";
+  for (int i = 0; i < 4000; ++i) text += "1,2.5,-3e2,";
+  return text + "0],\n\"long\":\"" + std::string(100000, 'x') + "\\n\",\n\"t\":\"\\tq\"" + tail;
+}
+
+}  // namespace
+
+TEST(ReaderSourceTest, EverySourceGivesTheSameDocumentErrorsAndEnd) {
+  const size_t body = document("").size();
+  const std::string at = std::to_string(body);
+  const std::pair<std::string, std::string> texts[] = {
+      {document("\n}"), "no exception"},
+      {document("\n  @}"), "Unexpected character in stream: @ @ 4/2/" + std::to_string(body + 3)},
+      {document(",\n\"n\":1}"),
+       "Duplicate object member token: n @ 4/0/" + std::to_string(body + 2) + " - 4/3/" + std::to_string(body + 5)},
+  };
+  const std::pair<size_t, size_t> sources[] = {{SIZE_MAX, 0}, {0, 1000}, {100000, 1000}, {70000, 70000}};
+  for (const auto& [text, error] : texts) {
+    for (const auto& [first, step] : sources) {
+      const std::string row = std::to_string(first) + "/" + std::to_string(step) + " " + error;
+      PiecewiseBuffer buffer(text, first, step);
+      std::istream in(&buffer);
+      Object object;
+      EXPECT_EQ(jsontest::errorOf([&] { Reader::Read(object, in); }), error) << row;
+      EXPECT_EQ(buffer.sgetc(), std::char_traits<char>::eof()) << row;
+      if (error != "no exception") continue;
+      EXPECT_EQ(object["n"].convertTo<Array>().size(), 12001u) << row;
+      EXPECT_EQ(object["long"].convertTo<String>().Value(), std::string(100000, 'x') + "\n") << row;
+      EXPECT_EQ(object["t"].convertTo<String>().Value(), "\tq") << row;
+    }
+  }
+}
+
+// A string stream read from partway through: the reader starts where the stream
+// stands and ends at its end.
+TEST(ReaderSourceTest, AStreamPartlyReadIsReadFromWhereItStands) {
+  std::istringstream in("skipped" + document("\n}"));
+  in.ignore(7);
+  Object object;
+  Reader::Read(object, in);
+  EXPECT_EQ(object["t"].convertTo<String>().Value(), "\tq");
+  EXPECT_EQ(in.rdbuf()->sgetc(), std::char_traits<char>::eof());
+}

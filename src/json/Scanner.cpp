@@ -29,8 +29,7 @@ const CharTable kChars;
 inline unsigned char classOf(char c) { return kChars.classes[static_cast<unsigned char>(c)]; }
 
 // Read a block at a time; a token longer than the buffer makes it grow.
-constexpr size_t kSmallestBuffer = 4 << 10;
-constexpr size_t kLargestFirstBuffer = 64 << 10;
+constexpr size_t kBlock = 64 << 10;
 
 // The get area of a stream buffer, reached the way a class derived from it may
 // reach its protected members.
@@ -66,46 +65,40 @@ const char* findQuoteOrBackslash(const char* p, const char* end) {
 Scanner::Scanner(std::streambuf* source) : m_source(source) {
   const std::streamsize available = source != nullptr ? source->in_avail() : 0;
   m_ended = source == nullptr;
-  if (available >= static_cast<std::streamsize>(kLargestFirstBuffer)) {
+  if (available > 0) {
     m_text = GetArea::next(*source);
     m_limit = static_cast<size_t>(available);
     m_borrowed = true;
     return;
   }
-  m_capacity = std::clamp(available > 0 ? static_cast<size_t>(available) + 1 : kLargestFirstBuffer,
-                          kSmallestBuffer, kLargestFirstBuffer);
+  m_capacity = kBlock;
   m_buffer.reset(new char[m_capacity]);
   m_text = m_buffer.get();
 }
 
 void Scanner::endBorrowing() {
-  const size_t held = m_limit - m_keep;
-  m_capacity = std::max(kLargestFirstBuffer, 2 * held);
-  m_buffer.reset(new char[m_capacity]);
-  std::memcpy(m_buffer.get(), at(m_keep), held);
   GetArea::skip(*m_source, m_limit - m_base);
   m_borrowed = false;
-  m_text = m_buffer.get();
-  m_base = m_keep;
 }
 
 bool Scanner::refill() {
   if (m_ended) return false;
   const size_t dropped = m_keep - m_base;
-  if (dropped > 0) {
-    const char* begin = m_text;
-    for (const char* p = begin; (p = static_cast<const char*>(std::memchr(p, '\n', dropped - (p - begin))));) {
-      ++m_droppedLines;
-      m_droppedLineStart = offsetOf(++p);
-    }
+  for (const char* p = m_text; (p = static_cast<const char*>(std::memchr(p, '\n', dropped - (p - m_text))));) {
+    ++m_droppedLines;
+    m_droppedLineStart = offsetOf(++p);
   }
+  const size_t held = m_limit - m_keep;
   if (m_borrowed) {
     endBorrowing();
+    m_capacity = std::max(kBlock, 2 * held);
+    m_buffer.reset(new char[m_capacity]);
+    std::memcpy(m_buffer.get(), m_text + dropped, held);
   } else if (dropped > 0) {
-    std::memmove(m_buffer.get(), m_buffer.get() + dropped, m_limit - m_keep);
-    m_base = m_keep;
+    std::memmove(m_buffer.get(), m_buffer.get() + dropped, held);
   }
-  const size_t held = m_limit - m_base;
+  m_text = m_buffer.get();
+  m_base = m_keep;
   if (held == m_capacity) {
     std::unique_ptr<char[]> grown(new char[m_capacity * 2]);
     std::memcpy(grown.get(), m_buffer.get(), held);

@@ -1,7 +1,7 @@
 // Cuts a document's text into tokens, one at a time, reading the stream a block at
-// a time. A stream buffer that already holds a large text in memory (a string
-// stream) is scanned where it stands, without a copy; the scanner takes those
-// characters from it once it has gone past them. A token remembers only its kind and where it lies in the text; its text,
+// a time. The characters a stream buffer already holds (all of a string stream's)
+// are scanned where they stand, without a copy; the scanner takes them from it
+// once it has gone past them, and goes on in a buffer of its own. A token remembers only its kind and where it lies in the text; its text,
 // and for a string its decoded content, are made from the source when asked for,
 // which works for the latest token only: the text before it may be gone.
 // Locations (line, line offset) are worked out from a document offset only when an
@@ -99,8 +99,7 @@ class Scanner {
   // Makes more of the text available after m_limit, dropping what lies before
   // m_keep; false at the end of the source.
   bool refill();
-  // Takes the characters scanned in place out of the source, keeping those from
-  // m_keep on in a buffer of the scanner's own.
+  // Takes the characters scanned in place out of the source.
   void endBorrowing();
   [[noreturn]] void fail(const std::string& message, size_t offset) const;
   void expect(const char* expected, size_t length);

@@ -9,38 +9,18 @@
 
 #include <algorithm>
 #include <climits>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <utility>
 
 #include "json/JsonTestSupport.h"
+#include "json/PiecewiseBuffer.h"
 
 using namespace json;
+using jsontest::PiecewiseBuffer;
 
 namespace {
-
-// Holds the first `first` characters of a text as its get area, then gives `step`
-// more at each underflow.
-class PiecewiseBuffer : public std::streambuf {
- public:
-  PiecewiseBuffer(std::string text, size_t first, size_t step) : m_text(std::move(text)), m_step(step) {
-    char* begin = &m_text[0];
-    setg(begin, begin, begin + std::min(first, m_text.size()));
-  }
-
- protected:
-  int_type underflow() override {
-    char* end = &m_text[0] + m_text.size();
-    if (egptr() == end) return traits_type::eof();
-    char* next = egptr();
-    setg(next, next, next + std::min(m_step, static_cast<size_t>(end - next)));
-    return traits_type::to_int_type(*gptr());
-  }
-
- private:
-  std::string m_text;
-  size_t m_step;
-};
 
 // Five lines around a string longer than any first buffer, with escapes on both
 // sides of it; `tail` ends the text.
@@ -60,16 +40,24 @@ TEST(ReaderSourceTest, EverySourceGivesTheSameDocumentErrorsAndEnd) {
       {document("\n  @}"), "Unexpected character in stream: @ @ 4/2/" + std::to_string(body + 3)},
       {document(",\n\"n\":1}"),
        "Duplicate object member token: n @ 4/0/" + std::to_string(body + 2) + " - 4/3/" + std::to_string(body + 5)},
+      {document(",\n\"u\":tru"), "Expected string: true @ 4/7/" + std::to_string(body + 9)},
+      // The last token holds a line break and is still open at the end.
+      {document(",\n\"u\":\"line\nbreak"), "Expected string: \" @ 5/5/" + std::to_string(body + 17)},
   };
-  const std::pair<size_t, size_t> sources[] = {{SIZE_MAX, 0}, {0, 1000}, {100000, 1000}, {70000, 70000}};
+  // {first, step}; {0, 0} is a string stream's own buffer.
+  const std::pair<size_t, size_t> sources[] = {{0, 0}, {SIZE_MAX, 0}, {0, 1000}, {100000, 1000}, {70000, 70000}};
   for (const auto& [text, error] : texts) {
     for (const auto& [first, step] : sources) {
       const std::string row = std::to_string(first) + "/" + std::to_string(step) + " " + error;
-      PiecewiseBuffer buffer(text, first, step);
-      std::istream in(&buffer);
+      std::unique_ptr<std::streambuf> buffer;
+      if (step == 0 && first == 0)
+        buffer = std::make_unique<std::stringbuf>(text, std::ios::in);
+      else
+        buffer = std::make_unique<PiecewiseBuffer>(text, first, step);
+      std::istream in(buffer.get());
       Object object;
       EXPECT_EQ(jsontest::errorOf([&] { Reader::Read(object, in); }), error) << row;
-      EXPECT_EQ(buffer.sgetc(), std::char_traits<char>::eof()) << row;
+      EXPECT_EQ(buffer->sgetc(), std::char_traits<char>::eof()) << row;
       if (error != "no exception") continue;
       EXPECT_EQ(object["n"].convertTo<Array>().size(), 12001u) << row;
       EXPECT_EQ(object["long"].convertTo<String>().Value(), std::string(100000, 'x') + "\n") << row;

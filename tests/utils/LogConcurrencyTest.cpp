@@ -1,4 +1,4 @@
-// The log lock across threads and processes, and the allocation-free write path.
+// The log lock across threads and processes.
 #include <sys/wait.h>
 
 #include "utils/LogTestSupport.h"
@@ -34,27 +34,6 @@ bool exitedWithin(int pid, milliseconds limit, int& status) {
 }
 
 }  // namespace
-
-LOG_CHILD(count_allocations_of_log_msg) {
-  logMsg(utils::INFO, "started\n");
-  logtest::countAllocations(true);
-  for (int i = 0; i < 200; ++i) {
-    logMsg(utils::INFO, "line %d of %s\n", i, "the test");
-    logMsg(utils::EVERYTHING, "filtered %d\n", i);
-  }
-  utils::formatted_log_t::uninitializeLogger();
-  logtest::countAllocations(false);
-  std::printf("allocations=%ld\n", logtest::allocationsCounted());
-  return 0;
-}
-
-TEST(LogWritePathTest, WritingAndFilteringAllocateNothing) {
-  for (int cacheMode : {0, 1}) {
-    Installation installation(config(64, cacheMode));
-    EXPECT_NE(installation.run("count_allocations_of_log_msg").output.find("allocations=0"), std::string::npos);
-    EXPECT_EQ(logtest::lines(installation.log()).size(), 201u) << cacheMode;
-  }
-}
 
 // Writers numbered from args[2]: args[3] threads of args[4] lines each. With a sync
 // directory (args[5]) the process starts its logger first (each start empties the

@@ -170,45 +170,6 @@ TEST(LogStatementTest, PercentIsDoubledFromIndexTwoAndMessagesAreCutAt511Charact
                                    info("a{511}") + info("b{511}") + info("c{510}"), info("end")});
 }
 
-LOG_CHILD(log_mismatches_wide_and_null) {
-  utils::log_info("many %1%") % 1 % 2;
-  std::fflush(stderr);
-  std::printf("--- too few\n");
-  std::fflush(stdout);
-  utils::log_warning("few %1% %2%") % 1;
-  utils::log_info("next");
-  utils::formatted_log_t(utils::INFO, L"wide %1% text");
-  std::printf("--- feed\n");
-  std::fflush(stdout);
-  utils::formatted_log_t(utils::INFO, L"w") % 5;
-  utils::formatted_log_t(utils::INFO, static_cast<const char*>(nullptr));
-  std::printf("null=%u\n", logMsg(utils::INFO, nullptr));
-  logMsg(utils::INFO, "\n");
-  return 0;
-}
-
-TEST(LogStatementTest, ArgumentMismatchWideTextAndNullFormat) {
-  Installation installation(config(64, 0));
-  const std::string output = installation.run("log_mismatches_wide_and_null").output;
-  // Too many arguments: the diagnostic goes to standard error, the fitting part is
-  // written. Wide text is taken literally, so its feed is one too many.
-  const auto tooFew = output.find("--- too few"), feed = output.find("--- feed");
-  ASSERT_NE(feed, std::string::npos) << output;
-  EXPECT_THAT(output.substr(0, tooFew), HasSubstr("too_many_args"));
-  EXPECT_THAT(output.substr(tooFew, feed - tooFew), testing::Not(HasSubstr("too_many_args")));
-  EXPECT_THAT(output.substr(feed), HasSubstr("too_many_args"));
-  EXPECT_THAT(output, HasSubstr("null=2"));
-  // Too few: the diagnostic is logged, then a bare prefix that the next line
-  // continues. A null format gives an empty line; logMsg with none writes a bare
-  // prefix, which the next line end closes.
-  const std::string warning = kStampAndId + R"( \| Warning   : )";
-  EXPECT_TRUE(std::regex_match(installation.log(),
-                               std::regex(info("many 1\n") + warning + "[^]*too_few_args[^]*\n" + warning +
-                                          info("next\n") + info("wide %1% text\n") + info("w\n") + info("\n") +
-                                          info("") + info("\n"))))
-      << installation.log();
-}
-
 namespace {
 
 // A type with its own output operator.
@@ -283,47 +244,56 @@ TEST(LogStatementTest, StatementsRenderAsTheFormatLibraryDoes) {
   EXPECT_EQ(messages(installation.log()), expected);
 }
 
-LOG_CHILD(log_mismatch_diagnostics) {
+LOG_CHILD(log_mismatches_wide_and_null) {
   utils::log_info("many %1%") % 1 % 2;
   utils::log_info("%s") % "one" % "two";
-  std::fflush(stderr);
   utils::log_warning("few %1% %2%") % 1;
   utils::log_warning("few %s %s") % 1;
-  utils::log_info("end");
+  utils::log_info("next");
+  utils::formatted_log_t(utils::INFO, L"wide %1% text");
+  utils::formatted_log_t(utils::INFO, L"w") % 5;
+  utils::formatted_log_t(utils::INFO, static_cast<const char*>(nullptr));
+  std::fflush(stderr);
+  std::printf("null=%u\n", logMsg(utils::INFO, nullptr));
+  logMsg(utils::INFO, "\n");
   return 0;
 }
 
-// The diagnostics are the format library's own, word for word.
-TEST(LogStatementTest, ArgumentMismatchDiagnosticsAreTheFormatLibrarysOwn) {
-  auto diagnostic = [](auto&& fail, bool verbose) {
+// Too many arguments: the diagnostic goes to standard error, the fitting part is
+// written. Too few: the diagnostic is logged, then a bare prefix that the next line
+// continues. The diagnostics are the format library's own, word for word. Wide text
+// is taken literally, so its feed is one too many. A null format gives an empty
+// line; logMsg with none writes a bare prefix, which the next line end closes.
+TEST(LogStatementTest, ArgumentMismatchesWideTextAndNullFormats) {
+  auto diagnostic = [](auto&& fail) {
     try {
       fail();
     } catch (const boost::exception& error) {
-      return boost::diagnostic_information(error, verbose);
+      return boost::diagnostic_information(error, true);
     }
     return std::string("no error");
   };
-  const std::string tooMany = diagnostic([] { boost::format("many %1%") % 1 % 2; }, true);
-  const std::string tooManyGeneral = diagnostic([] { boost::format("%s") % "one" % "two"; }, true);
-  const std::string tooFew = diagnostic([] { (boost::format("few %1% %2%") % 1).str(); }, true);
-  const std::string tooFewGeneral = diagnostic([] { (boost::format("few %s %s") % 1).str(); }, true);
+  const std::string tooMany = diagnostic([] { boost::format("many %1%") % 1 % 2; });
+  const std::string tooFew = diagnostic([] { (boost::format("few %1% %2%") % 1).str(); });
   ASSERT_THAT(tooMany, HasSubstr("too_many_args"));
   ASSERT_THAT(tooFew, HasSubstr("too_few_args"));
 
   Installation installation(config(64, 0));
-  EXPECT_EQ(installation.run("log_mismatch_diagnostics").output, tooMany + tooManyGeneral);
-  const std::string log = installation.log();
-  const std::string warning = kStampAndId + R"( \| Warning   : )";
+  EXPECT_EQ(installation.run("log_mismatches_wide_and_null").output,
+            tooMany + diagnostic([] { boost::format("%s") % "one" % "two"; }) +
+                diagnostic([] { boost::format("w") % 5; }) + "null=2\n");
+  const std::string log = installation.log(), warning = kStampAndId + R"( \| Warning   : )";
   std::smatch parts;
   ASSERT_TRUE(std::regex_match(log, parts,
                                std::regex(info("many 1\n") + info("one\n") + warning + "([^]*?)" + warning + warning +
-                                          "([^]*?)" + warning + info("end\n"))))
+                                          "([^]*?)" + warning + info("next\n") + info("wide %1% text\n") +
+                                          info("w\n") + info("\n") + info("") + info("\n"))))
       << log;
   EXPECT_EQ(parts[1].str(), tooFew);
-  EXPECT_EQ(parts[2].str(), tooFewGeneral);
+  EXPECT_EQ(parts[2].str(), diagnostic([] { (boost::format("few %s %s") % 1).str(); }));
 }
 
-LOG_CHILD(count_allocations_of_statements) {
+LOG_CHILD(count_allocations_of_writes) {
   utils::log_info("started");
   const std::string name = "controller";
   logtest::countAllocations(true);
@@ -331,29 +301,30 @@ LOG_CHILD(count_allocations_of_statements) {
     utils::log_info("Opened %1% with %2% entries, %3% of %4%: %5%%%") % "/var/lib/norvane/conf/monitor/config.json" %
         i % name % 12.5 % 'x';
     utils::log_everything("filtered %1% %2%") % name % i;
-    utils::formatted_log_t copy = utils::log_debug("copied %1%") % i;
+    utils::formatted_log_t copy = utils::log_debug("copied %1%") % i;  // written twice
+    logMsg(utils::INFO, "line %d of %s\n", i, "the test");
+    logMsg(utils::EVERYTHING, "filtered %d\n", i);
   }
+  utils::formatted_log_t::uninitializeLogger();
   logtest::countAllocations(false);
   std::printf("allocations=%ld\n", logtest::allocationsCounted());
   return 0;
 }
 
-// A statement whose format and arguments fit its own buffer allocates nothing,
-// written, filtered or copied.
-TEST(LogWritePathTest, StatementsThatFitTheirBufferAllocateNothing) {
-  Installation installation(config(64, 1));
-  EXPECT_THAT(installation.run("count_allocations_of_statements").output, HasSubstr("allocations=0\n"));
-  EXPECT_EQ(logtest::lines(installation.log()).size(), 301u);
-}
-
-TEST(LogStatementTest, MalformedFormatThrowsFromTheConstructor) {
-  EXPECT_THROW(utils::formatted_log_t(utils::INFO, "%1"), boost::io::format_error);
+// Writing, filtering, copying a statement (whose format and arguments fit its own
+// buffer) and flushing allocate nothing, buffered or not.
+TEST(LogWritePathTest, WritingFilteringAndFlushingAllocateNothing) {
+  for (int cacheMode : {0, 1}) {
+    Installation installation(config(64, cacheMode));
+    EXPECT_THAT(installation.run("count_allocations_of_writes").output, HasSubstr("allocations=0\n")) << cacheMode;
+    EXPECT_EQ(logtest::lines(installation.log()).size(), 401u) << cacheMode;
+  }
 }
 
 // Whatever looks like a placeholder but is none throws what the format library
 // throws for it, and so does a mix of numbered and printf-style directives.
 TEST(LogStatementTest, MalformedFormatsThrowWhatTheFormatLibraryThrows) {
-  for (const char* format : {"50%", "%1%%", "%0%", "%01% %1%", "%|1%", "%1$", "%1% %s", "%s %2%"}) {
+  for (const char* format : {"%1", "50%", "%1%%", "%0%", "%01% %1%", "%|1%", "%1$", "%1% %s", "%s %2%"}) {
     auto thrown = [](auto&& make) {
       try {
         make();

@@ -5,7 +5,6 @@
 #include <json/UnknownElement.h>
 
 #include <iterator>
-#include <string>
 
 #include "json/JsonTestSupport.h"
 

@@ -1,12 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <json/Reader.h>
-
 #include <cfloat>
 #include <cstdlib>
 #include <cstring>
-#include <sstream>
-#include <string>
 
 #include "json/JsonTestSupport.h"
 

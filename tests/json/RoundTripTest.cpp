@@ -1,10 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <json/Reader.h>
-#include <json/Writer.h>
-
 #include <iterator>
-#include <string>
 
 #include "json/JsonTestSupport.h"
 

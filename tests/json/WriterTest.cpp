@@ -1,11 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <json/Writer.h>
-
 #include <algorithm>
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include "json/JsonTestSupport.h"
 

@@ -1,23 +1,17 @@
 // Archives are read back by tools written elsewhere: Python's zipfile (names, sizes,
 // CRCs, method, packed size, stored date and time) and Info-ZIP's `unzip -t`.
-#include <gtest/gtest.h>
 
 #include <zlib.h>
 
 #include <cstdio>
 #include <filesystem>
 #include <random>
-#include <regex>
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include <minizip/zip.h>
 #include <utils/Compression.h>
 
 #include "platform/MachineStore.h"
 #include "support/ChildProcess.h"
-#include "support/TempInstallation.h"
 #include "support/ToolRun.h"
 #include "utils/ConversionTestSupport.h"
 #include "utils/ZipPacking.h"

@@ -1,11 +1,6 @@
 // The log lines of the locks, threads and the job pool, and the statement barrier
 // that threads raise. Each case runs in a fresh process against a throwaway
 // installation and reads the log file it left.
-#include <utils/Log.h>
-
-#include <cstdio>
-#include <map>
-
 #include "utils/LogTestSupport.h"
 
 namespace {
@@ -26,7 +21,6 @@ Lines debugMessagesOfChild(const std::string& child, std::string* output = nullp
   }
   return messages;
 }
-
 
 LOG_CHILD(lock_and_thread_lines) {
   utils::log_debug("start");

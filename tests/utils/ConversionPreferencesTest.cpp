@@ -1,10 +1,7 @@
 // The members that read settings, in fresh processes with a configuration of their
 // own: the base for drive capacity, the URI prefix and the log lines of the family.
-#include <gtest/gtest.h>
 
 #include <cstdio>
-#include <sstream>
-#include <string>
 #include <utility>
 
 #include <utils/Conversion.h>
@@ -13,7 +10,6 @@
 
 #include "platform/MachineStore.h"
 #include "support/ChildProcess.h"
-#include "support/TempInstallation.h"
 #include "utils/ConversionTestSupport.h"
 
 namespace {

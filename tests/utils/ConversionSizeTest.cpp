@@ -1,10 +1,8 @@
 // The size family of Conversion. The base-dependent rules are driven with each base
 // directly; ConversionPreferencesTest checks that the members read the configured one.
-#include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
-#include <string>
 
 #include <utils/Conversion.h>
 

@@ -1,8 +1,5 @@
 // Text and byte forms of Conversion: numbers in text, hexadecimal, SAS addresses,
 // ANSI dates and Base64.
-#include <gtest/gtest.h>
-
-#include <string>
 
 #include <utils/Conversion.h>
 

@@ -1,10 +1,6 @@
 // Dates and durations, under fixed zones: UTC, and Europe/Berlin for daylight saving.
-#include <gtest/gtest.h>
 
 #include <cstdio>
-#include <ctime>
-#include <regex>
-#include <string>
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 

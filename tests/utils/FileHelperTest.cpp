@@ -1,5 +1,4 @@
 // File helpers, the two directory searches and writeJSONFile, with real files.
-#include <gtest/gtest.h>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,9 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <set>
-#include <sstream>
 
 #include <json/Writer.h>
 #include <utils/DirectorySearch.h>
@@ -19,7 +16,6 @@
 
 #include "platform/MachineStore.h"
 #include "support/ChildProcess.h"
-#include "support/TempInstallation.h"
 #include "utils/ConversionTestSupport.h"
 
 namespace {

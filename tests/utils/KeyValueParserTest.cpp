@@ -3,17 +3,11 @@
 #include <utils/Log.h>
 #include <utils/MachineStore.h>
 
-#include <gtest/gtest.h>
-
 #include <functional>
-#include <optional>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "support/ChildProcess.h"
 #include "utils/ConversionTestSupport.h"
-#include "support/TempInstallation.h"
 
 using testsupport::TempInstallation;
 using utils::KeyValueParser;

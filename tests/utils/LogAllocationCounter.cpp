@@ -1,9 +1,7 @@
 // Replaces the global operator new of the log test binary so that a test can count
 // the allocations made by a stretch of code. Kept apart from the tests so that the
 // compiler never sees an allocation and its release through different functions.
-#include <atomic>
 #include <cstdlib>
-#include <new>
 
 #include "utils/LogTestSupport.h"
 

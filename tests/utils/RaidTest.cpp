@@ -1,8 +1,6 @@
 // RAID levels, spans and the packing of identifiers.
-#include <gtest/gtest.h>
 
 #include <cmath>
-#include <string>
 
 #include <utils/MathHelper.h>
 #include <utils/PluginException.h>

@@ -2,12 +2,9 @@
 #include <utils/StringHelper.h>
 
 #include <boost/functional/hash.hpp>
-#include <gtest/gtest.h>
 
 #include <climits>
 #include <functional>
-#include <string>
-#include <vector>
 
 #include "utils/ConversionTestSupport.h"
 

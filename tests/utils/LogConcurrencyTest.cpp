@@ -55,15 +55,13 @@ NORVANE_CHILD(log_numbered_lines) {
   return 0;
 }
 
-TEST(LogConcurrencyTest, ThreadsOfOneProcessWriteWholeLines) {
+// Four threads of one process, buffered or not, then four processes into one file.
+TEST(LogConcurrencyTest, ThreadsAndProcessesWriteWholeLinesInOrder) {
   for (int cacheMode : {0, 1}) {
     Installation installation(config(64, cacheMode));
     installation.run("log_numbered_lines", {"0", "4", "5000"});
     expectWholeLinesInOrder(installation.log(), 4, 5000);
   }
-}
-
-TEST(LogConcurrencyTest, FourProcessesWriteWholeLinesIntoOneFile) {
   Installation installation(config(64, 0));
   const std::string root = installation.temp().root();
   runTogether(installation, "log_numbered_lines", {"0", "1", "2", "3"}, root,

@@ -161,7 +161,7 @@ class LogRotationTest : public ::testing::Test {
   logtest::Installation m_installation;
 };
 
-TEST_F(LogRotationTest, SizeZeroRotatesEveryWriteOncePerSecondUnderTheDatedName) {
+TEST_F(LogRotationTest, SizeZeroRotatesEveryWriteOncePerSecondUnderTheDatedNameAndCountZeroKeepsNone) {
   configure(10, 0);
   m_installation.run("fixed_clock_rotations");
   EXPECT_EQ((Names{"norvane.txt", "norvane_1411_100509.txt", "norvane_1411_100510.txt"}), listing());
@@ -169,6 +169,14 @@ TEST_F(LogRotationTest, SizeZeroRotatesEveryWriteOncePerSecondUnderTheDatedName)
   // The second line could not be rotated away in the same second (the name was
   // taken), so it stayed and went out with the third.
   EXPECT_EQ((Lines{"line two", "line three"}), messages("norvane_1411_100510.txt"));
+  EXPECT_EQ("", m_installation.log());
+
+  // Count 0: the start deletes every log file (the two above too), each rotation the
+  // file it made.
+  configure(0, 0);
+  oldFiles({{"norvane-old.log", 200}, {"other.txt", 300}});
+  m_installation.run("fixed_clock_rotations");
+  EXPECT_EQ((Names{"norvane.txt", "other.txt"}), listing());
   EXPECT_EQ("", m_installation.log());
 }
 
@@ -215,14 +223,6 @@ TEST_F(LogRotationTest, StartTrimsToTheCountByWriteTime) {
     EXPECT_EQ(left, listing()) << row.what;
     EXPECT_EQ((Lines{"started"}), messages("norvane.txt")) << row.what;
   }
-}
-
-TEST_F(LogRotationTest, CountZeroDeletesEveryLogFileAtStartAndEachRotatedFile) {
-  configure(0, 0);
-  oldFiles({{dated(1), 100}, {"norvane-old.log", 200}, {"other.txt", 300}});
-  m_installation.run("fixed_clock_rotations");
-  EXPECT_EQ((Names{"norvane.txt", "other.txt"}), listing());
-  EXPECT_EQ("", m_installation.log());
 }
 
 TEST_F(LogRotationTest, ARotationDeletesOneFileAtMost) {

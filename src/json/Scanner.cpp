@@ -147,9 +147,14 @@ Reader::Location Scanner::locate(size_t offset) const {
 
 // Fails at the end of the text, or just past the first character that differs.
 void Scanner::expect(const char* expected, size_t length) {
-  if (m_limit - m_pos >= length && std::memcmp(at(m_pos), expected, length) == 0) {
-    m_pos += length;
-    return;
+  if (m_limit - m_pos >= length) {
+    const char* p = at(m_pos);
+    size_t same = 0;
+    while (same < length && p[same] == expected[same]) ++same;
+    if (same == length) {
+      m_pos += length;
+      return;
+    }
   }
   for (size_t i = 0; i < length; ++i) {
     if (m_pos == m_limit && !refill()) fail(std::string("Expected string: ") + expected, m_pos);
@@ -185,7 +190,10 @@ void Scanner::scanString(Token& token) {
     escaped = true;
     m_pos += 2;
   }
-  expect("\"", 1);
+  if (m_pos != m_limit && *at(m_pos) == '"')
+    ++m_pos;
+  else
+    expect("\"", 1);
   token.escaped = escaped;
 }
 

@@ -35,6 +35,11 @@ constexpr size_t kBlock = 64 << 10;
 // reach its protected members.
 struct GetArea : std::streambuf {
   static const char* next(std::streambuf& buffer) { return (buffer.*&GetArea::gptr)(); }
+  // What the get area holds now. Not in_avail(): where the get area is empty, that
+  // asks showmanyc(), and a file buffer answers with the bytes left in the file.
+  static size_t held(std::streambuf& buffer) {
+    return static_cast<size_t>((buffer.*&GetArea::egptr)() - next(buffer));
+  }
   static void skip(std::streambuf& buffer, size_t count) {
     for (; count > 0;) {
       const int step = static_cast<int>(std::min<size_t>(count, INT_MAX));
@@ -63,11 +68,11 @@ const char* findQuoteOrBackslash(const char* p, const char* end) {
 }  // namespace
 
 Scanner::Scanner(std::streambuf* source) : m_source(source) {
-  const std::streamsize available = source != nullptr ? source->in_avail() : 0;
+  const size_t available = source != nullptr ? GetArea::held(*source) : 0;
   m_ended = source == nullptr;
   if (available > 0) {
     m_text = GetArea::next(*source);
-    m_limit = static_cast<size_t>(available);
+    m_limit = available;
     m_borrowed = true;
     return;
   }

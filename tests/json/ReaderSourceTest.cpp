@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdio>
+#include <fstream>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -44,16 +46,26 @@ TEST(ReaderSourceTest, EverySourceGivesTheSameDocumentErrorsAndEnd) {
       // The last token holds a line break and is still open at the end.
       {document(",\n\"u\":\"line\nbreak"), "Expected string: \" @ 5/5/" + std::to_string(body + 17)},
   };
-  // {first, step}; {0, 0} is a string stream's own buffer.
-  const std::pair<size_t, size_t> sources[] = {{0, 0}, {SIZE_MAX, 0}, {0, 1000}, {100000, 1000}, {70000, 70000}};
+  // {first, step}: a string stream's own buffer ({0, 0}), pieces of a text, and a
+  // file whose buffer is empty ({1, 0}) or holds the first block ({2, 0}).
+  const std::pair<size_t, size_t> sources[] = {{0, 0}, {SIZE_MAX, 0}, {0, 1000}, {100000, 1000}, {70000, 70000},
+                                               {1, 0}, {2, 0}};
+  const std::string path = ::testing::TempDir() + "reader-source.json";
   for (const auto& [text, error] : texts) {
     for (const auto& [first, step] : sources) {
       const std::string row = std::to_string(first) + "/" + std::to_string(step) + " " + error;
       std::unique_ptr<std::streambuf> buffer;
-      if (step == 0 && first == 0)
+      if (step == 0 && first == 0) {
         buffer = std::make_unique<std::stringbuf>(text, std::ios::in);
-      else
+      } else if (step == 0 && first <= 2) {
+        std::ofstream(path, std::ios::binary) << text;
+        auto file = std::make_unique<std::filebuf>();
+        ASSERT_NE(file->open(path, std::ios::in | std::ios::binary), nullptr) << path;
+        if (first == 2) file->sgetc();
+        buffer = std::move(file);
+      } else {
         buffer = std::make_unique<PiecewiseBuffer>(text, first, step);
+      }
       std::istream in(buffer.get());
       Object object;
       EXPECT_EQ(jsontest::errorOf([&] { Reader::Read(object, in); }), error) << row;
@@ -64,6 +76,7 @@ TEST(ReaderSourceTest, EverySourceGivesTheSameDocumentErrorsAndEnd) {
       EXPECT_EQ(object["t"].convertTo<String>().Value(), "\tq") << row;
     }
   }
+  std::remove(path.c_str());
 }
 
 // A string stream read from partway through: the reader starts where the stream

@@ -5,14 +5,12 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <iostream>
 #include <json/Exception.h>
-#include <json/Object.h>
-#include <json/Reader.h>
-#include <json/Writer.h>
-#include <sstream>
 #include <utils/MachineStore.h>
 
+#include <iostream>
+
+#include "json/JsonTestSupport.h"
 #include "launcher/CryptoTestSupport.h"
 #include "support/ChildProcess.h"
 
@@ -23,14 +21,7 @@ using testsupport::writeFile;
 namespace {
 
 // A JSON text as the library's writer gives it, so a file written back compares equal.
-std::string canonical(const std::string& text) {
-  json::Object object;
-  std::istringstream in(text);
-  json::Reader::Read(object, in);
-  std::ostringstream out;
-  json::Writer::Write(object, out);
-  return out.str();
-}
+std::string canonical(const std::string& text) { return jsontest::write(jsontest::read(text)); }
 
 void put(std::string path, std::string text) {
   int length = 0;
@@ -43,10 +34,7 @@ std::string plain(std::string path) {
   return crypto().decrypt_file_to_str(path, text) == -1 ? "<failed>" : text;
 }
 
-struct RekeyRun {
-  int result;
-  std::string console;
-};
+struct RekeyRun { int result; std::string console; };
 RekeyRun rekey() {
   testing::internal::CaptureStdout();
   const int result = crypto().reKey();
@@ -105,8 +93,7 @@ TEST_F(RekeyTest, ReEnciphersEveryServerFileThatHoldsValuesAndTheSmtpFile) {
   EXPECT_NE(oldStores, stores());
   EXPECT_EQ(72u, stores().size());
   EXPECT_EQ(canonical(kServer), plain(managedServers() + "alice"));
-  EXPECT_EQ(canonical(R"({"values":{"pw":"x"},"more":[1,2]})"),
-            plain(managedServers() + "Dave"));
+  EXPECT_EQ(canonical(R"({"values":{"pw":"x"},"more":[1,2]})"), plain(managedServers() + "Dave"));
   EXPECT_EQ(canonical(kSmtp), plain(smtpFile()));
   EXPECT_EQ("", readFile(managedServers() + "b-empty"));
   EXPECT_EQ(carol, readFile(managedServers() + "carol"));  // left under the old key: lost
@@ -185,21 +172,13 @@ TEST_F(RekeyTest, EmptyOrValuelessFilesStillGetNewStoreFiles) {
   };
   for (const auto& row : rows) {
     SetUp();
-    if (row.smtpEmptyFile) {
-      writeFile(smtpFile(), "");
-    } else {
-      put(smtpFile(), row.smtpText);
-    }
+    row.smtpEmptyFile ? writeFile(smtpFile(), "") : put(smtpFile(), row.smtpText);
     const std::string oldStores = stores();
     const RekeyRun run = rekey();
     EXPECT_EQ(1, run.result) << row.name;
     EXPECT_EQ(row.console, run.console) << row.name;
     EXPECT_NE(oldStores, stores()) << row.name;
-    if (!row.smtpEmptyFile) {
-      EXPECT_EQ(row.smtpAfter, plain(smtpFile())) << row.name;
-    } else {
-      EXPECT_EQ("", readFile(smtpFile()));
-    }
+    EXPECT_EQ(row.smtpAfter, row.smtpEmptyFile ? readFile(smtpFile()) : plain(smtpFile())) << row.name;
   }
 }
 

@@ -12,31 +12,30 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <cstdio>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "support/TempInstallation.h"
+#include "support/ToolRun.h"
 
 using testsupport::TempInstallation;
 using testsupport::readFile;
+using testsupport::shown;
 using testsupport::writeFile;
 namespace fs = std::filesystem;
 
 namespace {
 
-struct CtlResult { int exitCode = -1; std::string out, err; long peakKb = 0; };
+struct CtlResult : testsupport::ToolResult { long peakKb = 0; };
 struct RunAs { std::string cwd; bool nobody = false; };
 
 // Runs the tool with stdin closed, its output in files, and its peak memory measured.
 CtlResult norvanectl(const TempInstallation& scratch, const std::vector<std::string>& args, const RunAs& as = {}) {
   const std::string outPath = scratch.root() + "/ctl.out", errPath = scratch.root() + "/ctl.err";
-  std::vector<std::string> argv{NORVANECTL_PATH};
-  argv.insert(argv.end(), args.begin(), args.end());
   const pid_t pid = fork();
   if (pid == 0) {
     const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -45,16 +44,16 @@ CtlResult norvanectl(const TempInstallation& scratch, const std::vector<std::str
     if (out < 0 || err < 0 || in < 0 || dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0) _exit(126);
     if (!as.cwd.empty() && chdir(as.cwd.c_str()) != 0) _exit(126);
     if (as.nobody && (setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0)) _exit(126);
-    std::vector<char*> raw;
-    for (std::string& arg : argv) raw.push_back(arg.data());
+    std::vector<const char*> raw{NORVANECTL_PATH};
+    for (const std::string& arg : args) raw.push_back(arg.c_str());
     raw.push_back(nullptr);
-    execv(raw[0], raw.data());
+    execv(raw[0], const_cast<char* const*>(raw.data()));
     _exit(127);
   }
   int status = 0;
   struct rusage usage {};
   while (wait4(pid, &status, 0, &usage) < 0) continue;
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(outPath), readFile(errPath), usage.ru_maxrss};
+  return {{WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(outPath), readFile(errPath)}, usage.ru_maxrss};
 }
 
 // norvanectl with --store-root of the installation.
@@ -65,8 +64,14 @@ CtlResult ctl(const TempInstallation& installation, std::vector<std::string> arg
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
-// A whole run in one text, "exit code|out|err", so one expectation covers all three.
-std::string shown(const CtlResult& run) { return std::to_string(run.exitCode) + '|' + run.out + '|' + run.err; }
+// What a shell command printed.
+std::string printed(const std::string& command) {
+  std::string out;
+  FILE* pipe = popen(command.c_str(), "r");
+  for (int c; pipe != nullptr && (c = std::fgetc(pipe)) != EOF;) out += static_cast<char>(c);
+  if (pipe != nullptr) pclose(pipe);
+  return out;
+}
 
 // The fix-it prefix the tool prints for this installation's store.
 std::string ctlIn(const TempInstallation& installation) {
@@ -109,11 +114,14 @@ TEST(NorvanectlTest, HelpListsEveryCommandAndEachCommandHasItsOwn) {
   EXPECT_TRUE(contains(run.out, "Exit status: 0 success, 1 the operation failed, 2 wrong usage."));
   EXPECT_EQ("", run.err);
   EXPECT_EQ(run.out, norvanectl(scratch, {"help"}).out);
-  for (const std::string command : {"set-home", "show-home", "check", "generate-config", "show-config", "log", "zip"}) {
+  for (const std::string usage : {"set-home DIR", "show-home", "check", "generate-config [PATH]", "show-config [KEY...]",
+                                   "log [--restart-log] LEVEL MESSAGE [LEVEL MESSAGE]...", "zip ARCHIVE FILE...",
+                                   "keys init", "secret put|get FILE", "rekey", "console"}) {
+    const std::string command = usage.substr(0, usage.find(' '));
     EXPECT_TRUE(contains(run.out, "\n  " + command + " ")) << command << run.out;
     CtlResult own = norvanectl(scratch, {command, "--help"});
     EXPECT_EQ(0, own.exitCode) << command;
-    EXPECT_TRUE(contains(own.out, "usage: norvanectl [--store-root DIR] " + command)) << own.out;
+    EXPECT_EQ(0u, own.out.find("usage: norvanectl [--store-root DIR] " + usage + "\n")) << own.out;
     EXPECT_EQ(own.out, norvanectl(scratch, {"help", command}).out);
   }
   EXPECT_EQ("0|norvanectl (libnorvane) " NORVANE_VERSION_STRING "\n|", shown(norvanectl(scratch, {"--version"})));
@@ -138,9 +146,16 @@ TEST(NorvanectlTest, UsageErrorsExitWithTwo) {
       {{"zip"}, "norvanectl: zip needs an ARCHIVE and at least one FILE\n"},
       {{"zip", "a.zip"}, "norvanectl: zip needs at least one FILE\n"},
       {{"help", "nothing"}, "norvanectl: unknown command 'nothing'\n"},
+      {{"keys"}, "norvanectl: keys needs the word init\n"},
+      {{"keys", "reset"}, "norvanectl: keys needs the word init\n"},
+      {{"secret", "put"}, "norvanectl: secret needs put FILE or get FILE\n"},
+      {{"secret", "show", "x"}, "norvanectl: secret needs put FILE or get FILE\n"},
+      {{"secret", "get", ""}, "norvanectl: FILE must not be empty\n"},
+      {{"rekey", "now"}, "norvanectl: rekey takes no arguments\n"},
+      {{"console", "now"}, "norvanectl: console takes no arguments\n"},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ("2||" + c.message, shown(norvanectl(scratch, c.args)).substr(0, c.message.size() + 3));
+    EXPECT_EQ("2||" + c.message, shown(norvanectl(scratch, c.args)).substr(0, c.message.size() + 3)) << c.message;
   }
 }
 
@@ -327,16 +342,14 @@ TEST(NorvanectlTest, LogFailsWithTheReasonWhenTheLineCannotBeWritten) {
 TEST(NorvanectlTest, CheckNamesEachMissingItemWithItsFix) {
   TempInstallation installation;
   const std::string home = installation.home(), ctlPrefix = ctlIn(installation);
-  EXPECT_EQ("1|PROBLEM  home path: no home path set: " + installation.storeRoot() +
-                "/SOFTWARE/Kestrane/Norvane/NorvaneHOME: No such file or directory\n"
-                "         fix: " + ctlPrefix + "set-home DIR\n"
-                "the other items need the home path\n|",
-            shown(ctl(installation, {"check"})));
-  installation.registerHome(installation.root() + "/gone");
-  EXPECT_EQ("1|PROBLEM  home path: " + installation.root() + "/gone: No such file or directory\n"
-                "         fix: " + ctlPrefix + "set-home DIR\n"
-                "the other items need the home path\n|",
-            shown(ctl(installation, {"check"})));
+  for (const std::string& problem : {"no home path set: " + installation.storeRoot() +
+                                         "/SOFTWARE/Kestrane/Norvane/NorvaneHOME: No such file or directory",
+                                     installation.root() + "/gone: No such file or directory"}) {
+    EXPECT_EQ("1|PROBLEM  home path: " + problem + "\n         fix: " + ctlPrefix +
+                  "set-home DIR\nthe other items need the home path\n|",
+              shown(ctl(installation, {"check"})));
+    installation.registerHome(installation.root() + "/gone");
+  }
 
   installation.registerHome();
   fs::remove_all(home + "/logs");
@@ -451,16 +464,14 @@ TEST(NorvanectlTest, ZipPacksRegularFilesUnderSafeNamesAndSkipsTheRest) {
             shown(norvanectl(scratch, {"zip", "bundle", "bundle/report/sub/a.txt", root + "/work/top.txt", "pipe",
                                        "../work/top.txt", "bundle", "./empty.txt", "missing.txt", "bundle/../top.txt"},
                              inWork)));
-  const std::string listed = root + "/listed";
-  std::system(("unzip -Z1 " + root + "/work/bundle.zip >" + listed).c_str());
-  EXPECT_EQ("sub/a.txt\n" + root.substr(1) + "/work/top.txt\nwork/top.txt\nempty.txt\ntop.txt\n", readFile(listed));
-  std::system(("unzip -p " + root + "/work/bundle.zip sub/a.txt work/top.txt >" + listed).c_str());
-  EXPECT_EQ("alpha\ntop\n", readFile(listed));
+  EXPECT_EQ("sub/a.txt\n" + root.substr(1) + "/work/top.txt\nwork/top.txt\nempty.txt\ntop.txt\n",
+            printed("unzip -Z1 " + root + "/work/bundle.zip"));
+  EXPECT_EQ("alpha\ntop\n", printed("unzip -p " + root + "/work/bundle.zip sub/a.txt work/top.txt"));
   // The file's own time and mode; every entry's CRC checks.
-  std::system(("unzip -ZT " + root + "/work/bundle.zip work/top.txt >" + listed).c_str());
-  EXPECT_EQ("-rw-r-----  2.0 unx        4 t- defN 20210304.050608 work/top.txt\n", readFile(listed));
-  std::system(("unzip -tq " + root + "/work/bundle.zip >" + listed).c_str());
-  EXPECT_EQ("No errors detected in compressed data of " + root + "/work/bundle.zip.\n", readFile(listed));
+  EXPECT_EQ("-rw-r-----  2.0 unx        4 t- defN 20210304.050608 work/top.txt\n",
+            printed("unzip -ZT " + root + "/work/bundle.zip work/top.txt"));
+  EXPECT_EQ("No errors detected in compressed data of " + root + "/work/bundle.zip.\n",
+            printed("unzip -tq " + root + "/work/bundle.zip"));
 
   EXPECT_EQ("0|out.zip: 1 file packed\n|", shown(norvanectl(scratch, {"zip", "out.zip", "top.txt"}, inWork)));
   EXPECT_EQ("0|out.zip: 2 files packed\n|", shown(norvanectl(scratch, {"zip", "out", "top.txt", "top.txt"}, inWork)));
@@ -494,12 +505,10 @@ TEST(NorvanectlTest, ZipThatCannotFinishLeavesNothingBehind) {
 TEST(NorvanectlTest, ZipPacksALargeFileInBoundedMemory) {
   TempInstallation scratch;
   const std::string big = scratch.root() + "/big.bin";
-  { std::ofstream(big).close(); }
+  writeFile(big, "");
   fs::resize_file(big, 256u << 20);  // sparse, so the test costs no disk
   CtlResult run = norvanectl(scratch, {"zip", scratch.root() + "/big", big});
   EXPECT_EQ("0|" + scratch.root() + "/big.zip: 1 file packed\n|", shown(run));
   EXPECT_LT(run.peakKb, 64 * 1024) << "peak resident size in KiB";
-  const std::string listed = scratch.root() + "/listed";
-  std::system(("unzip -Zl " + scratch.root() + "/big.zip | sed -n 3p | awk '{print $4}' >" + listed).c_str());
-  EXPECT_EQ("268435456\n", readFile(listed));
+  EXPECT_EQ("268435456\n", printed("unzip -Zl " + scratch.root() + "/big.zip | sed -n 3p | awk '{print $4}'"));
 }

@@ -44,7 +44,8 @@ TEST(ConsoleTest, InputAndFailuresEndTheMenu) {
   } cases[] = {
       // "1x" and "abc" are no numbers, 0 and 4 no options; a word is read at a time.
       {"options are words", mailer, "1x 0\n\n  4\nabc\n1 3 2\n",
-       "0|" + kMenu + kInvalid + kMenu + kInvalid + kMenu + kInvalid + kMenu + kInvalid + kMenu + kMailerView + kMenu + "|"},
+       "0|" + kMenu + kInvalid + kMenu + kInvalid + kMenu + kInvalid + kMenu + kInvalid + kMenu + kMailerView + kMenu +
+           "|"},
       {"no input", mailer, "", "0|" + kMenu + "|"},
       {"only blanks", mailer, "\n \n", "0|" + kMenu + "|"},
       {"input ends after an option", mailer, "1", "0|" + kMenu + kMailerView + kMenu + "|"},

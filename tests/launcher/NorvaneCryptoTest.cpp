@@ -206,7 +206,13 @@ TEST_F(CryptoTest, DecryptReadsOpensslFilesAndGivesThePlaintextLengthOrTheFailur
   const std::string integrityFailed = line("Error", "Data Integrity test failed during decryption process ");
   const std::string thrown = line("Critical", "Exception generated in ") + " @EVP_DecryptFinal_ex";
   const std::string abc = std::to_string(checksumOf("a_b_c")) + "_a_b_c";
-  const struct { std::string plaintext; int result; std::string resource; std::vector<std::string> tail; bool foreign = false; } rows[] = {
+  const struct {
+    std::string plaintext;
+    int result;
+    std::string resource;
+    std::vector<std::string> tail;
+    bool foreign = false;
+  } rows[] = {
       {"0_", 2, "", {pass, returned}},
       {"1424956863_a", 12, "a", {pass, returned}},
       {"-1821245256_\xE9", 13, "\xE9", {pass, returned}},

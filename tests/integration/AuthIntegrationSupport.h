@@ -1,25 +1,11 @@
-// Scenery of the login integration tests: a program run with extra environment and
-// text on its standard input, and a throw-away slapd on loopback.
+// Scenery of the login integration tests: a throw-away slapd on loopback.
 #pragma once
 
-#include <map>
 #include <string>
-#include <vector>
+
+#include "support/TempInstallation.h"
 
 namespace authit {
-
-struct Run {
-  int exitCode = -1;
-  std::string out;
-  std::string err;
-};
-
-// Runs program with args, env added to the environment, input on standard input.
-Run runWithInput(const std::string& program, const std::vector<std::string>& args,
-                 const std::map<std::string, std::string>& env, const std::string& input);
-
-// A free TCP port on 127.0.0.1 (free when asked; the caller binds it soon after).
-int freePort();
 
 // slapd with a configuration and database of its own in a temporary directory,
 // listening on ldap://127.0.0.1:port and ldaps://127.0.0.1:tlsPort with a
@@ -29,7 +15,7 @@ int freePort();
 class Slapd {
  public:
   explicit Slapd(const std::string& ldif);  // entries below the suffix
-  ~Slapd();                                 // stops the server, removes the directory
+  ~Slapd();                                 // stops the server; the directory goes
   Slapd(const Slapd&) = delete;
   Slapd& operator=(const Slapd&) = delete;
 
@@ -40,7 +26,8 @@ class Slapd {
   std::string certificate() const { return m_directory + "/cert.pem"; }
 
  private:
-  std::string m_directory;
+  testsupport::TempInstallation m_scratch;  // removed after the server has stopped
+  std::string m_directory = m_scratch.root();
   std::string m_failure;
   int m_pid = -1;
   int m_port = 0;

@@ -8,7 +8,9 @@
 #include <memory>
 
 #include "AuthIntegrationSupport.h"
+#include "support/Loopback.h"
 #include "support/TempInstallation.h"
+#include "support/ToolRun.h"
 
 namespace {
 
@@ -79,7 +81,7 @@ TEST_F(SlapdTest, BothSequencesBindSearchAndReadMemberOf) {
   }
   // TLS against the plain port, and nothing listening.
   EXPECT_EQ("false 3 -1 [Can't contact LDAP server]", ldapLogin("alice", "alicepw", s_slapd->port(), 1));
-  EXPECT_EQ("false 3 -1 [Can't contact LDAP server]", ldapLogin("alice", "alicepw", authit::freePort(), 0));
+  EXPECT_EQ("false 3 -1 [Can't contact LDAP server]", ldapLogin("alice", "alicepw", testsupport::freeLoopbackPort(), 0));
 }
 
 #ifdef NORVANECTL_PATH
@@ -89,7 +91,7 @@ TEST_F(SlapdTest, NorvanectlTakesThePasswordFromAPipe) {
   const std::vector<std::string> args = {"--store-root", installation.storeRoot(), "auth", "ldap", "alice",
                                          "--server", "127.0.0.1", "--port", std::to_string(s_slapd->port()),
                                          "--base", "dc=example,dc=com", "--version", "v3", "--mode", "basic"};
-  const authit::Run run = authit::runWithInput(NORVANECTL_PATH, args, {}, "alicepw\n");
+  const testsupport::ToolResult run = testsupport::runTool(NORVANECTL_PATH, args, "alicepw\n");
   EXPECT_EQ(0, run.exitCode) << run.err;
   // Blank lines come first: the attribute walk writes one for each attribute it reads.
   EXPECT_EQ("verdict: accepted\naccess level: 2 (FULL_ACCESS)\nerror code: 0\nerror message: ''\n",

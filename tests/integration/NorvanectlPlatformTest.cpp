@@ -1,7 +1,5 @@
 // norvanectl service, disk-usage and smtp-probe: the built tool against the real
 // platform, a unit directory of the test's and a scripted mail server on loopback.
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -13,6 +11,7 @@
 #include <thread>
 
 #include "NamespaceSupport.h"
+#include "support/Loopback.h"
 #include "support/TempInstallation.h"
 #include "support/ToolRun.h"
 
@@ -113,15 +112,9 @@ TEST(NorvanectlDiskTest, DiskUsageMatchesDfForTheHostsMountedDisks) {
 
 TEST(NorvanectlSmtpTest, SmtpProbeShowsEveryReply) {
   Installation installation;
-  const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  ASSERT_EQ(0, bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address));
-  listen(listener, 1);
-  getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
-  const std::string port = std::to_string(ntohs(address.sin_port));
+  int portNumber = 0;
+  const int listener = testsupport::listenOnLoopback(portNumber);
+  const std::string port = std::to_string(portNumber);
   std::string commands;
   std::thread server([&] {
     const int peer = accept(listener, nullptr, nullptr);

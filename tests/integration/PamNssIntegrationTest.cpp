@@ -7,6 +7,7 @@
 
 #include "AuthIntegrationSupport.h"
 #include "support/TempInstallation.h"
+#include "support/ToolRun.h"
 
 #if defined(NORVANECTL_PATH) && defined(PAM_WRAPPER_MODULES)
 
@@ -62,7 +63,7 @@ class PamNssTest : public testing::Test {
   std::string auth(const std::vector<std::string>& args, const std::string& password) {
     std::vector<std::string> all = {"--store-root", m_installation.storeRoot(), "auth"};
     all.insert(all.end(), args.begin(), args.end());
-    const authit::Run run = authit::runWithInput(NORVANECTL_PATH, all, m_env, password + "\n");
+    const testsupport::ToolResult run = testsupport::runTool(NORVANECTL_PATH, all, password + "\n", m_env);
     if (password.size() > 1) {
       EXPECT_EQ(std::string::npos, (run.out + run.err).find(password)) << "the password was printed";
     }

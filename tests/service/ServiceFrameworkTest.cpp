@@ -53,7 +53,7 @@ TEST_F(FakeHostTest, ServiceStartsPendingAndKeepsThirtyFiveBytesOfItsName) {
             mark.entries());
 }
 
-TEST_F(FakeHostTest, ServiceMainRegistersThenInitsThenRuns) {
+TEST_F(FakeHostTest, ServiceMainRegistersThenInitsThenRunsAndStopIsLoggedAroundOnStop) {
   RecordingService service;
   LogMark mark;
   EXPECT_EQ(0u, service.Startup());
@@ -68,26 +68,32 @@ TEST_F(FakeHostTest, ServiceMainRegistersThenInitsThenRuns) {
                    "Fn Entry: WindowsService::Run", "Fn Entry: WindowsServiceBase::ChangeStatus",
                    "Info: Startup() - returning"}),
             mark.entries());
+  LogMark stop;
+  fake.services.control(1);
+  EXPECT_EQ((Lines{"Info: Control() - received a STOP code", "Fn Entry: WindowsServiceBase::ChangeStatus",
+                   "Info: Control() - calling OnStop()", "Fn Entry: WindowsServiceBase::OnStop",
+                   "Info: Control() - after calling OnStop()", "Fn Entry: WindowsServiceBase::ChangeStatus"}),
+            stop.entries());
 }
 
 TEST_F(FakeHostTest, ServiceMainFailuresKeepTheSystemError) {
   {  // registration refused: the error is the result and stays in the object
     RecordingService service;
-    fake.services.registerError = 5;
+    fake.services.failures["register"] = 5;
     EXPECT_EQ(5, service.Service(0, nullptr));
     EXPECT_EQ(5u, service.lastError());
     EXPECT_TRUE(fake.services.reports.empty());
     EXPECT_TRUE(service.calls.empty());
   }
   {  // Init refuses: stopped, and the last error (none was stored) is the result
-    fake.services.registerError = 0;
+    fake.services.failures.clear();
     RecordingService service;
     service.initResult = 7;
     EXPECT_EQ(0, service.Service(0, nullptr));
     EXPECT_EQ((States{2, 1}), fake.services.states());
   }
   {  // the dispatcher fails: the base gives its error, WindowsService 0 all the same
-    fake.services.dispatchError = 1063;
+    fake.services.failures["dispatch"] = 1063;
     RecordingService service;
     EXPECT_EQ(1063u, service.WindowsServiceBase::Startup());
     EXPECT_EQ(0u, service.Startup());
@@ -129,42 +135,29 @@ TEST_F(FakeHostTest, EveryControlCodeChangesStateAndCallsItsReaction) {
   }
 }
 
-TEST_F(FakeHostTest, StopIsLoggedAroundOnStop) {
-  RecordingService service;
-  service.Service(0, nullptr);
-  LogMark mark;
-  fake.services.control(1);
-  EXPECT_EQ((Lines{"Info: Control() - received a STOP code", "Fn Entry: WindowsServiceBase::ChangeStatus",
-                   "Info: Control() - calling OnStop()", "Fn Entry: WindowsServiceBase::OnStop",
-                   "Info: Control() - after calling OnStop()", "Fn Entry: WindowsServiceBase::ChangeStatus"}),
-            mark.entries());
-}
-
 TEST_F(FakeHostTest, InstallAndUnInstallFollowTheManagersAnswers) {
   const struct Row {
     const char* operation;
     bool installed;
-    unsigned long managerError, createError, deleteError;
+    std::map<std::string, long> failures;
     bool result;
     Lines managerCalls, serviceCalls;
     std::uint32_t lastError;
   } rows[] = {
-      {"install", true, 0, 0, 0, true, {"open", "exists TestService"}, {}, 0},
-      {"install", false, 0, 0, 0, true, {"open", "exists TestService", "open", "create TestService"}, {"InstallAid"}, 0},
-      {"install", false, 13, 0, 0, false, {"open", "open"}, {}, 13},
-      {"install", false, 0, 28, 0, false, {"open", "exists TestService", "open", "create TestService"}, {}, 28},
-      {"uninstall", false, 0, 0, 0, true, {"open", "exists TestService"}, {}, 0},
-      {"uninstall", true, 0, 0, 0, true,
+      {"install", true, {}, true, {"open", "exists TestService"}, {}, 0},
+      {"install", false, {}, true, {"open", "exists TestService", "open", "create TestService"}, {"InstallAid"}, 0},
+      {"install", false, {{"open", 13}}, false, {"open", "open"}, {}, 13},
+      {"install", false, {{"create", 28}}, false, {"open", "exists TestService", "open", "create TestService"}, {}, 28},
+      {"uninstall", false, {}, true, {"open", "exists TestService"}, {}, 0},
+      {"uninstall", true, {}, true,
        {"open", "exists TestService", "open", "exists TestService", "delete TestService"}, {"UnInstallAid"}, 0},
-      {"uninstall", true, 0, 0, 16, false,
+      {"uninstall", true, {{"delete", 16}}, false,
        {"open", "exists TestService", "open", "exists TestService", "delete TestService"}, {"UnInstallAid"}, 16},
   };
   for (const Row& row : rows) {
     testsupport::ScopedFakeHost host;
     if (row.installed) host.services.installed.insert("TestService");
-    host.services.managerError = row.managerError;
-    host.services.createError = row.createError;
-    host.services.deleteError = row.deleteError;
+    host.services.failures = row.failures;
     RecordingService service;
     const bool install = std::string(row.operation) == "install";
     EXPECT_EQ(row.result, install ? service.Install() : service.UnInstall()) << row.operation;
@@ -184,7 +177,7 @@ TEST_F(FakeHostTest, UninstallServiceRemovesNorvaneServiceAndSaysHowItWent) {
   for (const bool fails : {false, true}) {
     testsupport::ScopedFakeHost host;
     host.services.installed.insert("NorvaneService");
-    host.services.deleteError = fails ? 5 : 0;
+    if (fails) host.services.failures["delete"] = 5;
     LogMark mark;
     systemtest::sys().uninstallService();
     EXPECT_EQ(fails, host.services.installed.count("NorvaneService") == 1);

@@ -133,41 +133,32 @@ TEST(ServiceUnitTest, InstallWritesAndEnablesTheUnitAndUnInstallRemovesIt) {
 }
 
 TEST(ServiceSignalTest, SignalsBecomeControlCodesAndReportsReachSystemd) {
-  NotifySocket notify;
-  ASSERT_TRUE(notify.bound());
-  ServiceProcess service(notify, "7");  // stop, pause and shutdown
-  ASSERT_EQ(kStartPending, notify.next());
-  ASSERT_EQ(kRunning, notify.next());
-  const struct {
+  const std::string stopping = "STOPPING=1\nSTATUS=stop pending";
+  struct Step {
     int signal, value;
     std::vector<std::string> messages;
-  } steps[] = {
-      {SIGUSR1, 0, {"STATUS=pause pending", "STATUS=paused"}},
-      {SIGHUP, 0, {"STATUS=paused"}},
-      {SIGUSR2, 0, {"STATUS=continue pending", kRunning}},
-      {SIGRTMIN, 130, {kRunning}},
-      {SIGTERM, 0, {"STOPPING=1\nSTATUS=stop pending", "STATUS=stopped"}},
   };
-  for (const auto& step : steps) {
-    service.signal(step.signal, step.value);
-    for (const std::string& expected : step.messages) EXPECT_EQ(expected, notify.next()) << step.signal;
+  const struct { const char* controls; std::vector<Step> steps; std::string reactions; } services[] = {
+      {"7",  // stop, pause and shutdown
+       {{SIGUSR1, 0, {"STATUS=pause pending", "STATUS=paused"}}, {SIGHUP, 0, {"STATUS=paused"}},
+        {SIGUSR2, 0, {"STATUS=continue pending", kRunning}}, {SIGRTMIN, 130, {kRunning}},
+        {SIGTERM, 0, {stopping, "STATUS=stopped"}}},
+       "OnPause\nOnInquire\nOnContinue\nOnUserControl 130\nOnStop\n"},
+      // The default, stop and shutdown only: a pause is refused without a report; the
+      // queued code is taken after any pending standard signal; Ctrl-C stops.
+      {"5", {{SIGUSR1, 0, {}}, {SIGRTMIN, 200, {kRunning}}, {SIGINT, 0, {stopping, "STATUS=stopped"}}},
+       "OnUserControl 200\nOnStop\n"},
+  };
+  for (const auto& row : services) {
+    NotifySocket notify;
+    ASSERT_TRUE(notify.bound());
+    ServiceProcess service(notify, row.controls);
+    ASSERT_EQ(kStartPending, notify.next());
+    ASSERT_EQ(kRunning, notify.next());
+    for (const Step& step : row.steps) {
+      service.signal(step.signal, step.value);
+      for (const std::string& expected : step.messages) EXPECT_EQ(expected, notify.next()) << step.signal;
+    }
+    EXPECT_EQ("0\nInit 1 SignalledService\n" + row.reactions + "Startup 0 paused 0\n", service.finish());
   }
-  EXPECT_EQ("0\nInit 1 SignalledService\nOnPause\nOnInquire\nOnContinue\nOnUserControl 130\nOnStop\n"
-            "Startup 0 paused 0\n",
-            service.finish());
-}
-
-TEST(ServiceSignalTest, CodesTheServiceDoesNotAcceptAreRefusedAndCtrlCStops) {
-  NotifySocket notify;
-  ASSERT_TRUE(notify.bound());
-  ServiceProcess service(notify, "5");  // the default: stop and shutdown only
-  ASSERT_EQ(kStartPending, notify.next());
-  ASSERT_EQ(kRunning, notify.next());
-  service.signal(SIGUSR1);        // pause, refused: no report
-  service.signal(SIGRTMIN, 200);  // taken after any pending standard signal
-  EXPECT_EQ(kRunning, notify.next());
-  service.signal(SIGINT);
-  EXPECT_EQ("STOPPING=1\nSTATUS=stop pending", notify.next());
-  EXPECT_EQ("STATUS=stopped", notify.next());
-  EXPECT_EQ("0\nInit 1 SignalledService\nOnUserControl 200\nOnStop\nStartup 0 paused 0\n", service.finish());
 }

@@ -25,25 +25,30 @@ std::string selfPath() { return std::filesystem::read_symlink("/proc/self/exe").
 
 int spawn(const std::string& name, const std::vector<std::string>& args,
           const std::map<std::string, std::string>& env, int outputFd) {
-  std::string self = selfPath();
-  std::vector<std::string> argv{self, kChildFlag + name};
+  std::vector<std::string> argv{selfPath(), kChildFlag + name};
   argv.insert(argv.end(), args.begin(), args.end());
-  pid_t pid = fork();
-  if (pid < 0) throw std::runtime_error("fork failed");
-  if (pid == 0) {
-    for (const auto& [key, value] : env) setenv(key.c_str(), value.c_str(), 1);
-    dup2(outputFd, STDOUT_FILENO);
-    dup2(outputFd, STDERR_FILENO);
-    std::vector<char*> raw;
-    for (auto& a : argv) raw.push_back(a.data());
-    raw.push_back(nullptr);
-    execv(self.c_str(), raw.data());
-    _exit(127);
-  }
-  return pid;
+  return launch(argv, env, -1, outputFd, outputFd);
 }
 
 }  // namespace
+
+int launch(const std::vector<std::string>& argv, const std::map<std::string, std::string>& env, int in, int out,
+           int err, unsigned alarmSeconds) {
+  const pid_t pid = fork();
+  if (pid < 0) throw std::runtime_error("fork failed");
+  if (pid > 0) return pid;
+  for (const auto& [key, value] : env) setenv(key.c_str(), value.c_str(), 1);
+  const int fds[] = {in, out, err};
+  for (int i = 0; i < 3; ++i) {
+    if (fds[i] >= 0) dup2(fds[i], i);
+  }
+  std::vector<char*> raw;
+  for (const std::string& arg : argv) raw.push_back(const_cast<char*>(arg.c_str()));
+  raw.push_back(nullptr);
+  if (alarmSeconds != 0) alarm(alarmSeconds);  // survives the exec
+  execv(raw[0], raw.data());
+  _exit(127);
+}
 
 bool registerChild(const std::string& name, ChildRoutine routine) {
   registry()[name] = std::move(routine);

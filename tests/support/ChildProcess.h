@@ -39,6 +39,12 @@ ChildResult waitChild(int pid);
 // Called by the test main: runs the child routine named on the command line, if any.
 bool dispatchChild(int argc, char** argv, int& exitCode);
 
+// Starts argv[0] with argv, env added to its environment, and these descriptors as its
+// standard input, output and error (-1: inherited). An alarm other than 0 ends it with
+// SIGALRM after that many seconds. Returns the pid.
+int launch(const std::vector<std::string>& argv, const std::map<std::string, std::string>& env, int in, int out,
+           int err, unsigned alarmSeconds = 0);
+
 }  // namespace testsupport
 
 #define NORVANE_CHILD_CONCAT_(a, b) a##b

@@ -4,7 +4,6 @@
 //   fake.drives.addDrive("\\\\.\\PHYSICALDRIVE0", {mbr(0x07)}, {{"p1", {volume(5000, 1000)}}});
 #pragma once
 
-#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,32 +14,57 @@ namespace testsupport {
 
 class FakeDisks : public platform::Disks {
  public:
+  using Partitions = std::vector<std::pair<std::string, std::vector<platform::VolumeSpace>>>;
   struct Drive {
     std::string id;
     bool layoutReadable = true;
     std::vector<platform::PartitionRecord> layout;
-    std::vector<std::pair<std::string, std::vector<platform::VolumeSpace>>> partitions;
+    Partitions partitions;
   };
   std::vector<Drive> driveList;
   bool reachable = true, drivesFail = false;
   std::string failingPartitionQuery, failingVolumeQuery;  // an id whose query fails
   int connections = 0, disconnections = 0;
 
-  void addDrive(const std::string& id, std::vector<platform::PartitionRecord> layout,
-                std::vector<std::pair<std::string, std::vector<platform::VolumeSpace>>> partitions) {
+  void addDrive(const std::string& id, std::vector<platform::PartitionRecord> layout, Partitions partitions) {
     driveList.push_back({id, true, std::move(layout), std::move(partitions)});
   }
 
-  bool layout(const std::string& drivePath, std::vector<platform::PartitionRecord>& records) override;
+  bool layout(const std::string& drivePath, std::vector<platform::PartitionRecord>& records) override {
+    for (const Drive& drive : driveList) {
+      if (drive.id == drivePath && drive.layoutReadable) return records = drive.layout, true;
+    }
+    return false;
+  }
   bool connect() override { return ++connections, reachable; }
   void disconnect() override { ++disconnections; }
-  bool drives(std::vector<std::string>& deviceIds) override;
-  bool partitions(const std::string& driveId, std::vector<std::string>& partitionIds) override;
-  bool volumes(const std::string& partitionId, std::vector<platform::VolumeSpace>& volumes) override;
+  bool drives(std::vector<std::string>& deviceIds) override {
+    if (drivesFail) return false;
+    for (const Drive& drive : driveList) deviceIds.push_back(drive.id);
+    return true;
+  }
+  bool partitions(const std::string& driveId, std::vector<std::string>& partitionIds) override {
+    if (driveId == failingPartitionQuery) return false;
+    for (const Drive& drive : driveList) {
+      for (const auto& partition : drive.partitions) {
+        if (drive.id == driveId) partitionIds.push_back(partition.first);
+      }
+    }
+    return true;
+  }
+  bool volumes(const std::string& partitionId, std::vector<platform::VolumeSpace>& volumes) override {
+    if (partitionId == failingVolumeQuery) return false;
+    for (const Drive& drive : driveList) {
+      for (const auto& partition : drive.partitions) {
+        if (partition.first == partitionId) volumes.insert(volumes.end(), partition.second.begin(), partition.second.end());
+      }
+    }
+    return true;
+  }
 };
 
-platform::PartitionRecord mbr(unsigned char type);
-platform::PartitionRecord gpt(const std::string& type);
-platform::VolumeSpace volume(std::uint64_t size, std::uint64_t free);
+inline platform::PartitionRecord mbr(unsigned char type) { return {platform::kPartitionStyleMBR, type, ""}; }
+inline platform::PartitionRecord gpt(const std::string& type) { return {platform::kPartitionStyleGPT, 0, type}; }
+inline platform::VolumeSpace volume(std::uint64_t size, std::uint64_t free) { return {true, size, true, free}; }
 
 }  // namespace testsupport

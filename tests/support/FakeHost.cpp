@@ -27,41 +27,6 @@ void FakeHostFacts::useWindows(unsigned long major, unsigned long minor, unsigne
   versionRecord.platformId = platformId;
 }
 
-std::unique_ptr<platform::EventSource> FakeEventLog::registerSource(const std::string& name) {
-  struct Source : platform::EventSource {
-    Source(std::string name, FakeEventLog& log) : name(std::move(name)), log(log) {}
-    bool report(int type, std::uint16_t category, int eventId, const std::string& text) override {
-      if (log.takesRecords) log.records.push_back({name, type, category, eventId, text});
-      return log.takesRecords;
-    }
-    std::string name;
-    FakeEventLog& log;
-  };
-  return reachable ? std::make_unique<Source>(name, *this) : nullptr;
-}
-
-void* FakeLibraries::open(const std::string& name) {
-  for (Library& library : m_libraries) {
-    if (library.name == name) return &library;
-  }
-  return nullptr;
-}
-
-void* FakeLibraries::symbol(void* library, const char* name) {
-  if (library == nullptr || name == nullptr) return nullptr;
-  const auto& symbols = static_cast<Library*>(library)->symbols;
-  return symbols.count(name) ? symbols.at(name) : nullptr;
-}
-
-bool FakeLibraries::close(void* library, std::string& error) {
-  if (library == nullptr || !closeRefusal.empty()) {
-    error = library == nullptr ? "invalid library handle" : closeRefusal;
-    return false;
-  }
-  closed.push_back(static_cast<Library*>(library)->name);
-  return true;
-}
-
 // A struct hostent and the storage its fields point into.
 struct FakeNetwork::Entry {
   struct hostent entry {};
@@ -69,9 +34,6 @@ struct FakeNetwork::Entry {
   std::vector<std::string> addresses;  // raw bytes
   std::vector<char*> addressList, aliases{nullptr};
 };
-
-platform::ResolvedAddress ipv4(const std::string& text) { return {platform::kAddressFamilyIPv4, text, 0}; }
-platform::ResolvedAddress ipv6(const std::string& text) { return {platform::kAddressFamilyIPv6, text, 0}; }
 
 platform::NetworkInterface adapter(unsigned int index, const std::string& name, const std::string& mac,
                                    bool hardwareDevice, int addressAssignment) {

@@ -9,11 +9,12 @@
 //   fake.plugins.add("libx.so", {{"getHelperInstance", reinterpret_cast<void*>(&entry)}});
 //   ... utils::System::get_instance()->... ; then look at fake.events.records ...
 //
-// Clock (but for second 0, see SecondZeroFreeHost.h), files, machine store, random
-// source and process locks stay the real ones, so the logger and the settings work
-// as usual. A fresh fake is a 64-bit Debian
-// host named "fakehost" with no network interface, no name that resolves, no
-// library, and an event log that takes every record.
+// It fakes the service manager, the disks and the logins too (FakeServiceManager.h,
+// FakeDisks.h, FakeLogins.h). Clock (but for second 0, see SecondZeroFreeHost.h),
+// files, machine store, random source and process locks stay the real ones, so the
+// logger and the settings work as usual. A fresh fake is a 64-bit Debian host named
+// "fakehost" with no network interface, no name that resolves, no library, and an
+// event log that takes every record.
 #pragma once
 
 #include <cstdint>
@@ -25,6 +26,7 @@
 
 #include "platform/Host.h"
 #include "support/FakeDisks.h"
+#include "support/FakeLogins.h"
 #include "support/FakeServiceManager.h"
 #include "support/SecondZeroFreeHost.h"
 
@@ -77,7 +79,18 @@ class FakeEventLog : public platform::EventLog {
   bool takesRecords = true;  // false: every report fails after registering
   std::vector<Record> records;
 
-  std::unique_ptr<platform::EventSource> registerSource(const std::string& name) override;
+  std::unique_ptr<platform::EventSource> registerSource(const std::string& name) override {
+    struct Source : platform::EventSource {
+      Source(std::string name, FakeEventLog& log) : name(std::move(name)), log(log) {}
+      bool report(int type, std::uint16_t category, int eventId, const std::string& text) override {
+        if (log.takesRecords) log.records.push_back({name, type, category, eventId, text});
+        return log.takesRecords;
+      }
+      std::string name;
+      FakeEventLog& log;
+    };
+    return reachable ? std::make_unique<Source>(name, *this) : nullptr;
+  }
 };
 
 class FakeLibraries : public platform::Libraries {
@@ -87,9 +100,25 @@ class FakeLibraries : public platform::Libraries {
   std::string closeRefusal;         // non-empty: close() refuses with this reason
   std::vector<std::string> closed;  // names of the libraries closed, in order
 
-  void* open(const std::string& name) override;
-  void* symbol(void* library, const char* name) override;
-  bool close(void* library, std::string& error) override;
+  void* open(const std::string& name) override {
+    for (Library& library : m_libraries) {
+      if (library.name == name) return &library;
+    }
+    return nullptr;
+  }
+  void* symbol(void* library, const char* name) override {
+    if (library == nullptr || name == nullptr) return nullptr;
+    const auto& symbols = static_cast<Library*>(library)->symbols;
+    return symbols.count(name) ? symbols.at(name) : nullptr;
+  }
+  bool close(void* library, std::string& error) override {
+    if (library == nullptr || !closeRefusal.empty()) {
+      error = library == nullptr ? "invalid library handle" : closeRefusal;
+      return false;
+    }
+    closed.push_back(static_cast<Library*>(library)->name);
+    return true;
+  }
 
  private:
   struct Library {
@@ -132,12 +161,12 @@ class FakeNetwork : public platform::Network {
 
 // Items of FakeNetwork::resolved and FakeNetwork::adapters; mac as "aa:bb:...",
 // any number of bytes.
-platform::ResolvedAddress ipv4(const std::string& text);
-platform::ResolvedAddress ipv6(const std::string& text);
+inline platform::ResolvedAddress ipv4(const std::string& text) { return {platform::kAddressFamilyIPv4, text, 0}; }
+inline platform::ResolvedAddress ipv6(const std::string& text) { return {platform::kAddressFamilyIPv6, text, 0}; }
 platform::NetworkInterface adapter(unsigned int index, const std::string& name, const std::string& mac,
                                    bool hardwareDevice, int addressAssignment = platform::kAddressPermanent);
 
-class FakeHost : public platform::Host {
+class FakeHost : public SecondZeroFreeHost {
  public:
   FakeHostFacts facts;
   FakeEventLog events;
@@ -145,6 +174,9 @@ class FakeHost : public platform::Host {
   FakeNetwork net;
   FakeServiceManager services;
   FakeDisks drives;
+  FakeLogon pam;
+  FakeAccounts nss;
+  FakeDirectory ldap;
 
   platform::HostFacts& hostFacts() override { return facts; }
   platform::EventLog& eventLog() override { return events; }
@@ -152,21 +184,14 @@ class FakeHost : public platform::Host {
   platform::Network& network() override { return net; }
   platform::ServiceManager& serviceManager() override { return services; }
   platform::Disks& disks() override { return drives; }
-  platform::Clock& clock() override { return secondZeroFreeClock(); }
-  platform::FileSystem& fileSystem() override { return platform::posixHost().fileSystem(); }
-  platform::MachineStore& machineStore() override { return platform::posixHost().machineStore(); }
-  std::unique_ptr<platform::ProcessLock> openProcessLock(const std::string& name) override {
-    return platform::posixHost().openProcessLock(name);
-  }
+  platform::Logon& logon() override { return pam; }
+  platform::Accounts& accounts() override { return nss; }
+  platform::Directory& directory() override { return ldap; }
 };
 
 // A FakeHost in force from construction to destruction.
 class ScopedFakeHost : public FakeHost {
- public:
-  ScopedFakeHost() : m_scope(*this) {}
-
- private:
-  platform::ScopedHost m_scope;
+  platform::ScopedHost m_scope{*this};
 };
 
 }  // namespace testsupport

@@ -2,47 +2,75 @@
 // with which error, and every status report and call in order.
 //
 //   fake.services.installed.insert("NorvaneService");
-//   fake.services.deleteError = 5;          // deleteService fails with error 5
+//   fake.services.failures["delete"] = 5;   // deleteService fails with error 5
 //   service.Service(0, nullptr);            // registers fake.services.handler
 //   fake.services.control(2);               // a pause code, on the calling thread
 //   ... fake.services.states() == {2, 4, 6, 7} ...
 #pragma once
 
+#include <cerrno>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "platform/ServiceManager.h"
+#include "support/CallScript.h"
 
 namespace testsupport {
 
-class FakeServiceManager : public platform::ServiceManager {
+// Calls: "open", "exists NAME", "create NAME", "delete NAME", "dispatch NAME",
+// "register NAME"; the steps that can fail: "open", "create", "delete", "dispatch",
+// "register".
+class FakeServiceManager : public platform::ServiceManager, public CallScript {
  public:
-  // A nonzero error makes that step fail with it.
-  unsigned long managerError = 0, createError = 0, deleteError = 0, registerError = 0, dispatchError = 0;
   std::set<std::string> installed;
   std::string program = "/opt/norvane/bin/norvane-server";
   std::vector<platform::ServiceDefinition> created;
-  // "open", "exists NAME", "create NAME", "delete NAME", "dispatch NAME", "register NAME".
-  std::vector<std::string> calls;
   std::vector<platform::ServiceStatusReport> reports;  // those made with the handle given out
   platform::ServiceControlRoutine handler = nullptr;
   void* context = nullptr;
-  static void* const kHandle;
+  static inline int handleCell = 0;
+  static inline void* const kHandle = &handleCell;
 
   // Calls the registered control handler as the manager would.
   unsigned long control(unsigned long code) { return handler(code, 0, nullptr, context); }
-  std::vector<unsigned long> states() const;
+  std::vector<unsigned long> states() const {
+    std::vector<unsigned long> found;
+    for (const auto& report : reports) found.push_back(report.currentState);
+    return found;
+  }
 
-  bool openManager(unsigned long& error) override;
-  bool serviceExists(const std::string& name, unsigned long& error) override;
-  bool createService(const platform::ServiceDefinition& definition, unsigned long& error) override;
-  bool deleteService(const std::string& name, unsigned long& error) override;
+  bool openManager(unsigned long& error) override { return succeeds("open", "open", error); }
+  bool serviceExists(const std::string& name, unsigned long& error) override {
+    calls.push_back("exists " + name);
+    return installed.count(name) != 0 || (error = ENOENT, false);
+  }
+  bool createService(const platform::ServiceDefinition& definition, unsigned long& error) override {
+    if (!succeeds("create", "create " + definition.name, error)) return false;
+    created.push_back(definition);
+    return installed.insert(definition.name), true;
+  }
+  bool deleteService(const std::string& name, unsigned long& error) override {
+    return succeeds("delete", "delete " + name, error) && (installed.erase(name), true);
+  }
   std::string programPath() override { return program; }
-  bool dispatch(const std::string& name, platform::ServiceMainRoutine serviceMain, unsigned long& error) override;
-  void* registerControlHandler(const std::string& name, platform::ServiceControlRoutine routine, void* context,
-                               unsigned long& error) override;
-  bool reportStatus(void* statusHandle, const platform::ServiceStatusReport& status) override;
+  bool dispatch(const std::string& name, platform::ServiceMainRoutine serviceMain, unsigned long& error) override {
+    if (!succeeds("dispatch", "dispatch " + name, error)) return false;
+    std::string argument = name;
+    char* argv[] = {argument.data(), nullptr};
+    serviceMain(1, argv);
+    return true;
+  }
+  void* registerControlHandler(const std::string& name, platform::ServiceControlRoutine routine, void* routineContext,
+                               unsigned long& error) override {
+    if (!succeeds("register", "register " + name, error)) return nullptr;
+    handler = routine;
+    context = routineContext;
+    return kHandle;
+  }
+  bool reportStatus(void* statusHandle, const platform::ServiceStatusReport& status) override {
+    return statusHandle == kHandle && (reports.push_back(status), true);
+  }
 };
 
 }  // namespace testsupport

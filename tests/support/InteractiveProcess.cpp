@@ -12,6 +12,8 @@
 #include <chrono>
 #include <stdexcept>
 
+#include "support/ChildProcess.h"
+
 namespace testsupport {
 namespace {
 
@@ -52,14 +54,9 @@ InteractiveProcess::InteractiveProcess(const std::string& program, const std::ve
     close(in[1]);
     throw std::runtime_error("pipe failed");
   }
-  m_pid = fork();
-  if (m_pid < 0) throw std::runtime_error("fork failed");
-  if (m_pid == 0) {
-    dup2(in[0], STDIN_FILENO);
-    dup2(out[1], STDOUT_FILENO);
-    dup2(out[1], STDERR_FILENO);
-    execute(program, args);
-  }
+  std::vector<std::string> argv{program};
+  argv.insert(argv.end(), args.begin(), args.end());
+  m_pid = launch(argv, {}, in[0], out[1], out[1], kLifetimeLimitSeconds);
   close(in[0]);
   close(out[1]);
   m_input = in[1];

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "support/ChildProcess.h"
 #include "support/TempInstallation.h"
 
 namespace testsupport {
@@ -16,29 +17,19 @@ namespace {
 const unsigned kInputTimeLimitSeconds = 30;
 
 // Runs the program with inputFd as its standard input; the caller closes inputFd.
-// A time limit other than 0 ends the program with SIGALRM when it runs longer.
 ToolResult runWithInput(const std::string& program, const std::vector<std::string>& args, int inputFd,
-                        unsigned timeLimitSeconds) {
+                        const std::map<std::string, std::string>& env, unsigned timeLimitSeconds) {
   char directory[] = "/tmp/norvane-tool-XXXXXX";
   if (mkdtemp(directory) == nullptr) throw std::runtime_error("mkdtemp failed");
   const std::string outPath = std::string(directory) + "/out", errPath = std::string(directory) + "/err";
-  const pid_t pid = fork();
-  if (pid < 0) throw std::runtime_error("fork failed");
-  if (pid == 0) {
-    const int in = inputFd;
-    const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (in < 0 || out < 0 || err < 0) _exit(127);
-    dup2(in, STDIN_FILENO);
-    dup2(out, STDOUT_FILENO);
-    dup2(err, STDERR_FILENO);
-    std::vector<char*> argv{const_cast<char*>(program.c_str())};
-    for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
-    argv.push_back(nullptr);
-    if (timeLimitSeconds != 0) alarm(timeLimitSeconds);  // survives the exec
-    execv(program.c_str(), argv.data());
-    _exit(127);
-  }
+  const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  if (out < 0 || err < 0) throw std::runtime_error("cannot open the output files");
+  std::vector<std::string> argv{program};
+  argv.insert(argv.end(), args.begin(), args.end());
+  const int pid = launch(argv, env, inputFd, out, err, timeLimitSeconds);
+  close(out);
+  close(err);
   int status = 0;
   while (waitpid(pid, &status, 0) < 0) continue;
   ToolResult result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(outPath), readFile(errPath)};
@@ -53,12 +44,13 @@ ToolResult runWithInput(const std::string& program, const std::vector<std::strin
 ToolResult runTool(const std::string& program, const std::vector<std::string>& args) {
   const int in = open("/dev/null", O_RDONLY | O_CLOEXEC);
   if (in < 0) throw std::runtime_error("cannot open /dev/null");
-  ToolResult result = runWithInput(program, args, in, 0);
+  ToolResult result = runWithInput(program, args, in, {}, 0);
   close(in);
   return result;
 }
 
-ToolResult runTool(const std::string& program, const std::vector<std::string>& args, const std::string& input) {
+ToolResult runTool(const std::string& program, const std::vector<std::string>& args, const std::string& input,
+                   const std::map<std::string, std::string>& env) {
   int pipeFds[2];
   if (pipe2(pipeFds, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
   // The whole input goes in before the program starts, and the write end is closed,
@@ -70,7 +62,7 @@ ToolResult runTool(const std::string& program, const std::vector<std::string>& a
     close(pipeFds[0]);
     throw std::runtime_error("the input does not fit into a pipe");
   }
-  ToolResult result = runWithInput(program, args, pipeFds[0], kInputTimeLimitSeconds);
+  ToolResult result = runWithInput(program, args, pipeFds[0], env, kInputTimeLimitSeconds);
   close(pipeFds[0]);
   return result;
 }

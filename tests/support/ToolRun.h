@@ -2,6 +2,7 @@
 // printed, apart, with its exit code.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,9 @@ ToolResult runTool(const std::string& program, const std::vector<std::string>& a
 // The same with `input` on standard input through a pipe that ends after it (at most
 // 64 KiB, what a pipe holds without a reader). A program that still runs after 30
 // seconds is ended by SIGALRM (exitCode -1), so a hang fails instead of stalling.
-ToolResult runTool(const std::string& program, const std::vector<std::string>& args, const std::string& input);
+// `env` entries are added to (or replace) its environment.
+ToolResult runTool(const std::string& program, const std::vector<std::string>& args, const std::string& input,
+                   const std::map<std::string, std::string>& env = {});
 
 // norvanectl (at `program`) run with --store-root `storeRoot` before `args`, standard
 // input from /dev/null or from `input`.

@@ -9,6 +9,7 @@
 using authtest::joined;
 using authtest::ldap;
 using authtest::logLines;
+using authtest::repeated;
 using authtest::runCase;
 using platform::LdapAttribute;
 
@@ -46,9 +47,9 @@ TEST(LdapLoginTest, OnlyModeOneTakesTheSecureSequence) {
                 // Nothing is escaped; an empty base leaves the trailing comma; TLS is
                 // demanded when the session does not have it.
                 "true 1 -1 [old] open ldaps://srv:636,version 2,getTls,setTls,connect,digestBind a)(cn=* srv pw,"
-                "search cn=a)(cn=*, (&(objectCategory=person)(objectClass=user)(cn=a)(cn=*)),unbind\n"
-                "Info: strSearch:" + kFilter + ",Info: strSearch:" + kFilter + ",Info: strSearch:" + kFilter +
-                ",Info: strSearch:" + kFilter + ",Info: strSearch:(&(objectCategory=person)(objectClass=user)(cn=a)(cn=*))",
+                "search cn=a)(cn=*, (&(objectCategory=person)(objectClass=user)(cn=a)(cn=*)),unbind\n" +
+                repeated("Info: strSearch:" + kFilter, 4, ",") +
+                ",Info: strSearch:(&(objectCategory=person)(objectClass=user)(cn=a)(cn=*))",
             runCase("ldap_sequences"));
 }
 
@@ -76,24 +77,27 @@ TEST(LdapLoginTest, EveryFailingStepHasItsTextAndCode) {
   const auto line = [&](const std::string& step, const std::string& code) {
     return "Always: LDAP " + step + " for the LDAP Server:" + server + " failed with error code:" + code;
   };
+  // A step that fails with 49 after the first `calls` calls of its mode's sequence (TLS
+  // off, so the secure one turns it on).
+  const std::vector<std::string> sequences[] = {
+      {open, "version 3", "connect", bindBasic, search},
+      {openTls, "version 3", "getTls", "setTls", "connect", bindSecure, search}};
+  const auto failed = [&](int mode, int calls, const std::string& step) {
+    const std::vector<std::string> made(sequences[mode].begin(), sequences[mode].begin() + calls);
+    return "false 3 49 [Invalid credentials] " + joined(made, ",") + ",unbind | " + line(step, "49");
+  };
   const struct { int mode; const char* step; std::string expected; } rows[] = {
       {0, "open", "false 3 -1 [LDAP init failed] " + open + " | " + line("Init", "-1")},
       {1, "open", "false 3 -1 [LDAP init failed] " + openTls + " | " + line("Init", "-1")},
-      {0, "version", "false 3 49 [Invalid credentials] " + open + ",version 3,unbind | " + line("Set", "49")},
-      {1, "version", "false 3 49 [Invalid credentials] " + openTls + ",version 3,unbind | " + line("Set1", "49")},
-      {1, "getTls", "false 3 49 [Invalid credentials] " + openTls + ",version 3,getTls,unbind | " + line("Get", "49")},
-      {1, "setTls", "false 3 49 [Invalid credentials] " + openTls + ",version 3,getTls,setTls,unbind | " +
-                        line("Set2", "49")},
-      {0, "connect", "false 3 49 [Invalid credentials] " + open + ",version 3,connect,unbind | " +
-                         line("Connect", "49")},
-      {1, "connect", "false 3 49 [Invalid credentials] " + openTls + ",version 3,getTls,setTls,connect,unbind | " +
-                         line("Connect", "49")},
-      {0, "simpleBind", "false 3 49 [Invalid credentials] " + open + ",version 3,connect," + bindBasic + ",unbind | " +
-                            line("Simple Bind", "49")},
-      {1, "digestBind", "false 3 49 [Invalid credentials] " + openTls + ",version 3,getTls,setTls,connect," +
-                            bindSecure + ",unbind | " + line("Bind", "49")},
-      {0, "search", "false 3 49 [Invalid credentials] " + open + ",version 3,connect," + bindBasic + "," + search +
-                        ",unbind | " + line("Search", "49")},
+      {0, "version", failed(0, 2, "Set")},
+      {1, "version", failed(1, 2, "Set1")},
+      {1, "getTls", failed(1, 3, "Get")},
+      {1, "setTls", failed(1, 4, "Set2")},
+      {0, "connect", failed(0, 3, "Connect")},
+      {1, "connect", failed(1, 5, "Connect")},
+      {0, "simpleBind", failed(0, 4, "Simple Bind")},
+      {1, "digestBind", failed(1, 6, "Bind")},
+      {0, "search", failed(0, 5, "Search")},
       // The entry is not there: the code is the search's own, 0, with its text.
       {0, "absent", "false 3 0 [Success] " + open + ",version 3,connect," + bindBasic + "," + search +
                         ",unbind | " + line("Count entries", "0")},
@@ -145,12 +149,10 @@ TEST(LdapLoginTest, OnlyTheFirstMemberOfValueCanGiveFullAccess) {
       "true 1 unbind*1 newlines*1\n"  // the attribute's name is case-sensitive
       "true 3 unbind*1 newlines*0\n"  // no attribute: the level stays
       "true 3 unbind*1 newlines*2\n"  // attributes without values
-      "true 1 unbind*1 newlines*1\n"
-      "Info: Attribute Name: memberOf,Info: got the memberOf details so trying to retreive the attribute values,"
-      "Info: Attribute Name: memberOf,Info: got the memberOf details so trying to retreive the attribute values,"
-      "Info: Attribute Name: memberOf,Info: got the memberOf details so trying to retreive the attribute values,"
-      "Info: Attribute Name: memberOf,Info: got the memberOf details so trying to retreive the attribute values,"
-      "Info: Attribute Name: memberOf,Info: got the memberOf details so trying to retreive the attribute values\n"
+      "true 1 unbind*1 newlines*1\n" +
+          repeated("Info: Attribute Name: memberOf,"
+                   "Info: got the memberOf details so trying to retreive the attribute values", 5, ",") +
+          "\n"
       "Info: strAttributeValue: CN=Administrators,"
       "Info: strAttributeValue: CN=Staff,Info: strAttributeValue: CN=Administrators,"
       "Info: strAttributeValue: CN=Staff,Info: strAttributeValue: DC=x,"

@@ -11,7 +11,7 @@ namespace {
 
 // alice in Administrators and Users; bob in Users, whose members are bob and a
 // domain group; carol in Backup Operators; a service account without a password.
-void directory(testsupport::ScopedFakeAuthHost& fake) {
+void directory(testsupport::ScopedFakeHost& fake) {
   for (const char* user : {"alice", "bob", "carol"}) fake.pam.accept("norvane-local", user, "pw");
   fake.nss.addUser("alice", {"Administrators", "Users"});
   fake.nss.addUser("bob", {"Users"});

@@ -21,7 +21,14 @@ std::unique_ptr<systemtest::LogMark> g_mark;
 
 using Level = utils::System::AccessLevel_;
 
-std::string outcome(bool result, Level level, int code, const std::string& message, const std::string& reserved) {
+// Runs one login with the outputs preset to level 3, code -1 and "old" and a reserved
+// argument of "r", and tells what came back.
+template <typename Login>
+std::string outcome(Login login) {
+  std::string reserved = "r", message = "old";
+  Level level = static_cast<Level>(3);
+  int code = -1;
+  const bool result = login(*utils::System::get_instance(), reserved, level, code, message);
   return std::string(result ? "true" : "false") + " " + std::to_string(static_cast<int>(level)) + " " +
          std::to_string(code) + " [" + message + "]" + (reserved == "r" ? "" : " reserved changed");
 }
@@ -34,30 +41,23 @@ bool registerCase(const std::string& name, Case body) {
 }
 
 std::string local(const std::string& user, const std::string& password) {
-  std::string reserved = "r", message = "old";
-  Level level = static_cast<Level>(3);
-  int code = -1;
-  const bool result = utils::System::get_instance()->authenticate(user, password, reserved, level, code, message);
-  return outcome(result, level, code, message, reserved);
+  return outcome([&](utils::System& system, std::string& reserved, Level& level, int& code, std::string& message) {
+    return system.authenticate(user, password, reserved, level, code, message);
+  });
 }
 
 std::string domain(const std::string& user, const std::string& password, const std::string& domainName) {
-  std::string reserved = "r", message = "old";
-  Level level = static_cast<Level>(3);
-  int code = -1;
-  const bool result =
-      utils::System::get_instance()->authenticate(user, password, domainName, reserved, level, code, message);
-  return outcome(result, level, code, message, reserved);
+  return outcome([&](utils::System& system, std::string& reserved, Level& level, int& code, std::string& message) {
+    return system.authenticate(user, password, domainName, reserved, level, code, message);
+  });
 }
 
 std::string ldap(const std::string& user, const std::string& password, const std::string& server,
                  const std::string& base, unsigned long port, unsigned int version, int bindingMode) {
-  std::string reserved = "r", message = "old";
-  Level level = static_cast<Level>(3);
-  int code = -1;
-  const bool result = utils::System::get_instance()->authenticate(user, password, server, base, port, version,
-                                                                  bindingMode, reserved, level, code, message);
-  return outcome(result, level, code, message, reserved);
+  return outcome([&](utils::System& system, std::string& reserved, Level& level, int& code, std::string& message) {
+    return system.authenticate(user, password, server, base, port, version, bindingMode, reserved, level, code,
+                               message);
+  });
 }
 
 std::vector<std::string> logLines(const std::string& containing) {
@@ -76,6 +76,10 @@ std::string joined(const std::vector<std::string>& items, const std::string& sep
   std::string text;
   for (const std::string& item : items) text += (text.empty() ? "" : separator) + item;
   return text;
+}
+
+std::string repeated(const std::string& item, int times, const std::string& separator) {
+  return joined(std::vector<std::string>(static_cast<std::size_t>(times), item), separator);
 }
 
 std::string runCase(const std::string& name, const std::string& config, const std::vector<std::string>& args) {
@@ -99,7 +103,7 @@ NORVANE_CHILD(auth_case) {
   const auto found = authtest::cases().find(args[0]);
   if (found == authtest::cases().end()) return 3;
   utils::log_info("case %1%") % args[0];
-  testsupport::ScopedFakeAuthHost fake;
+  testsupport::ScopedFakeHost fake;
   authtest::g_mark = std::make_unique<systemtest::LogMark>();
   const std::string result = found->second(fake, std::vector<std::string>(args.begin() + 3, args.end()));
   testsupport::writeFile(args[2], result);

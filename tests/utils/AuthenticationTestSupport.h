@@ -14,11 +14,11 @@
 #include <string>
 #include <vector>
 
-#include "support/FakeAuthHost.h"
+#include "support/FakeHost.h"
 
 namespace authtest {
 
-using Case = std::function<std::string(testsupport::ScopedFakeAuthHost& fake, const std::vector<std::string>& args)>;
+using Case = std::function<std::string(testsupport::ScopedFakeHost& fake, const std::vector<std::string>& args)>;
 bool registerCase(const std::string& name, Case body);
 
 // Runs the case in a child whose configuration is "log_level = 255" plus config.
@@ -36,14 +36,16 @@ std::string ldap(const std::string& user, const std::string& password, const std
 // `containing` only.
 std::vector<std::string> logLines(const std::string& containing = "");
 std::string joined(const std::vector<std::string>& items, const std::string& separator = " | ");
+// `times` copies of item, joined.
+std::string repeated(const std::string& item, int times, const std::string& separator);
 
 }  // namespace authtest
 
 #define AUTH_CASE_CONCAT_(a, b) a##b
 #define AUTH_CASE(name)                                                                                 \
-  static std::string auth_case_##name(testsupport::ScopedFakeAuthHost& fake,                            \
+  static std::string auth_case_##name(testsupport::ScopedFakeHost& fake,                            \
                                       const std::vector<std::string>& args);                           \
   static const bool AUTH_CASE_CONCAT_(auth_case_registered_, name) =                                    \
       ::authtest::registerCase(#name, auth_case_##name);                                                \
-  static std::string auth_case_##name([[maybe_unused]] testsupport::ScopedFakeAuthHost& fake,           \
+  static std::string auth_case_##name([[maybe_unused]] testsupport::ScopedFakeHost& fake,           \
                                       [[maybe_unused]] const std::vector<std::string>& args)

@@ -1,8 +1,6 @@
 // The socket client against listeners of the test's on loopback: a scripted peer
 // for the odd replies and failures, and a real SMTP server (aiosmtpd) for a whole
 // dialogue.
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -14,6 +12,7 @@
 #include <cstring>
 #include <thread>
 
+#include "support/Loopback.h"
 #include "utils/SystemTestSupport.h"
 
 using systemtest::LogMark;
@@ -26,15 +25,7 @@ namespace {
 class ScriptedPeer {
  public:
   explicit ScriptedPeer(std::vector<std::string> script) {
-    m_listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    bind(m_listener, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    listen(m_listener, 1);
-    getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &length);
-    m_port = ntohs(address.sin_port);
+    m_listener = testsupport::listenOnLoopback(m_port);
     m_thread = std::thread([this, script = std::move(script)] {
       const int peer = accept(m_listener, nullptr, nullptr);
       if (peer < 0) return;
@@ -86,20 +77,6 @@ const Lines kConnected = {kLookedUp[0], kLookedUp[1], "Debug: Connect to the SMT
                           "Debug: re-try connecting to SMTP server for maximum 3 time",
                           "Critical: Server Connection have been established", "Debug: setting timeout for recv() function",
                           "Debug: setting timeout for send() function"};
-
-// A port nothing listens on: bound, then released.
-int closedPort() {
-  ScriptedPeer peer({});
-  const int port = peer.port();
-  const int client = socket(AF_INET, SOCK_STREAM, 0);  // lets the peer's accept return
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<unsigned short>(port));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  connect(client, reinterpret_cast<sockaddr*>(&address), sizeof address);
-  close(client);
-  return port;
-}
 
 }  // namespace
 
@@ -166,7 +143,7 @@ TEST(SocketTest, SendCloseAndFailedConnections) {
   EXPECT_EQ(1, client->close());
   EXPECT_EQ((Lines{"Debug: Socket is already closed", "Debug: Socket is already closed"}), messages(closing));
 
-  const int port = closedPort();
+  const int port = testsupport::freeLoopbackPort();
   client = utils::Socket::get_instance();
   LogMark refused;
   EXPECT_EQ(-1, client->connect("127.0.0.1", port));
@@ -187,7 +164,7 @@ TEST(SocketTest, SendCloseAndFailedConnections) {
 }
 
 TEST(SocketTest, AWholeDialogueWithARealSmtpServer) {
-  const int port = closedPort();
+  const int port = testsupport::freeLoopbackPort();
   const pid_t server = fork();
   if (server == 0) {
     execl("/usr/bin/python3", "python3", "-m", "aiosmtpd", "-n", "-l", ("127.0.0.1:" + std::to_string(port)).c_str(),

@@ -21,15 +21,6 @@ std::map<std::string, ChildRoutine>& registry() {
   return routines;
 }
 
-std::string selfPath() { return std::filesystem::read_symlink("/proc/self/exe").string(); }
-
-int spawn(const std::string& name, const std::vector<std::string>& args,
-          const std::map<std::string, std::string>& env, int outputFd) {
-  std::vector<std::string> argv{selfPath(), kChildFlag + name};
-  argv.insert(argv.end(), args.begin(), args.end());
-  return launch(argv, env, -1, outputFd, outputFd);
-}
-
 }  // namespace
 
 int launch(const std::vector<std::string>& argv, const std::map<std::string, std::string>& env, int in, int out,
@@ -67,11 +58,13 @@ ChildResult waitChild(int pid) {
   return result;
 }
 
-int startChild(const std::string& name, const std::vector<std::string>& args,
-               const std::string& outputPath) {
-  int fd = open(outputPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+int startChild(const std::string& name, const std::vector<std::string>& args, const std::string& outputPath,
+               const std::map<std::string, std::string>& env) {
+  const int fd = open(outputPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   if (fd < 0) throw std::runtime_error("cannot open " + outputPath);
-  int pid = spawn(name, args, {}, fd);
+  std::vector<std::string> argv{std::filesystem::read_symlink("/proc/self/exe").string(), kChildFlag + name};
+  argv.insert(argv.end(), args.begin(), args.end());
+  const int pid = launch(argv, env, -1, fd, fd);
   close(fd);
   return pid;
 }
@@ -79,11 +72,10 @@ int startChild(const std::string& name, const std::vector<std::string>& args,
 ChildResult runChild(const std::string& name, const std::vector<std::string>& args,
                      const std::map<std::string, std::string>& env) {
   char path[] = "/tmp/norvane-child-XXXXXX";
-  int fd = mkstemp(path);
+  const int fd = mkstemp(path);
   if (fd < 0) throw std::runtime_error("mkstemp failed");
-  int pid = spawn(name, args, env, fd);
   close(fd);
-  ChildResult result = waitChild(pid);
+  ChildResult result = waitChild(startChild(name, args, path, env));
   result.output = readFile(path);
   unlink(path);
   return result;

@@ -30,8 +30,8 @@ ChildResult runChild(const std::string& name, const std::vector<std::string>& ar
                      const std::map<std::string, std::string>& env = {});
 
 // Starts the routine without waiting; returns the pid. Output goes to `outputPath`.
-int startChild(const std::string& name, const std::vector<std::string>& args,
-               const std::string& outputPath);
+int startChild(const std::string& name, const std::vector<std::string>& args, const std::string& outputPath,
+               const std::map<std::string, std::string>& env = {});
 
 // Waits for a started child; same fields as runChild but for the output.
 ChildResult waitChild(int pid);

@@ -98,19 +98,13 @@ namespace {
 // table, detached by the destructor.
 class LoopDisk {
  public:
-  LoopDisk(const std::string& tag, const std::string& table) {
-    m_image = "/tmp/nv13-" + std::to_string(getpid()) + "-" + tag + ".img";
-    const std::string script = "/tmp/nv13-" + std::to_string(getpid()) + "-" + tag + ".sfdisk";
-    testsupport::writeFile(script, table);
-    m_ready = std::system(("truncate -s 24M " + m_image + " && sfdisk -q " + m_image + " < " + script +
-                           " >/dev/null 2>&1").c_str()) == 0;
-    std::remove(script.c_str());
-    if (!m_ready) return;
-    FILE* out = popen(("losetup -P --find --show " + m_image).c_str(), "r");
-    char device[64] = {};
-    if (out != nullptr && std::fgets(device, sizeof device, out) != nullptr) m_device = device;
-    if (out != nullptr) pclose(out);
-    if (!m_device.empty() && m_device.back() == '\n') m_device.pop_back();
+  LoopDisk(const std::string& tag, const std::string& table)
+      : m_image("/tmp/nv13-" + std::to_string(getpid()) + "-" + tag + ".img") {
+    if (std::system(("truncate -s 24M " + m_image + " && printf '%s' '" + table + "' | sfdisk -q " + m_image +
+                     " >/dev/null 2>&1").c_str()) != 0) {
+      return;
+    }
+    m_device = systemtest::shellOutput("losetup -P --find --show " + m_image);
     // Where the kernel's own scan of the table is not done, partx adds the partitions.
     if (!m_device.empty() && !std::filesystem::exists(m_device + "p1")) {
       std::system(("partx -a " + m_device + " >/dev/null 2>&1").c_str());

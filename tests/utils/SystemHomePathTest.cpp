@@ -1,6 +1,5 @@
 #include <utils/MachineStore.h>
 #include <utils/System.h>
-#include <utils/WindowsSystem.h>
 
 #include <gtest/gtest.h>
 
@@ -48,12 +47,8 @@ class HomePathTest : public ::testing::Test {
 
 }  // namespace
 
-TEST(SystemTest, OneInstanceAndTheSystemStoreRoot) {
-  EXPECT_EQ(static_cast<System*>(utils::WindowsSystem::get_instance()), System::get_instance());
-  EXPECT_STREQ("/etc/kestrane/registry", MachineStore::DEFAULT_ROOT);
-}
-
 TEST_F(HomePathTest, StoredValueRules) {
+  EXPECT_STREQ("/etc/kestrane/registry", MachineStore::DEFAULT_ROOT);
   EXPECT_EQ("failed", lookUp());  // no key
   std::filesystem::create_directories(m_installation.storeRoot() + "/SOFTWARE/Kestrane/Norvane");
   EXPECT_EQ("failed", lookUp());  // key without value

@@ -7,6 +7,7 @@
 #include <utils/System.h>
 #include <utils/WindowsSystem.h>
 
+#include <cstdio>
 #include <memory>
 #include <regex>
 #include <sstream>
@@ -54,6 +55,18 @@ class LogMark {
 };
 
 inline utils::System& sys() { return *utils::System::get_instance(); }
+
+// Standard output of a shell command, without its last line end.
+inline std::string shellOutput(const std::string& command) {
+  std::string output;
+  if (FILE* pipe = popen(command.c_str(), "r")) {
+    char chunk[256];
+    while (std::fgets(chunk, sizeof chunk, pipe) != nullptr) output += chunk;
+    pclose(pipe);
+  }
+  if (!output.empty() && output.back() == '\n') output.pop_back();
+  return output;
+}
 
 class FakeHostTest : public testing::Test {
  protected:

@@ -47,20 +47,34 @@ class NORVANE_API Writer : private ConstVisitor {
   void writeString(const std::string& s);
   void endLine();
   void emitLine();
+  // Whether lines go to the stream buffer directly; false once a write or flush
+  // fails, and for streams whose sentry would have work to do.
   bool plainStream() const;
+  void streamFailed();
+  void setPrecision() {
+    if (m_precisionSet) return;
+    m_ostr.precision(20);
+    m_precisionSet = true;
+  }
 
   // Room for `count` more characters at the end of the line being made.
   char* room(size_t count) {
     if (m_line.size() - m_used < count) m_line.resize(2 * (m_used + count));
     return &m_line[m_used];
   }
-  void put(const char* text, size_t count);
+  void put(const char* text, size_t count) {
+    std::memcpy(room(count), text, count);
+    m_used += count;
+  }
   void put(char c) {
     *room(1) = c;
     ++m_used;
   }
 
   std::ostream& m_ostr;
+  bool m_plain;
+  // The stream's precision is set once, with the first number written.
+  bool m_precisionSet = false;
   int m_nTabDepth;
   // The line being made is m_line[0, m_used); the string's size is the room.
   std::string m_line;

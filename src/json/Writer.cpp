@@ -5,7 +5,33 @@
 
 namespace json {
 
-Writer::Writer(std::ostream& ostr) : m_ostr(ostr), m_nTabDepth(0) {}
+namespace {
+
+// The second character of the escape pair of each character the string rule
+// escapes; 0 for the characters written as they are.
+struct EscapeTable {
+  EscapeTable() : second{} {
+    const char pairs[][2] = {{'\b', 'b'}, {'\t', 't'}, {'\n', 'n'}, {'\f', 'f'},
+                             {'\r', 'r'}, {'"', '"'},   {'\\', '\\'}};
+    for (const auto& pair : pairs) second[static_cast<unsigned char>(pair[0])] = pair[1];
+  }
+  char second[256];
+};
+
+const EscapeTable kEscapes;
+
+}  // namespace
+
+// The sentry of the stream's write() and flush() has nothing to do for a good
+// stream with no tied stream, no unit buffering and no exceptions asked for;
+// lines then go to the buffer directly, with the same result. None of these
+// change while a document is written, except the state, which only the writer's
+// own failures change.
+Writer::Writer(std::ostream& ostr)
+    : m_ostr(ostr),
+      m_plain(ostr.rdbuf() != nullptr && ostr.good() && ostr.tie() == nullptr &&
+              ostr.exceptions() == std::ios::goodbit && (ostr.flags() & std::ios::unitbuf) == 0),
+      m_nTabDepth(0) {}
 
 void Writer::Write(const Object& object, std::ostream& ostr) {
   Writer writer(ostr);
@@ -15,17 +41,11 @@ void Writer::Write(const Object& object, std::ostream& ostr) {
   ostr.flush();
 }
 
-void Writer::put(const char* text, size_t count) {
-  std::memcpy(room(count), text, count);
-  m_used += count;
-}
+bool Writer::plainStream() const { return m_plain; }
 
-// The stream's write() and flush() go through a sentry that has nothing to do for
-// a good stream with no tied stream, no unit buffering and no exceptions asked
-// for; the line then goes to the buffer directly, with the same result.
-bool Writer::plainStream() const {
-  return m_ostr.rdbuf() != nullptr && m_ostr.good() && m_ostr.tie() == nullptr &&
-         m_ostr.exceptions() == std::ios::goodbit && (m_ostr.flags() & std::ios::unitbuf) == 0;
+void Writer::streamFailed() {
+  m_ostr.setstate(std::ios::badbit);
+  m_plain = false;
 }
 
 // Text is gathered a line at a time and handed to the stream at each line end,
@@ -36,9 +56,9 @@ void Writer::endLine() {
   std::ostream& out = m_ostr;
   if (plainStream()) {
     try {
-      if (out.rdbuf()->pubsync() == -1) out.setstate(std::ios::badbit);
+      if (out.rdbuf()->pubsync() == -1) streamFailed();
     } catch (...) {
-      out.setstate(std::ios::badbit);
+      streamFailed();
     }
   } else {
     out.flush();
@@ -52,9 +72,9 @@ void Writer::emitLine() {
   m_used = 0;
   if (plainStream()) {
     try {
-      if (out.rdbuf()->sputn(m_line.data(), count) != count) out.setstate(std::ios::badbit);
+      if (out.rdbuf()->sputn(m_line.data(), count) != count) streamFailed();
     } catch (...) {
-      out.setstate(std::ios::badbit);
+      streamFailed();
     }
   } else {
     out.write(m_line.data(), count);
@@ -67,29 +87,26 @@ void Writer::writeTabs() {
   m_used += count;
 }
 
+// Room for the string as it is is made first; an escape pair makes room for the
+// rest again, as each pair takes one character more.
 void Writer::writeString(const std::string& s) {
-  put('"');
   const char* p = s.data();
-  const char* end = p + s.size();
-  const char* run = p;
+  const char* const end = p + s.size();
+  char* out = room(s.size() + 2);
+  *out++ = '"';
   for (; p != end; ++p) {
-    const char* escape;
-    switch (*p) {
-      case '\b': escape = "\\b"; break;
-      case '\t': escape = "\\t"; break;
-      case '\n': escape = "\\n"; break;
-      case '\f': escape = "\\f"; break;
-      case '\r': escape = "\\r"; break;
-      case '"': escape = "\\\""; break;
-      case '\\': escape = "\\\\"; break;
-      default: continue;
+    const char second = kEscapes.second[static_cast<unsigned char>(*p)];
+    if (second == 0) {
+      *out++ = *p;
+      continue;
     }
-    put(run, static_cast<size_t>(p - run));
-    put(escape, 2);
-    run = p + 1;
+    m_used = static_cast<size_t>(out - m_line.data());
+    out = room(static_cast<size_t>(end - p) + 2);
+    *out++ = '\\';
+    *out++ = second;
   }
-  put(run, static_cast<size_t>(end - run));
-  put('"');
+  *out++ = '"';
+  m_used = static_cast<size_t>(out - m_line.data());
 }
 
 void Writer::Visit(const Null&) { put("null", 4); }
@@ -104,7 +121,7 @@ void Writer::Visit(const Boolean& boolean) {
 void Writer::Visit(const String& string) { writeString(string.Value()); }
 
 void Writer::Visit(const UnsignedInteger& unsignedInteger) {
-  m_ostr.precision(20);
+  setPrecision();
   char buffer[32];
   std::to_chars_result result = std::to_chars(buffer, buffer + sizeof buffer, unsignedInteger);
   put(buffer, static_cast<size_t>(result.ptr - buffer));
@@ -114,7 +131,7 @@ void Writer::Visit(const UnsignedInteger& unsignedInteger) {
 // whatever locale the stream carries; the stream's precision is still set to 20,
 // as clients may rely on it afterwards.
 void Writer::Visit(const Number& number) {
-  m_ostr.precision(20);
+  setPrecision();
   const double value = number.Value();
   char buffer[64];
   std::to_chars_result result;

@@ -52,6 +52,14 @@ TEST(WriterTest, EscapesOnlyTheSevenCharactersOfTheStringRule) {
   Object object;
   object["k\"\\"] = String("\b\t\n\f\r\"\\/ \x01\x1f\x7f\xc3\xa9");
   EXPECT_EQ(write(object), "{\n\t\"k\\\"\\\\\" : \"\\b\\t\\n\\f\\r\\\"\\\\/ \x01\x1f\x7f\xc3\xa9\"\n}");
+  // A line of escapes that the room left by a longer line before it holds as
+  // written, but not once escaped.
+  Object escapes;
+  escapes["a"] = String(std::string(3000, 'x'));
+  escapes["e"] = String(std::string(5000, '\n') + "x");
+  std::string expected = "{\n\t\"a\" : \"" + std::string(3000, 'x') + "\",\n\t\"e\" : \"";
+  for (int i = 0; i < 5000; ++i) expected += "\\n";
+  EXPECT_EQ(write(escapes), expected + "x\"\n}");
 }
 
 TEST(WriterTest, FlushesAfterEachLineAndAtTheEnd) {

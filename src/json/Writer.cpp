@@ -3,6 +3,8 @@
 #include <charconv>
 #include <cstring>
 
+#include "json/NumberText.h"
+
 namespace json {
 
 namespace {
@@ -127,24 +129,11 @@ void Writer::Visit(const UnsignedInteger& unsignedInteger) {
   put(buffer, static_cast<size_t>(result.ptr - buffer));
 }
 
-// Twenty significant digits in the default (%g) notation, always in the C form
-// whatever locale the stream carries; the stream's precision is still set to 20,
-// as clients may rely on it afterwards.
+// The stream's precision is still set to 20, as clients may rely on it afterwards.
 void Writer::Visit(const Number& number) {
   setPrecision();
-  const double value = number.Value();
-  char buffer[64];
-  std::to_chars_result result;
-  // A whole number below 1e19 has at most 19 digits, which %.20g prints exactly
-  // and without exponent: the integer conversion gives the same text, faster.
-  // Zero keeps its sign through the general path.
-  const bool wholeAndSmall = value != 0 && value > -1e19 && value < 1e19 &&
-                             value == static_cast<double>(static_cast<long long>(value));
-  if (wholeAndSmall)
-    result = std::to_chars(buffer, buffer + sizeof buffer, static_cast<long long>(value));
-  else
-    result = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, 20);
-  put(buffer, static_cast<size_t>(result.ptr - buffer));
+  char buffer[kNumberTextRoom];
+  put(buffer, static_cast<size_t>(formatNumber(number.Value(), buffer) - buffer));
 }
 
 void Writer::Visit(const Object& object) {

@@ -1,6 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <random>
+#include <sstream>
+#include <vector>
 
 #include "json/JsonTestSupport.h"
 
@@ -45,6 +52,37 @@ TEST(WriterTest, NumbersHaveTwentySignificantDigitsInDefaultNotation) {
     Writer::Write(object, out);
     EXPECT_EQ(out.str(), std::string("{\n\t\"n\" : ") + text + "\n}") << text;
     EXPECT_EQ(out.precision(), 20);  // left at twenty for the client
+  }
+}
+
+// Every number reads as printf's "%.20g" gives it: any finite double, everyday
+// values of 53-bit precision, short decimals, and sums of powers of two whose
+// last twenty-first digit is a 5, where rounding ties go to the even digit.
+TEST(WriterTest, NumbersAreWhatPrintfGivesWithTwentyDigits) {
+  std::mt19937_64 random(20261123);
+  std::vector<double> values;
+  for (int i = 0; i < 40000; ++i) {
+    const std::uint64_t bits = random();
+    double any;
+    std::memcpy(&any, &bits, sizeof any);
+    if (std::isfinite(any)) values.push_back(any);
+    values.push_back(std::ldexp(static_cast<double>(random() >> 11), static_cast<int>(random() % 80) - 72));
+    values.push_back(static_cast<double>(random() % 2000000) / 1000 - 1000);
+    values.push_back(1 + std::ldexp(static_cast<double>(random() % 4096), -20 - static_cast<int>(random() % 12)));
+  }
+  Object object;
+  Array& numbers = object["n"].convertTo<Array>();
+  for (size_t i = 0; i < values.size(); ++i) numbers[i] = Number(values[i]);
+  std::istringstream lines(write(object));
+  std::string line;
+  std::getline(lines, line);  // the object's opening line
+  std::getline(lines, line);  // the array's
+  for (const double value : values) {
+    char expected[64];
+    std::snprintf(expected, sizeof expected, "%.20g", value);
+    ASSERT_TRUE(std::getline(lines, line));
+    if (line.back() == ',') line.pop_back();
+    ASSERT_EQ(line, std::string("\t\t") + expected) << std::hexfloat << value;
   }
 }
 

@@ -73,6 +73,8 @@ class NORVANE_API Writer : private ConstVisitor {
 
   std::ostream& m_ostr;
   bool m_plain;
+  // Lines are gathered and handed over in large pieces, not one by one.
+  bool m_gather;
   // The stream's precision is set once, with the first number written.
   bool m_precisionSet = false;
   int m_nTabDepth;

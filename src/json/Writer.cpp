@@ -2,6 +2,8 @@
 
 #include <charconv>
 #include <cstring>
+#include <sstream>
+#include <typeinfo>
 
 #include "json/NumberText.h"
 
@@ -22,6 +24,9 @@ struct EscapeTable {
 
 const EscapeTable kEscapes;
 
+// The size of the pieces gathered lines go to a string stream in.
+constexpr size_t kGathered = 32 << 10;
+
 }  // namespace
 
 // The sentry of the stream's write() and flush() has nothing to do for a good
@@ -29,10 +34,13 @@ const EscapeTable kEscapes;
 // lines then go to the buffer directly, with the same result. None of these
 // change while a document is written, except the state, which only the writer's
 // own failures change.
+// A string stream's own buffer does nothing when it is flushed, and nothing else
+// sees it while a document is written, so its lines go to it in large pieces.
 Writer::Writer(std::ostream& ostr)
     : m_ostr(ostr),
       m_plain(ostr.rdbuf() != nullptr && ostr.good() && ostr.tie() == nullptr &&
               ostr.exceptions() == std::ios::goodbit && (ostr.flags() & std::ios::unitbuf) == 0),
+      m_gather(m_plain && typeid(*ostr.rdbuf()) == typeid(std::stringbuf)),
       m_nTabDepth(0) {}
 
 void Writer::Write(const Object& object, std::ostream& ostr) {
@@ -48,12 +56,18 @@ bool Writer::plainStream() const { return m_plain; }
 void Writer::streamFailed() {
   m_ostr.setstate(std::ios::badbit);
   m_plain = false;
+  m_gather = false;
 }
 
 // Text is gathered a line at a time and handed to the stream at each line end,
-// followed by a flush, so the stream sees every line as soon as it is complete.
+// followed by a flush, so the stream sees every line as soon as it is complete
+// (a string stream, whose flush does nothing, takes the lines in pieces).
 void Writer::endLine() {
   put('\n');
+  if (m_gather) {
+    if (m_used >= kGathered) emitLine();
+    return;
+  }
   emitLine();
   std::ostream& out = m_ostr;
   if (plainStream()) {

@@ -116,6 +116,18 @@ TEST(WriterTest, FlushesAfterEachLineAndAtTheEnd) {
       "{\n\t\"a\" : 1,\n\t\"b\" : {\n\t\t\"c\" : null\n\t}\n}",
   };
   EXPECT_EQ(recorder.flushes, expected);
+  // Only a plain string stream takes its lines in pieces; a buffer derived from
+  // one is flushed line by line, too.
+  struct DerivedStringBuffer : std::stringbuf {
+    std::vector<std::string> flushes;
+    int sync() override {
+      flushes.push_back(str());
+      return 0;
+    }
+  } derived;
+  std::ostream derivedOut(&derived);
+  Writer::Write(object, derivedOut);
+  EXPECT_EQ(derived.flushes, expected);
 }
 
 // The writer keeps the stream's own rules: a failed stream takes nothing and is

@@ -178,7 +178,7 @@ void registerAll(bool smoke) {
       // Only the letting go is timed, so a peer that frees in microseconds would
       // need a million untimed reads to fill a second: a fixed count instead.
       bench->Arg(1)->Iterations(100);
-      benchmark::RegisterBenchmark(name, fn)->Unit(benchmark::kMillisecond)->Arg(20)->Iterations(5);
+      benchmark::RegisterBenchmark(name, fn)->Unit(benchmark::kMillisecond)->Arg(20)->Iterations(10);
     } else {
       bench->Arg(1)->Arg(20)->MinTime(1.0);
     }

@@ -47,9 +47,7 @@ class NORVANE_API Writer : private ConstVisitor {
   void writeString(const std::string& s);
   void endLine();
   void emitLine();
-  // Whether lines go to the stream buffer directly; false once a write or flush
-  // fails, and for streams whose sentry would have work to do.
-  bool plainStream() const;
+  // Marks the stream bad; from then on it is written through its own write().
   void streamFailed();
   void setPrecision() {
     if (m_precisionSet) return;
@@ -72,6 +70,8 @@ class NORVANE_API Writer : private ConstVisitor {
   }
 
   std::ostream& m_ostr;
+  // Lines go to the stream buffer directly; false once a write or flush fails,
+  // and for streams whose sentry would have work to do.
   bool m_plain;
   // Lines are gathered and handed over in large pieces, not one by one.
   bool m_gather;

@@ -51,8 +51,6 @@ void Writer::Write(const Object& object, std::ostream& ostr) {
   ostr.flush();
 }
 
-bool Writer::plainStream() const { return m_plain; }
-
 void Writer::streamFailed() {
   m_ostr.setstate(std::ios::badbit);
   m_plain = false;
@@ -70,7 +68,7 @@ void Writer::endLine() {
   }
   emitLine();
   std::ostream& out = m_ostr;
-  if (plainStream()) {
+  if (m_plain) {
     try {
       if (out.rdbuf()->pubsync() == -1) streamFailed();
     } catch (...) {
@@ -81,12 +79,12 @@ void Writer::endLine() {
   }
 }
 
-// Hands the line made so far to the stream, as write() does.
+// Hands the text made so far to the stream, as write() does.
 void Writer::emitLine() {
   std::ostream& out = m_ostr;
   const std::streamsize count = static_cast<std::streamsize>(m_used);
   m_used = 0;
-  if (plainStream()) {
+  if (m_plain) {
     try {
       if (out.rdbuf()->sputn(m_line.data(), count) != count) streamFailed();
     } catch (...) {

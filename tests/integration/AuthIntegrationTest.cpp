@@ -39,9 +39,7 @@ std::string user(const std::string& name, const std::string& memberOf) {
 class SlapdTest : public testing::Test {
  protected:
   static void SetUpTestSuite() {
-    s_installation = std::make_unique<testsupport::TempInstallation>();
-    s_installation->registerHome();
-    s_installation->writeConfig("log_level = 255\nlog_cache_mode = 0\n");
+    s_installation = std::make_unique<testsupport::HomedInstallation>("log_level = 255\nlog_cache_mode = 0\n");
     s_installation->useStore();
     s_slapd = std::make_unique<authit::Slapd>(
         user("alice", "memberOf: CN=Administrators,CN=Builtin,DC=example,DC=com\nmemberOf: CN=Staff,DC=example,DC=com\n") +
@@ -86,8 +84,7 @@ TEST_F(SlapdTest, BothSequencesBindSearchAndReadMemberOf) {
 
 #ifdef NORVANECTL_PATH
 TEST_F(SlapdTest, NorvanectlTakesThePasswordFromAPipe) {
-  testsupport::TempInstallation installation;
-  installation.registerHome();
+  testsupport::HomedInstallation installation;
   const std::vector<std::string> args = {"--store-root", installation.storeRoot(), "auth", "ldap", "alice",
                                          "--server", "127.0.0.1", "--port", std::to_string(s_slapd->port()),
                                          "--base", "dc=example,dc=com", "--version", "v3", "--mode", "basic"};

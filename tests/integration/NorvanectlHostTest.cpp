@@ -14,8 +14,7 @@
 
 namespace {
 
-struct Installation : testsupport::TempInstallation {
-  Installation() { registerHome(); }
+struct Installation : testsupport::HomedInstallation {
   // "exit|out|err" of norvanectl on this installation's store.
   std::string ctl(const std::vector<std::string>& args) const {
     return testsupport::shown(testsupport::runCtl(NORVANECTL_PATH, storeRoot(), args));

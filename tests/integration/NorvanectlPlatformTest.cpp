@@ -17,8 +17,7 @@
 
 namespace {
 
-struct Installation : testsupport::TempInstallation {
-  Installation() { registerHome(); }
+struct Installation : testsupport::HomedInstallation {
   std::string ctl(const std::vector<std::string>& args) const {
     return testsupport::shown(testsupport::runCtl(NORVANECTL_PATH, storeRoot(), args));
   }

@@ -49,7 +49,6 @@ class PamNssTest : public testing::Test {
     testsupport::writeFile(d + "/pam.d/norvane-domain", "auth required " + matrix + "account required " + matrix);
     // libpam looks for the fallback service too.
     testsupport::writeFile(d + "/pam.d/other", "auth required pam_deny.so\naccount required pam_deny.so\n");
-    m_installation.registerHome();
     m_env = {{"LD_PRELOAD", "libpam_wrapper.so:libnss_wrapper.so"},
              {"PAM_WRAPPER", "1"},
              {"PAM_WRAPPER_SERVICE_DIR", d + "/pam.d"},
@@ -77,7 +76,7 @@ class PamNssTest : public testing::Test {
            "\nerror message: '" + message + "'\n";
   }
 
-  testsupport::TempInstallation m_installation;
+  testsupport::HomedInstallation m_installation;
   std::map<std::string, std::string> m_env;
 };
 

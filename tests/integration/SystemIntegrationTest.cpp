@@ -100,11 +100,8 @@ NORVANE_CHILD(namespace_identity) {
 }
 
 // An installation whose settings drop addresses that start with 10.
-struct Installation : testsupport::TempInstallation {
-  Installation() {
-    registerHome();
-    writeConfig("log_level = 255\nlog_cache_mode = 0\nprivate_ip_range = 10\n");
-  }
+struct Installation : testsupport::HomedInstallation {
+  Installation() : HomedInstallation("log_level = 255\nlog_cache_mode = 0\nprivate_ip_range = 10\n") {}
 };
 
 // The records of a child's output, their time stamps shown as "<stamp>".

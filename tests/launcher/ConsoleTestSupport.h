@@ -49,10 +49,9 @@ inline const std::string kMailerView =
     "\n\t to: \n\t\t a@example.com\n\t\t b@example.com"
     "\n\t authentication: \n\t\t type: AUTH-LOGIN\n\t\t username: mailer\n\t\t password: Password of mailer";
 
-struct ConsoleHome : testsupport::TempInstallation {
-  explicit ConsoleHome(unsigned installationType = 129) {
-    registerHome();
-    writeConfig("installation_type = " + std::to_string(installationType) + "\nlog_level = 255\n");
+struct ConsoleHome : testsupport::HomedInstallation {
+  explicit ConsoleHome(unsigned installationType = 129)
+      : HomedInstallation("installation_type = " + std::to_string(installationType) + "\nlog_level = 255\n") {
     std::filesystem::create_directories(home() + "/conf/monitor");
     std::filesystem::create_directories(home() + "/bin");
     // The secret store's two files, so an SMTP password can be stored.

@@ -15,6 +15,7 @@
 
 #include "support/FakeHost.h"
 #include "support/TempInstallation.h"
+#include "support/ToolRun.h"
 #include "utils/SystemTestSupport.h"
 
 namespace cryptotest {
@@ -35,17 +36,7 @@ inline std::string valueStore() { return bin() + "/value.store"; }
 inline std::string managedServers() { return bin() + "/managedservers/"; }
 inline std::string smtpFile() { return bin() + "/smtpServer"; }
 
-// What a command printed on standard output; its exit status in `status`.
-inline std::string shell(const std::string& command, int* status = nullptr) {
-  std::string out;
-  if (FILE* pipe = popen(command.c_str(), "r")) {
-    char buffer[4096];
-    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, n);
-    const int rc = pclose(pipe);
-    if (status != nullptr) *status = rc;
-  }
-  return out;
-}
+using testsupport::commandOutput;
 
 inline std::string hex(const std::string& bytes) {
   static const char digits[] = "0123456789abcdef";
@@ -67,7 +58,7 @@ inline std::string pythonDerivation(const std::string& mac, const std::string& k
       "print(salt,hashlib.sha256(cut).hexdigest(),hashlib.sha256(vsf).hexdigest(),len(cut),end='')\n";
   // Debian's interpreter when there is one: a version manager's shim costs a second a call.
   const std::string python = access("/usr/bin/python3", X_OK) == 0 ? "/usr/bin/python3" : "python3";
-  return shell(python + " -c \"" + std::string(script) + "\" '" + hex(mac) + "' '" + hex(keyStoreContent) + "' '" +
+  return commandOutput(python + " -c \"" + std::string(script) + "\" '" + hex(mac) + "' '" + hex(keyStoreContent) + "' '" +
                hex(valueStoreContent) + "' 2>&1");
 }
 

@@ -147,7 +147,7 @@ TEST_F(RekeyTest, AFileThatDoesNotDecipherStopsTheRunBeforeAnythingChanges) {
 
 TEST_F(RekeyTest, AFailedIntegrityTestEndsTheRunInTheJsonReader) {
   // The checksum stays in front of the text, which then is no JSON.
-  ASSERT_EQ("", shell("printf '%s' '123_{\"values\":1}' | " + opensslArgs(key(), iv()) + " -out " +
+  ASSERT_EQ("", commandOutput("printf '%s' '123_{\"values\":1}' | " + opensslArgs(key(), iv()) + " -out " +
                       managedServers() + "alice"));
   put(smtpFile(), kSmtp);
   const std::string before = stores();

@@ -160,7 +160,7 @@ TEST_F(CryptoTest, EncryptWritesWhatOpensslDeciphersAndLogsEachStep) {
     EXPECT_EQ(result, length);
     EXPECT_EQ(static_cast<std::size_t>(result), readFile(path).size());
     EXPECT_EQ(row.verified, resource.substr(0, strlen(resource.c_str())));
-    EXPECT_EQ(row.verified, shell(openssl));
+    EXPECT_EQ(row.verified, commandOutput(openssl));
   }
   struct stat info {};
   ASSERT_EQ(0, stat(path.c_str(), &info));
@@ -234,7 +234,7 @@ TEST_F(CryptoTest, DecryptReadsOpensslFilesAndGivesThePlaintextLengthOrTheFailur
       writeFile(path, std::string(row.plaintext == "<empty>" ? 0 : 33, '\0'));
     } else if (row.plaintext != "<missing>") {
       writeFile(plain, row.plaintext);
-      ASSERT_EQ("", shell((row.foreign ? foreign : ours) + " -in " + plain + " -out " + path)) << row.plaintext;
+      ASSERT_EQ("", commandOutput((row.foreign ? foreign : ours) + " -in " + plain + " -out " + path)) << row.plaintext;
     }
     std::string resource = "before";
     systemtest::LogMark mark;

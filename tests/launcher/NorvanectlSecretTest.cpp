@@ -18,11 +18,8 @@ using testsupport::writeFile;
 
 namespace {
 
-struct Installed : testsupport::TempInstallation {
-  Installed() {
-    registerHome();
-    writeConfig("log_level = 255\nlog_cache_mode = 0\n");
-  }
+struct Installed : testsupport::HomedInstallation {
+  Installed() : HomedInstallation("log_level = 255\nlog_cache_mode = 0\n") {}
   std::string bin() const { return home() + "/bin"; }
   std::string log() const { return readFile(home() + "/logs/norvane.txt"); }
   // norvanectl --store-root <store> ARGS, standard input from `input`.

@@ -23,6 +23,7 @@
 #include "support/ToolRun.h"
 
 using testsupport::TempInstallation;
+using testsupport::commandOutput;
 using testsupport::readFile;
 using testsupport::shown;
 using testsupport::writeFile;
@@ -63,15 +64,6 @@ CtlResult ctl(const TempInstallation& installation, std::vector<std::string> arg
 }
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
-// What a shell command printed.
-std::string printed(const std::string& command) {
-  std::string out;
-  FILE* pipe = popen(command.c_str(), "r");
-  for (int c; pipe != nullptr && (c = std::fgetc(pipe)) != EOF;) out += static_cast<char>(c);
-  if (pipe != nullptr) pclose(pipe);
-  return out;
-}
 
 // The fix-it prefix the tool prints for this installation's store.
 std::string ctlIn(const TempInstallation& installation) {
@@ -237,8 +229,7 @@ TEST(NorvanectlTest, GenerateConfigWritesTheFileTheLibraryReads) {
 }
 
 TEST(NorvanectlTest, ShowConfigPrintsEverySettingOrTheChosenOnesAndReportsAZeroPerfDuration) {
-  TempInstallation installation;
-  installation.registerHome();
+  testsupport::HomedInstallation installation;
   EXPECT_EQ(0u, ctl(installation, {"show-config"}).out.find("# settings in force; " + installation.home() +
                                                             "/conf/Norvane.conf is missing, so all are defaults\n"));
   installation.writeConfig("session_timeout = 240\nuri_prefix = /API\n");
@@ -271,9 +262,7 @@ TEST(NorvanectlTest, ShowConfigPrintsEverySettingOrTheChosenOnesAndReportsAZeroP
 // Starting the log empties the active file, so lines already there are never wiped
 // without being asked for.
 TEST(NorvanectlTest, LogWritesLinesAtTheirLevelsAndRestartsALogThatHoldsLinesOnlyWhenTold) {
-  TempInstallation installation;
-  installation.registerHome();
-  installation.writeConfig("log_level = 16\n");
+  testsupport::HomedInstallation installation("log_level = 16\n");
   const std::string logFile = installation.home() + "/logs/norvane.txt";
   writeFile(logFile, "19/11 10:00:00 1f | Info      : server line\n");
   EXPECT_EQ("1||norvanectl: " + logFile +
@@ -460,13 +449,13 @@ TEST(NorvanectlTest, ZipPacksRegularFilesUnderSafeNamesAndSkipsTheRest) {
                                        "../work/top.txt", "bundle", "./empty.txt", "missing.txt", "bundle/../top.txt"},
                              inWork)));
   EXPECT_EQ("sub/a.txt\n" + root.substr(1) + "/work/top.txt\nwork/top.txt\nempty.txt\ntop.txt\n",
-            printed("unzip -Z1 " + root + "/work/bundle.zip"));
-  EXPECT_EQ("alpha\ntop\n", printed("unzip -p " + root + "/work/bundle.zip sub/a.txt work/top.txt"));
+            commandOutput("unzip -Z1 " + root + "/work/bundle.zip"));
+  EXPECT_EQ("alpha\ntop\n", commandOutput("unzip -p " + root + "/work/bundle.zip sub/a.txt work/top.txt"));
   // The file's own time and mode; every entry's CRC checks.
   EXPECT_EQ("-rw-r-----  2.0 unx        4 t- defN 20210304.050608 work/top.txt\n",
-            printed("unzip -ZT " + root + "/work/bundle.zip work/top.txt"));
+            commandOutput("unzip -ZT " + root + "/work/bundle.zip work/top.txt"));
   EXPECT_EQ("No errors detected in compressed data of " + root + "/work/bundle.zip.\n",
-            printed("unzip -tq " + root + "/work/bundle.zip"));
+            commandOutput("unzip -tq " + root + "/work/bundle.zip"));
 
   EXPECT_EQ("0|out.zip: 1 file packed\n|", shown(norvanectl(scratch, {"zip", "out.zip", "top.txt"}, inWork)));
   EXPECT_EQ("0|out.zip: 2 files packed\n|", shown(norvanectl(scratch, {"zip", "out", "top.txt", "top.txt"}, inWork)));
@@ -505,5 +494,5 @@ TEST(NorvanectlTest, ZipPacksALargeFileInBoundedMemory) {
   CtlResult run = norvanectl(scratch, {"zip", scratch.root() + "/big", big});
   EXPECT_EQ("0|" + scratch.root() + "/big.zip: 1 file packed\n|", shown(run));
   EXPECT_LT(run.peakKb, 64 * 1024) << "peak resident size in KiB";
-  EXPECT_EQ("268435456\n", printed("unzip -Zl " + scratch.root() + "/big.zip | sed -n 3p | awk '{print $4}'"));
+  EXPECT_EQ("268435456\n", commandOutput("unzip -Zl " + scratch.root() + "/big.zip | sed -n 3p | awk '{print $4}'"));
 }

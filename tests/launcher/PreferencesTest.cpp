@@ -82,14 +82,6 @@ NORVANE_CHILD(generate_config) {
 
 namespace {
 
-// An installation with its home registered and, when given, a configuration file.
-struct HomedInstallation : TempInstallation {
-  explicit HomedInstallation(const std::string& config = "") {
-    registerHome();
-    if (!config.empty()) writeConfig(config);
-  }
-};
-
 // The work directory of the children: <root>/bin, so the fallback "../conf/Norvane.conf"
 // is <root>/conf/Norvane.conf.
 std::string workDirectory(const TempInstallation& installation) {

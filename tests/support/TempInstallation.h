@@ -33,6 +33,15 @@ class TempInstallation {
   std::string m_storeRoot;
 };
 
+// An installation whose home is registered, with `config` as its configuration file
+// when one is given (none otherwise).
+struct HomedInstallation : TempInstallation {
+  explicit HomedInstallation(const std::string& config = "") {
+    registerHome();
+    if (!config.empty()) writeConfig(config);
+  }
+};
+
 // Whole text of a file, "" if it cannot be read.
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& text);

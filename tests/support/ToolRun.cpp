@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -40,6 +41,17 @@ ToolResult runWithInput(const std::string& program, const std::vector<std::strin
 }
 
 }  // namespace
+
+std::string commandOutput(const std::string& command, int* status) {
+  std::string out;
+  if (FILE* pipe = popen(command.c_str(), "r")) {
+    char buffer[4096];
+    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, n);
+    const int rc = pclose(pipe);
+    if (status != nullptr) *status = rc;
+  }
+  return out;
+}
 
 ToolResult runTool(const std::string& program, const std::vector<std::string>& args) {
   const int in = open("/dev/null", O_RDONLY | O_CLOEXEC);

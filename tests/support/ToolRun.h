@@ -35,6 +35,10 @@ inline ToolResult runCtl(const std::string& program, const std::string& storeRoo
   return runTool(program, args, input);
 }
 
+// What a shell command printed on standard output, byte for byte; its wait status in
+// `status` when asked for.
+std::string commandOutput(const std::string& command, int* status = nullptr);
+
 // "exit|out|err": one string to compare a whole run with.
 inline std::string shown(const ToolResult& run) {
   return std::to_string(run.exitCode) + "|" + run.out + "|" + run.err;

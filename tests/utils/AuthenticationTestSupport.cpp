@@ -95,9 +95,7 @@ std::string runCase(const std::string& name, const std::string& config, const st
 }  // namespace authtest
 
 NORVANE_CHILD(auth_case) {
-  testsupport::TempInstallation installation;
-  installation.registerHome();
-  installation.writeConfig("log_level = 255\nlog_cache_mode = 0\n" + args[1]);
+  testsupport::HomedInstallation installation("log_level = 255\nlog_cache_mode = 0\n" + args[1]);
   installation.useStore();
   systemtest::InstallationEnvironment::s_logPath = installation.home() + "/logs/norvane.txt";
   const auto found = authtest::cases().find(args[0]);

@@ -50,9 +50,7 @@ NORVANE_CHILD(conversion_members) {
 
 // Runs the members under a configuration of its own; gives the output and the log.
 std::pair<std::string, std::string> run(const std::string& config) {
-  testsupport::TempInstallation installation;
-  installation.registerHome();
-  installation.writeConfig(config);
+  testsupport::HomedInstallation installation(config);
   const testsupport::ChildResult result = testsupport::runChild("conversion_members", {installation.storeRoot()});
   EXPECT_EQ(0, result.exitCode) << result.output;
   return {result.output, installation.readHomeFile("logs/norvane.txt")};

@@ -25,14 +25,13 @@ namespace conversiontest {
 class InstallationEnvironment : public testing::Environment {
  public:
   void SetUp() override {
-    m_installation = std::make_unique<testsupport::TempInstallation>();
-    m_installation->registerHome();
+    m_installation = std::make_unique<testsupport::HomedInstallation>();
     m_installation->useStore();
   }
   void TearDown() override { m_installation.reset(); }
 
  private:
-  std::unique_ptr<testsupport::TempInstallation> m_installation;
+  std::unique_ptr<testsupport::HomedInstallation> m_installation;
 };
 
 // Puts TZ in force for the life of the object and restores the previous zone.

@@ -11,6 +11,7 @@
 
 #include "integration/NamespaceSupport.h"
 #include "support/ChildProcess.h"
+#include "support/ToolRun.h"
 #include "utils/SystemTestSupport.h"
 
 using systemtest::FakeHostTest;
@@ -104,7 +105,7 @@ class LoopDisk {
                      " >/dev/null 2>&1").c_str()) != 0) {
       return;
     }
-    m_device = systemtest::shellOutput("losetup -P --find --show " + m_image);
+    m_device = testsupport::commandOutput("losetup -P --find --show " + m_image + " | tr -d '\\n'");
     // Where the kernel's own scan of the table is not done, partx adds the partitions.
     if (!m_device.empty() && !std::filesystem::exists(m_device + "p1")) {
       std::system(("partx -a " + m_device + " >/dev/null 2>&1").c_str());

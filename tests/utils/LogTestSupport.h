@@ -41,10 +41,7 @@ inline std::string config(int level, int cacheMode, const std::string& more = ""
 // store root and the home as its first two arguments.
 class Installation {
  public:
-  explicit Installation(const std::string& config = "") {
-    m_installation.registerHome();
-    if (!config.empty()) m_installation.writeConfig(config);
-  }
+  explicit Installation(const std::string& config = "") : m_installation(config) {}
   testsupport::TempInstallation& temp() { return m_installation; }
   std::string logs() const { return m_installation.home() + "/logs"; }
   std::string logPath() const { return logs() + "/norvane.txt"; }
@@ -61,7 +58,7 @@ class Installation {
   }
 
  private:
-  testsupport::TempInstallation m_installation;
+  testsupport::HomedInstallation m_installation;
 };
 
 // In the child: a hang becomes a failure, the child never outlives its test (a

@@ -71,9 +71,7 @@ TEST(FilterPrivateIPsTest, DropsAddressesWhoseFirstPartIsAConfiguredEntry) {
       {"2001:db8::1", {"2001:db8::1", "2001:db8::2"}, "2001:db8::2|\n"},  // IPv6 text is its own first part
   };
   for (const auto& row : rows) {
-    testsupport::TempInstallation installation;
-    installation.registerHome();
-    installation.writeConfig(row.setting.empty() ? "" : "private_ip_range = " + row.setting + "\n");
+    testsupport::HomedInstallation installation(row.setting.empty() ? "" : "private_ip_range = " + row.setting + "\n");
     std::vector<std::string> args = row.lists;
     args.insert(args.begin(), installation.storeRoot());
     const testsupport::ChildResult result = testsupport::runChild("filter_private_ips", args);

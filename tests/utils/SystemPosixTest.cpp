@@ -10,11 +10,12 @@
 #include <thread>
 
 #include "platform/posix/PosixHostFacts.h"
+#include "support/ToolRun.h"
 #include "utils/SystemTestSupport.h"
 
 using systemtest::sys;
 
-using systemtest::shellOutput;
+using testsupport::commandOutput;
 
 TEST(PosixHostTest, FactsAgreeWithWhatTheSystemReports) {
   struct utsname names {};
@@ -22,7 +23,7 @@ TEST(PosixHostTest, FactsAgreeWithWhatTheSystemReports) {
   std::smatch version;
   const std::string release = names.release;
   ASSERT_TRUE(std::regex_search(release, version, std::regex(R"(^(\d+)\.(\d+)(?:\.(\d+))?)")));
-  const std::string distribution = shellOutput(". /etc/os-release 2>/dev/null || . /usr/lib/os-release; printf %s \"${PRETTY_NAME:-${NAME:-" +
+  const std::string distribution = commandOutput(". /etc/os-release 2>/dev/null || . /usr/lib/os-release; printf %s \"${PRETTY_NAME:-${NAME:-" +
                                          std::string(names.sysname) + "}}\"");
   std::string name, full, arch, host, locale;
   EXPECT_EQ("11111", std::to_string(sys().getOsName(name)) + std::to_string(sys().getOsFullName(full)) +
@@ -34,10 +35,10 @@ TEST(PosixHostTest, FactsAgreeWithWhatTheSystemReports) {
             full);
   const std::map<std::string, std::string> architectures = {{"x86_64", "x64"}, {"aarch64", "Unknown"}};
   EXPECT_EQ(architectures.count(names.machine) ? architectures.at(names.machine) : arch, arch);
-  EXPECT_EQ(shellOutput("hostname"), host);
+  EXPECT_EQ(commandOutput("hostname"), host + "\n");
   EXPECT_EQ(std::string::npos, locale.find_first_of("._@")) << locale;
-  EXPECT_EQ(std::stoul(shellOutput("getconf _NPROCESSORS_ONLN")), sys().getCpuCoresCount());
-  const double kibibytes = std::stod(shellOutput("awk '/^MemTotal:/ {print $2}' /proc/meminfo"));
+  EXPECT_EQ(std::stoul(commandOutput("getconf _NPROCESSORS_ONLN")), sys().getCpuCoresCount());
+  const double kibibytes = std::stod(commandOutput("awk '/^MemTotal:/ {print $2}' /proc/meminfo"));
   EXPECT_EQ(static_cast<std::uint64_t>(std::round(kibibytes / 1048576.0)), sys().getTotalPhysicalMemoryInMB());
   // The MAC address is that of one of the machine's interfaces, when there is one.
   const std::string mac = sys().getMACAddress();
@@ -45,7 +46,7 @@ TEST(PosixHostTest, FactsAgreeWithWhatTheSystemReports) {
     ASSERT_TRUE(std::regex_match(mac, std::regex("([0-9A-F]{2}:){5}[0-9A-F]{2}"))) << mac;
     std::string lower = mac;
     for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    EXPECT_NE("", shellOutput("grep -l -x '" + lower + "' /sys/class/net/*/address")) << mac;
+    EXPECT_NE("", commandOutput("grep -l -x '" + lower + "' /sys/class/net/*/address")) << mac;
   }
 }
 

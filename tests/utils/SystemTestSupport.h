@@ -7,7 +7,6 @@
 #include <utils/System.h>
 #include <utils/WindowsSystem.h>
 
-#include <cstdio>
 #include <memory>
 #include <regex>
 #include <sstream>
@@ -22,9 +21,8 @@ namespace systemtest {
 class InstallationEnvironment : public testing::Environment {
  public:
   void SetUp() override {
-    m_installation = std::make_unique<testsupport::TempInstallation>();
-    m_installation->registerHome();
-    m_installation->writeConfig("log_level = 255\nlog_cache_mode = 0\nprivate_ip_range = 10\n");
+    m_installation =
+        std::make_unique<testsupport::HomedInstallation>("log_level = 255\nlog_cache_mode = 0\nprivate_ip_range = 10\n");
     m_installation->useStore();
     s_logPath = m_installation->home() + "/logs/norvane.txt";
   }
@@ -32,7 +30,7 @@ class InstallationEnvironment : public testing::Environment {
   static inline std::string s_logPath;
 
  private:
-  std::unique_ptr<testsupport::TempInstallation> m_installation;
+  std::unique_ptr<testsupport::HomedInstallation> m_installation;
 };
 
 // The log lines written since construction, as "Level: message" ("Fn Entry: utils::...").
@@ -55,18 +53,6 @@ class LogMark {
 };
 
 inline utils::System& sys() { return *utils::System::get_instance(); }
-
-// Standard output of a shell command, without its last line end.
-inline std::string shellOutput(const std::string& command) {
-  std::string output;
-  if (FILE* pipe = popen(command.c_str(), "r")) {
-    char chunk[256];
-    while (std::fgets(chunk, sizeof chunk, pipe) != nullptr) output += chunk;
-    pclose(pipe);
-  }
-  if (!output.empty() && output.back() == '\n') output.pop_back();
-  return output;
-}
 
 class FakeHostTest : public testing::Test {
  protected:

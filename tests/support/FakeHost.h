@@ -49,7 +49,6 @@ class FakeHostFacts : public platform::HostFacts {
   std::string locale = "en_US.UTF-8";
   bool nameServiceAvailable = true;
   std::string hostname = "fakehost";  // what hostName() gives
-  std::map<unsigned long, std::string> errorTexts;  // "" for other codes
 
   platform::VersionLookup version(platform::VersionRecord& record) override {
     if (versionLookup == platform::VersionLookup::kFound) record = versionRecord;
@@ -63,7 +62,7 @@ class FakeHostFacts : public platform::HostFacts {
     return localeStatus;
   }
   bool hostName(std::string& name) override { return nameServiceAvailable && (name = hostname, true); }
-  std::string errorText(unsigned long code) override { return errorTexts.count(code) ? errorTexts[code] : ""; }
+  std::string errorText(unsigned long) override { return ""; }
 };
 
 class FakeEventLog : public platform::EventLog {

@@ -58,8 +58,8 @@ inline std::string pythonDerivation(const std::string& mac, const std::string& k
       "print(salt,hashlib.sha256(cut).hexdigest(),hashlib.sha256(vsf).hexdigest(),len(cut),end='')\n";
   // Debian's interpreter when there is one: a version manager's shim costs a second a call.
   const std::string python = access("/usr/bin/python3", X_OK) == 0 ? "/usr/bin/python3" : "python3";
-  return commandOutput(python + " -c \"" + std::string(script) + "\" '" + hex(mac) + "' '" + hex(keyStoreContent) + "' '" +
-               hex(valueStoreContent) + "' 2>&1");
+  return commandOutput(python + " -c \"" + std::string(script) + "\" '" + hex(mac) + "' '" + hex(keyStoreContent) +
+                       "' '" + hex(valueStoreContent) + "' 2>&1");
 }
 
 // openssl enc with the key and IV texts used as characters, as the store uses them.

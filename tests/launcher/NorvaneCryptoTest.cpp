@@ -234,7 +234,8 @@ TEST_F(CryptoTest, DecryptReadsOpensslFilesAndGivesThePlaintextLengthOrTheFailur
       writeFile(path, std::string(row.plaintext == "<empty>" ? 0 : 33, '\0'));
     } else if (row.plaintext != "<missing>") {
       writeFile(plain, row.plaintext);
-      ASSERT_EQ("", commandOutput((row.foreign ? foreign : ours) + " -in " + plain + " -out " + path)) << row.plaintext;
+      ASSERT_EQ("", commandOutput((row.foreign ? foreign : ours) + " -in " + plain + " -out " + path))
+          << row.plaintext;
     }
     std::string resource = "before";
     systemtest::LogMark mark;

@@ -63,7 +63,7 @@ TEST(LogConcurrencyTest, ThreadsAndProcessesWriteWholeLinesInOrder) {
     expectWholeLinesInOrder(installation.log(), 4, 5000);
   }
   Installation installation(config(64, 0));
-  const std::string root = installation.temp().root();
+  const std::string root = installation.root();
   runTogether(installation, "log_numbered_lines", {"0", "1", "2", "3"}, root,
               [&](const std::string& writer) { return std::vector<std::string>{writer, "1", "20000", root}; });
   expectWholeLinesInOrder(installation.log(), 4, 20000);
@@ -80,7 +80,7 @@ LOG_CHILD(hold_log_lock) {
 
 TEST(LogConcurrencyTest, HolderKilledWithTheLockHeldReleasesIt) {
   Installation installation(config(64, 0));
-  const std::string root = installation.temp().root();
+  const std::string root = installation.root();
   int holder = testsupport::startChild("hold_log_lock", installation.args({root + "/held"}), root + "/holder.out");
   ASSERT_TRUE(waitForFile(root + "/held"));
   // A writer started now must wait for the holder.
@@ -96,7 +96,7 @@ TEST(LogConcurrencyTest, HolderKilledWithTheLockHeldReleasesIt) {
 
 TEST(LogConcurrencyTest, WriterKilledInTheMiddleOfLoggingReleasesTheLock) {
   Installation installation(config(64, 0));
-  const std::string root = installation.temp().root(), marker = root + "/ready.9";
+  const std::string root = installation.root(), marker = root + "/ready.9";
   testsupport::writeFile(root + "/go", "");
   for (int round = 0; round < 3; ++round) {
     const std::string survivor = "survivor " + std::to_string(round);

@@ -141,7 +141,7 @@ NORVANE_CHILD(write_until_rotated) {
 class LogRotationTest : public ::testing::Test {
  protected:
   void configure(int count, int sizeInMb) {
-    m_installation.temp().writeConfig(logtest::config(
+    m_installation.writeConfig(logtest::config(
         64, 0, "log_file_count = " + std::to_string(count) + "\nlog_file_size = " + std::to_string(sizeInMb) + "\n"));
   }
   std::string logs() const { return m_installation.logs(); }
@@ -262,8 +262,8 @@ TEST_F(LogRotationTest, SizeCheckCountsTheLinesOfOtherProcessesAtOnce) {
   for (int cacheMode : {0, 1}) {
     fs::remove_all(logs());
     fs::create_directories(logs());
-    m_installation.temp().writeConfig(logtest::config(64, cacheMode, "log_file_count = 10\nlog_file_size = 1\n"));
-    const std::string sync = m_installation.temp().root() + "/sync" + std::to_string(cacheMode);
+    m_installation.writeConfig(logtest::config(64, cacheMode, "log_file_count = 10\nlog_file_size = 1\n"));
+    const std::string sync = m_installation.root() + "/sync" + std::to_string(cacheMode);
     fs::create_directories(sync);
     const int follower = testsupport::startChild("write_until_rotated", m_installation.args({sync}), sync + "/out");
     ASSERT_TRUE(logtest::waitForFile(sync + "/ready.a"));
@@ -298,7 +298,7 @@ TEST_F(LogRotationTest, SizeCheckCountsTheLinesOfOtherProcessesAtOnce) {
 TEST_F(LogRotationTest, ManyProcessesRotatingAtOnceLoseNoLine) {
   configure(200, 0);
   const int writers = 4, linesEach = 150;
-  const std::string sync = m_installation.temp().root() + "/sync";
+  const std::string sync = m_installation.root() + "/sync";
   fs::create_directories(sync);
   // Every writer has started its logger (each start empties the active file)
   // before any counted line is written.

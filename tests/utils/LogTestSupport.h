@@ -39,15 +39,14 @@ inline std::string config(int level, int cacheMode, const std::string& more = ""
 
 // An installation whose home is registered in its own store. The child gets the
 // store root and the home as its first two arguments.
-class Installation {
+class Installation : public testsupport::HomedInstallation {
  public:
-  explicit Installation(const std::string& config = "") : m_installation(config) {}
-  testsupport::TempInstallation& temp() { return m_installation; }
-  std::string logs() const { return m_installation.home() + "/logs"; }
+  using HomedInstallation::HomedInstallation;
+  std::string logs() const { return home() + "/logs"; }
   std::string logPath() const { return logs() + "/norvane.txt"; }
   std::string log() const { return testsupport::readFile(logPath()); }
   std::vector<std::string> args(std::vector<std::string> extra = {}) const {
-    extra.insert(extra.begin(), {m_installation.storeRoot(), m_installation.home()});
+    extra.insert(extra.begin(), {storeRoot(), home()});
     return extra;
   }
   // Runs a child that is expected to exit with 0.
@@ -56,9 +55,6 @@ class Installation {
     EXPECT_EQ(result.exitCode, 0) << child << " signal " << result.signal << "\n" << result.output;
     return result;
   }
-
- private:
-  testsupport::HomedInstallation m_installation;
 };
 
 // In the child: a hang becomes a failure, the child never outlives its test (a

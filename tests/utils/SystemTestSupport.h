@@ -21,8 +21,8 @@ namespace systemtest {
 class InstallationEnvironment : public testing::Environment {
  public:
   void SetUp() override {
-    m_installation =
-        std::make_unique<testsupport::HomedInstallation>("log_level = 255\nlog_cache_mode = 0\nprivate_ip_range = 10\n");
+    const std::string config = "log_level = 255\nlog_cache_mode = 0\nprivate_ip_range = 10\n";
+    m_installation = std::make_unique<testsupport::HomedInstallation>(config);
     m_installation->useStore();
     s_logPath = m_installation->home() + "/logs/norvane.txt";
   }

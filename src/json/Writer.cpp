@@ -27,6 +27,12 @@ const EscapeTable kEscapes;
 // The size of the pieces gathered lines go to a string stream in.
 constexpr size_t kGathered = 32 << 10;
 
+// How far ahead of the node being written its followers are fetched (bytes). A
+// document read from text lies in its node blocks in document order, the order
+// it is written in: asking early for the memory a few dozen nodes on keeps a tree
+// that has left the caches from stalling the writer at every node.
+constexpr size_t kWalkAhead = 4096;
+
 }  // namespace
 
 // The sentry of the stream's write() and flush() has nothing to do for a good
@@ -194,11 +200,13 @@ void Writer::writeContainers() {
     writeTabs();
     if (open.object != nullptr) {
       const Object::Member& member = *open.nextMember++;
+      __builtin_prefetch(reinterpret_cast<const char*>(&member) + kWalkAhead);
       writeString(member.name);
       put(" : ", 3);
       member.element.Accept(*this);  // may open a container: `open` is stale from here
     } else {
       const UnknownElement& element = *open.nextElement++;
+      __builtin_prefetch(reinterpret_cast<const char*>(&element) + kWalkAhead);
       element.Accept(*this);
     }
   }

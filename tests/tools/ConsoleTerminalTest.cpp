@@ -1,6 +1,6 @@
 // `norvanectl console` the way an operator runs it: on a pseudo-terminal, with the
 // terminal's own echo and line discipline.
-#include "launcher/ConsoleTestSupport.h"
+#include "tools/ConsoleTestSupport.h"
 #include "support/InteractiveProcess.h"
 
 using namespace consoletest;

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "AuthIntegrationSupport.h"
 #include "support/TempInstallation.h"
 #include "support/ToolRun.h"
 

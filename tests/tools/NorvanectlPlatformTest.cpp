@@ -10,7 +10,7 @@
 #include <regex>
 #include <thread>
 
-#include "NamespaceSupport.h"
+#include "integration/NamespaceSupport.h"
 #include "support/Loopback.h"
 #include "support/TempInstallation.h"
 #include "support/ToolRun.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "NamespaceSupport.h"
+#include "integration/NamespaceSupport.h"
 #include "support/ChildProcess.h"
 #include "support/TempInstallation.h"
 #include "support/ToolRun.h"

@@ -103,7 +103,8 @@ int runSmtpProbe(Invocation& call) {
       showReply(call.out, buffer);
       if (buffer[0] == '\0') {
         status = failure(call, call.args[0] + " port " + std::to_string(port) +
-                                   " accepted the connection but sent no reply within 5 seconds");
+                                   " accepted the connection but sent no reply (it closed, or stayed silent for 5 "
+                                   "seconds)");
         return false;
       }
       const std::string text(buffer, strnlen(buffer, sizeof buffer));

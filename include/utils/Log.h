@@ -23,6 +23,12 @@
 #include <NorvaneExport.h>
 #include <utils/Mutex.h>
 
+// A client's DEBUG macro would turn the level DEBUG below into "1 = 32" and fail
+// deep in this header; say what clashes instead.
+#ifdef DEBUG
+#error "libnorvane: the macro DEBUG clashes with the log level utils::DEBUG of <utils/Log.h>; use another macro (-DMYAPP_DEBUG instead of -DDEBUG) or #undef DEBUG before including the library's headers"
+#endif
+
 namespace utils {
 
 // Statement levels and the configured level share this scale. The filter is a

@@ -84,6 +84,13 @@ run(${WORK_DIR}/pkgconfig_probe)
 if(NOT run_output MATCHES "status 9")
   message(FATAL_ERROR "pkg-config client printed: ${run_output}")
 endif()
+# A client built with -DDEBUG is told what clashes, not left with an error deep in a header.
+file(WRITE ${WORK_DIR}/debug_macro.cpp "#include <norvane.h>\n")
+execute_process(COMMAND ${CXX_COMPILER} -DDEBUG -fsyntax-only ${WORK_DIR}/debug_macro.cpp ${flag_list}
+                RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE out)
+if(status EQUAL 0 OR NOT out MATCHES "the macro DEBUG clashes with the log level utils::DEBUG")
+  message(FATAL_ERROR "a client with -DDEBUG got (${status}):\n${out}")
+endif()
 # The README's example, as printed there: its CMakeLists.txt and example.cpp.
 function(readme_block name out)
   file(READ ${README} text)

@@ -1,5 +1,7 @@
 // Login checks: a user name and password against the local machine, a domain or an
 // LDAP directory, as the web server checks them; and the PAM services they use.
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -10,7 +12,7 @@
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
-#include <fstream>
+#include <cstring>
 #include <iostream>
 
 #include "Command.h"
@@ -141,6 +143,27 @@ int runLdap(Invocation& call, const Command& self, const std::vector<std::string
   return verdict(call, accepted, level, errorCode, errorMessage);
 }
 
+// A PAM service that is cut short can lock every login out, so a file is written
+// beside its final name and renamed over it once complete. "" or the system's reason.
+std::string writeWholeFile(const std::string& path, const std::string& text) {
+  std::string temporary = path + ".XXXXXX";
+  const int fd = ::mkstemp(temporary.data());
+  if (fd < 0) return std::strerror(errno);
+  int failedWith = ::fchmod(fd, 0644) == 0 ? 0 : errno;
+  for (std::size_t done = 0; failedWith == 0 && done < text.size();) {
+    const ssize_t wrote = ::write(fd, text.data() + done, text.size() - done);
+    if (wrote > 0) done += static_cast<std::size_t>(wrote);
+    if (wrote < 0 && errno != EINTR) failedWith = errno;
+    if (wrote == 0) failedWith = EIO;
+  }
+  if (failedWith == 0 && ::fsync(fd) != 0) failedWith = errno;
+  if (::close(fd) != 0 && failedWith == 0) failedWith = errno;
+  if (failedWith == 0 && ::rename(temporary.c_str(), path.c_str()) != 0) failedWith = errno;
+  if (failedWith == 0) return "";
+  ::unlink(temporary.c_str());
+  return std::strerror(failedWith);
+}
+
 int installPam(Invocation& call, const Command& self, const std::vector<std::string>& args) {
   std::string directory = kDefaultPamDirectory;
   if (args.size() == 3 && args[1] == "--dir" && !args[2].empty()) {
@@ -150,10 +173,8 @@ int installPam(Invocation& call, const Command& self, const std::vector<std::str
   }
   for (const auto& [name, text] : {std::pair{"norvane-local", kLocalService}, {"norvane-domain", kDomainService}}) {
     const std::string path = directory + "/" + name;
-    std::ofstream file(path, std::ios::trunc);
-    file << text;
-    file.close();
-    if (!file) return failure(call, "cannot write " + path);
+    const std::string why = writeWholeFile(path, text);
+    if (!why.empty()) return failure(call, "cannot write " + path + ": " + why);
     call.out << "wrote " << path << "\n";
   }
   return kOk;

@@ -1,4 +1,6 @@
 // The alert e-mail console of a LightWeightMonitor installation.
+#include <unistd.h>
+
 #include <launcher/LWMConsole.h>
 #include <utils/Log.h>
 
@@ -16,6 +18,9 @@ int runConsole(Invocation& call) {
   int status = kFailed;
   try {
     status = launcher::LWMConsole::get_instance()->commandLineInterface() ? kOk : kFailed;
+    // The menu leaves its last prompt open when input ends; on a terminal the shell's
+    // prompt would follow on that line. A pipe gets the console's bytes unchanged.
+    if (std::cin.eof() && isatty(STDOUT_FILENO) == 1) std::cout << "\n";
     std::cout.flush();
   } catch (const std::exception& error) {
     // The console hands on what a malformed document or an incomplete edit raised.

@@ -21,15 +21,29 @@ std::size_t physicalDiskCount() {
   return count;
 }
 
+// The library answers 0 KiB for any label it cannot use, which would pass for an
+// empty disk; the tool names the disks there are instead.
+std::string whyNoSuchDisk(const std::string& label, std::size_t count) {
+  const std::string number = label.substr(5);
+  const bool digits = !number.empty() && number.size() <= 9 &&
+                      number.find_first_not_of("0123456789") == std::string::npos;
+  if (digits && std::stoul(number) < count) return "";
+  std::string known = count == 0 ? "none" : count == 1 ? "Disk 0" : "Disk 0 to Disk " + std::to_string(count - 1);
+  return "no disk '" + label + "' on this machine (its physical disks: " + known + ")";
+}
+
 int runDiskUsage(Invocation& call) {
   const Command& self = *findCommand("disk-usage");
   if (call.args.size() > 1) return usageError(call, self, "disk-usage takes at most one DISK");
   utils::DiskProperty& disks = *utils::DiskProperty::get_instance();
+  const std::size_t count = physicalDiskCount();
   if (call.args.size() == 1) {
     if (call.args[0].size() < 5) return usageError(call, self, "DISK must be a label such as 'Disk 0'");
+    const std::string missing = whyNoSuchDisk(call.args[0], count);
+    if (!missing.empty()) return failure(call, missing);
     call.out << call.args[0] << ": " << disks.getDiskUsage(call.args[0]) << " KiB used\n";
   } else {
-    for (std::size_t i = 0; i < physicalDiskCount(); ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
       const std::string label = "Disk " + std::to_string(i);
       call.out << label << ": " << disks.getDiskUsage(label) << " KiB used\n";
     }
@@ -50,7 +64,8 @@ NORVANECTL_COMMANDS(disk) {
               "loop, ram, zram or device-mapper devices) in device-number order. Without DISK,\n"
               "every physical disk is shown. The figure is the used space of the disk's mounted\n"
               "volumes (size less free blocks) in KiB, cut to 32 bits; a dynamic disk and a disk\n"
-              "that cannot be read show 0.\n",
+              "that cannot be read show 0.\n\n"
+              "Exit status: 0 shown; 1 the machine has no such DISK; 2 wrong usage.\n",
               norvanectl::runDiskUsage},
   };
 }

@@ -57,6 +57,14 @@ std::string whyNotWritable(const std::string& path) {
   return whyNotOpenable(path, O_WRONLY | O_APPEND);
 }
 
+std::string whyNotExecutable(const std::string& path) {
+  struct stat info;
+  if (::stat(path.c_str(), &info) != 0) return reason(errno);
+  if (!S_ISREG(info.st_mode)) return S_ISDIR(info.st_mode) ? reason(EISDIR) : "not a regular file";
+  if (::access(path.c_str(), X_OK) != 0) return reason(errno);
+  return "";
+}
+
 std::string whyNotWritableDirectory(const std::string& path) {
   struct stat info;
   if (::stat(path.c_str(), &info) != 0) return reason(errno);

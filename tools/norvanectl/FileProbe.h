@@ -23,6 +23,9 @@ std::string whyNotReadable(const std::string& path);
 // directory.
 std::string whyNotWritable(const std::string& path);
 
+// The reason `path` is no program this user may run, or "".
+std::string whyNotExecutable(const std::string& path);
+
 // The reason `path` is no directory this user may create files in, or "".
 std::string whyNotWritableDirectory(const std::string& path);
 

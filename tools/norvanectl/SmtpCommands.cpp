@@ -2,6 +2,11 @@
 #include <utils/Log.h>
 #include <utils/Socket.h>
 
+#include <netdb.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -26,6 +31,40 @@ void showReply(std::ostream& out, const char* buffer) {
   if (text.empty()) out << "< (no reply)\n";
 }
 
+// The socket client reports a failed connection by its result alone; one more
+// attempt of our own recovers the system's reason ("Connection refused").
+std::string whyNoConnection(const std::string& host, long port) {
+  addrinfo hints{};
+  hints.ai_socktype = SOCK_STREAM;
+  addrinfo* found = nullptr;
+  const int resolved = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found);
+  if (resolved != 0) return gai_strerror(resolved);
+  std::string why = "no address to connect to";
+  for (const addrinfo* address = found; address != nullptr; address = address->ai_next) {
+    const int fd = socket(address->ai_family, address->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (fd < 0) {
+      why = std::strerror(errno);
+      continue;
+    }
+    int error = ::connect(fd, address->ai_addr, address->ai_addrlen) == 0 ? 0 : errno;
+    if (error == EINPROGRESS) {
+      pollfd wait{fd, POLLOUT, 0};
+      const bool settled = poll(&wait, 1, 5000) == 1;
+      socklen_t size = sizeof error;
+      error = ETIMEDOUT;
+      if (settled) getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size);
+    }
+    ::close(fd);
+    if (error == 0) {
+      why = "it accepts now; it did not at three attempts";
+      break;
+    }
+    why = std::strerror(error);
+  }
+  freeaddrinfo(found);
+  return why;
+}
+
 int runSmtpProbe(Invocation& call) {
   const Command& self = *findCommand("smtp-probe");
   if (call.args.empty() || call.args.size() > 2) return usageError(call, self, "smtp-probe needs HOST and an optional PORT");
@@ -42,7 +81,8 @@ int runSmtpProbe(Invocation& call) {
   if (client->connect(call.args[0], static_cast<int>(port)) != 0) {
     client->close();
     utils::formatted_log_t::uninitializeLogger();
-    return failure(call, "cannot connect to " + call.args[0] + " port " + std::to_string(port));
+    return failure(call, "cannot connect to " + call.args[0] + " port " + std::to_string(port) + ": " +
+                             whyNoConnection(call.args[0], port));
   }
   call.out << "connected to " << call.args[0] << " port " << port << "\n";
   char buffer[1024];
@@ -61,6 +101,12 @@ int runSmtpProbe(Invocation& call) {
       std::memset(buffer, 0, sizeof buffer);
       client->recv(buffer);
       showReply(call.out, buffer);
+      if (buffer[0] == '\0') {
+        status = failure(call, call.args[0] + " port " + std::to_string(port) +
+                                   " accepted the connection but sent no reply (it closed, or stayed silent for 5 "
+                                   "seconds)");
+        return false;
+      }
       const std::string text(buffer, strnlen(buffer, sizeof buffer));
       const std::size_t last = text.size() >= 2 ? text.rfind('\n', text.size() - 2) : std::string::npos;
       const std::string lastLine = last == std::string::npos ? text : text.substr(last + 1);
@@ -84,8 +130,10 @@ NORVANECTL_COMMANDS(smtp) {
               "Connects to HOST (port 25 unless PORT is given) with the library's socket client,\n"
               "reads the greeting, sends EHLO and QUIT and shows every reply line after '< '\n"
               "and every command after '> '. A reply is read until it ends in CR LF, the server\n"
-              "closes, or 5 seconds pass. Fails when the connection cannot be made after three\n"
-              "attempts or a command cannot be sent.\n",
+              "closes, or 5 seconds pass.\n\n"
+              "Exit status: 0 the server answered each step; 1 the connection cannot be made\n"
+              "after three attempts (with the system's reason), a command cannot be sent, or\n"
+              "the server stays silent; 2 wrong usage.\n",
               norvanectl::runSmtpProbe},
   };
 }

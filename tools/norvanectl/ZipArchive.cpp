@@ -70,7 +70,7 @@ std::string ZipArchive::open() {
 }
 
 std::string ZipArchive::add(int fd, const std::string& entryName, time_t modified, mode_t mode, off_t size,
-                            bool& inputFailed) {
+                            bool& inputFailed, const std::function<void(std::size_t)>& onRead) {
   inputFailed = false;
   zipFile zip = static_cast<zipFile>(m_zip);
   zip_fileinfo info{};
@@ -94,6 +94,7 @@ std::string ZipArchive::add(int fd, const std::string& entryName, time_t modifie
       break;
     }
     if (got == 0) break;
+    if (onRead) onRead(static_cast<std::size_t>(got));
     errno = 0;
     status = zipWriteInFileInZip(zip, chunk.get(), static_cast<unsigned int>(got));
     if (status != ZIP_OK) {

@@ -7,6 +7,8 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
+#include <functional>
 #include <string>
 
 namespace norvanectl {
@@ -25,9 +27,9 @@ class ZipArchive {
   // `entryName`, dated `modified` (local time) and carrying `mode`. On failure the
   // reason is returned and `inputFailed` says whether reading the file failed (rather
   // than writing the archive); the archive is then unusable and must not be
-  // committed.
+  // committed. `onRead` hears of every piece read.
   std::string add(int fd, const std::string& entryName, time_t modified, mode_t mode, off_t size,
-                  bool& inputFailed);
+                  bool& inputFailed, const std::function<void(std::size_t)>& onRead = {});
 
   // Finishes the archive and gives it its final name. "" on success, else the reason.
   std::string commit();

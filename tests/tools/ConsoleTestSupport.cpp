@@ -1,4 +1,4 @@
-#include "launcher/ConsoleTestSupport.h"
+#include "tools/ConsoleTestSupport.h"
 
 #include <launcher/NorvaneCrypto.h>
 #include <launcher/Preferences.h>

@@ -2,7 +2,7 @@
 // on pipes, in temporary installations of type 129.
 #include <filesystem>
 
-#include "launcher/ConsoleTestSupport.h"
+#include "tools/ConsoleTestSupport.h"
 #include "support/InteractiveProcess.h"
 
 using namespace consoletest;

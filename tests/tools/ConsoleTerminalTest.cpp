@@ -1,6 +1,6 @@
 // `norvanectl console` the way an operator runs it: on a pseudo-terminal, with the
 // terminal's own echo and line discipline.
-#include "launcher/ConsoleTestSupport.h"
+#include "tools/ConsoleTestSupport.h"
 #include "support/InteractiveProcess.h"
 
 using namespace consoletest;
@@ -47,4 +47,5 @@ TEST(ConsoleTerminalTest, EndOfFileKeyLeavesTheMenu) {
   ASSERT_TRUE(tool.waitFor("Enter the option: "));
   tool.endInput();
   EXPECT_EQ(0, tool.finish());
+  EXPECT_EQ("Enter the option: \r\n", tool.output().substr(tool.output().size() - 20));  // the shell's prompt starts a line
 }

@@ -1,7 +1,7 @@
 // Editing through `norvanectl console`: the prompts byte for byte, the alert
 // configuration file read back as a document, the SMTP server file deciphered by the
 // secret store.
-#include "launcher/ConsoleTestSupport.h"
+#include "tools/ConsoleTestSupport.h"
 
 using namespace consoletest;
 using testsupport::readFile;

@@ -9,13 +9,16 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
 #include <functional>
+#include <regex>
 #include <string>
 #include <vector>
 
+#include "support/InteractiveProcess.h"
 #include "support/TempInstallation.h"
 #include "support/ToolRun.h"
 
@@ -88,17 +91,28 @@ TEST(NorvanectlTest, HelpListsEveryCommandAndEachCommandHasItsOwn) {
   EXPECT_TRUE(contains(run.out, "Exit status: 0 success, 1 the operation failed, 2 wrong usage."));
   EXPECT_EQ("", run.err);
   EXPECT_EQ(run.out, norvanectl({"help"}).out);
-  for (const std::string usage :
-       {"set-home DIR", "show-home", "check", "generate-config [PATH]", "show-config [KEY...]",
-        "log [--restart-log] LEVEL MESSAGE [LEVEL MESSAGE]...", "zip ARCHIVE FILE...", "keys init",
-        "secret put|get FILE", "rekey", "console"}) {
+  const std::vector<std::string> usages = {
+      "set-home DIR", "show-home", "check", "generate-config [PATH]", "show-config [KEY...]",
+      "log [--restart-log] LEVEL MESSAGE [LEVEL MESSAGE]...", "zip ARCHIVE FILE...",
+      "auth local USER | auth domain USER DOMAIN | auth ldap USER [OPTIONS] | auth install-pam [--dir DIR]", "console",
+      "disk-usage [DISK]", "host [--json]", "plugin PATH", "event TEXT [--severity N] [--event-id N] [--category-mask N]",
+      "keys init", "secret put|get FILE", "rekey", "service install PROGRAM | uninstall | status | control CODE PID",
+      "smtp-probe HOST [PORT]"};
+  std::string listed;  // the overview's commands, in its order
+  const std::string commands = run.out.substr(run.out.find("\nCommands:\n") + 11);
+  for (std::string::size_type at = 0; commands.compare(at, 2, "  ") == 0; at = commands.find('\n', at) + 1) {
+    listed += commands.substr(at + 2, commands.find(' ', at + 2) - at - 2) + " ";
+  }
+  std::string expected;
+  for (const std::string& usage : usages) {
     const std::string command = usage.substr(0, usage.find(' '));
-    EXPECT_TRUE(contains(run.out, "\n  " + command + " ")) << command << run.out;
+    expected += command + " ";
     CtlResult own = norvanectl({command, "--help"});
     EXPECT_EQ(0, own.exitCode) << command;
     EXPECT_EQ(0u, own.out.find("usage: norvanectl [--store-root DIR] " + usage + "\n")) << own.out;
     EXPECT_EQ(own.out, norvanectl({"help", command}).out);
   }
+  EXPECT_EQ(expected, listed);
   EXPECT_EQ("0|norvanectl (libnorvane) " NORVANE_VERSION_STRING "\n|", shown(norvanectl({"--version"})));
 }
 
@@ -436,11 +450,19 @@ TEST(NorvanectlTest, ZipPacksRegularFilesUnderSafeNamesAndSkipsTheRest) {
   EXPECT_EQ("No errors detected in compressed data of " + root + "/work/bundle.zip.\n",
             commandOutput("unzip -tq " + root + "/work/bundle.zip"));
 
-  EXPECT_EQ("0|out.zip: 1 file packed\n|", shown(norvanectl({"zip", "out.zip", "top.txt"}, inWork)));
-  EXPECT_EQ("0|out.zip: 2 files packed\n|", shown(norvanectl({"zip", "out", "top.txt", "top.txt"}, inWork)));
-  EXPECT_EQ("0|out.zip: 1 of 2 files packed, 1 skipped\n|"
-            "norvanectl: warning: skipping 'pipe': a named pipe, not a regular file\n",
-            shown(norvanectl({"zip", "out", "pipe", "top.txt"}, inWork)));
+  const struct { std::vector<std::string> args; std::string run; } rows[] = {
+      {{"zip", "out.zip", "top.txt"}, "0|out.zip: 1 file packed\n|"},
+      {{"zip", "out", "pipe", "top.txt"},
+       "0|out.zip: 1 of 2 files packed, 1 skipped\n|norvanectl: warning: skipping 'pipe': a named pipe, not a regular "
+       "file\n"},
+      // Unpacking would keep only one of two entries of a name.
+      {{"zip", "twice", "top.txt", "bundle/report/top.txt"},
+       "1||norvanectl: 'bundle/report/top.txt' would be stored as 'top.txt', the name of an earlier FILE; "
+       "'twice.zip' not written\n"},
+  };
+  writeFile(root + "/work/bundle/report/top.txt", "");
+  for (const auto& row : rows) EXPECT_EQ(row.run, shown(norvanectl(row.args, inWork))) << row.args[1];
+  EXPECT_FALSE(fs::exists(root + "/work/twice.zip"));
 }
 
 // Nothing packed, or no archive to write: the old archive stays as it was and no
@@ -464,14 +486,26 @@ TEST(NorvanectlTest, ZipThatCannotFinishLeavesNothingBehind) {
   EXPECT_EQ((std::vector<std::string>{"dir", "dir.zip", "old.zip", "top.txt"}), entriesOf(work));
 }
 
-// A file is streamed through a fixed buffer: packing 256 MiB takes a few MiB.
-TEST(NorvanectlTest, ZipPacksALargeFileInBoundedMemory) {
+// A file is streamed through a fixed buffer: packing 256 MiB takes a few MiB. On a
+// terminal, work over a second shows its progress on one line rewritten in place.
+TEST(NorvanectlTest, ZipPacksALargeFileInBoundedMemoryAndShowsProgressOnATerminal) {
   TempInstallation scratch;
   const std::string big = scratch.root() + "/big.bin";
   writeFile(big, "");
   fs::resize_file(big, 256u << 20);  // sparse, so the test costs no disk
-  EXPECT_EQ("0|" + scratch.root() + "/big.zip: 1 file packed\n|",
-            shown(norvanectl({"zip", scratch.root() + "/big", big})));
+  const auto start = std::chrono::steady_clock::now();
+  testsupport::InteractiveProcess tool(NORVANECTL_PATH, {"zip", scratch.root() + "/big", big},
+                                       testsupport::InteractiveProcess::kPseudoTerminal);
+  ASSERT_EQ(0, tool.finish(60000)) << tool.output();
+  const auto took = std::chrono::steady_clock::now() - start;
+  const std::string summary = scratch.root() + "/big.zip: 1 file packed\r\n";
+  const std::string& screen = tool.output();
+  EXPECT_EQ(summary, screen.substr(screen.size() - std::min(screen.size(), summary.size()))) << screen;
+  const std::regex progress("(\r" + scratch.root() + "/big\\.zip: [01] of 1 files, \\d+ MiB read)+\r\n");
+  if (took > std::chrono::milliseconds(1500)) {
+    EXPECT_TRUE(std::regex_match(screen.substr(0, screen.size() - summary.size()), progress)) << screen;
+  }
+  if (took < std::chrono::seconds(1)) EXPECT_EQ(summary, screen);
   // The largest of this process's children so far: the tool, the few before it and env.
   struct rusage children {};
   getrusage(RUSAGE_CHILDREN, &children);

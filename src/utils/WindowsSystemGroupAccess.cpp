@@ -1,7 +1,6 @@
 // The access level of a local or domain login, from the groups the user is in and
 // the two configured lists full_access_groups and readonly_access_groups. The local
 // and the domain path match differently, and both differences are kept as they are.
-#include <launcher/Preferences.h>
 #include <utils/Log.h>
 #include <utils/StringHelper.h>
 #include <utils/WindowsSystem.h>
@@ -9,6 +8,7 @@
 #include <map>
 
 #include "platform/Host.h"
+#include "settings/Settings.h"
 #include "utils/AuthenticationNames.h"
 
 namespace utils {
@@ -82,9 +82,9 @@ WindowsSystem::AccessLevel_ WindowsSystem::verifyLocalUserGroupAccess(const std:
   AccessLevel_ level = NO_ACCESS;
   std::string machine;
   if (authentication::machineName(machine) != 0) return NO_ACCESS;
-  const launcher::Preferences& preferences = *launcher::Preferences::get_instance();
-  const std::string fullSetting = preferences.getFullAccessGroups();
-  const std::string readOnlySetting = preferences.getReadOnlyAccessGroups();
+  const settings::Settings& configured = settings::current();
+  const std::string fullSetting = configured.fullAccessGroups();
+  const std::string readOnlySetting = configured.readOnlyAccessGroups();
 
   platform::Accounts& accounts = platform::host().accounts();
   std::vector<platform::DirectoryObject> objects;
@@ -173,10 +173,10 @@ bool WindowsSystem::isSystemInDomain(const std::string& domain) const {
 
 WindowsSystem::AccessLevel_ WindowsSystem::getDomainUserAccessLevel(void* const token, std::string domain) const {
   log_function_entry("utils::WindowsSystem::getDomainUserAccessLevel");
-  const launcher::Preferences& preferences = *launcher::Preferences::get_instance();
+  const settings::Settings& configured = settings::current();
   std::vector<std::string> fullList, readOnlyList;
-  StringHelper::split(fullList, preferences.getFullAccessGroups(), ",");
-  StringHelper::split(readOnlyList, preferences.getReadOnlyAccessGroups(), ",");
+  StringHelper::split(fullList, configured.fullAccessGroups(), ",");
+  StringHelper::split(readOnlyList, configured.readOnlyAccessGroups(), ",");
 
   const auto* logon = static_cast<const authentication::LogonToken*>(token);
   std::string machine;

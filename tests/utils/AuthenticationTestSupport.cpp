@@ -5,8 +5,7 @@
 #include <map>
 #include <regex>
 
-#include "support/ChildProcess.h"
-#include "support/TempInstallation.h"
+#include "support/FakeSettings.h"
 #include "utils/SystemTestSupport.h"
 
 namespace authtest {
@@ -83,27 +82,13 @@ std::string repeated(const std::string& item, int times, const std::string& sepa
 }
 
 std::string runCase(const std::string& name, const std::string& config, const std::vector<std::string>& args) {
-  testsupport::TempInstallation scratch;
-  const std::string resultPath = scratch.root() + "/case-result";
-  std::vector<std::string> childArgs = {name, config, resultPath};
-  childArgs.insert(childArgs.end(), args.begin(), args.end());
-  const testsupport::ChildResult run = testsupport::runChild("auth_case", childArgs);
-  if (run.exitCode != 0) return "case " + name + " failed: " + run.output;
-  return testsupport::readFile(resultPath);
+  const auto found = cases().find(name);
+  if (found == cases().end()) return "no case " + name;
+  testsupport::ScopedFakeSettings settings(config);
+  utils::log_info("case %1%") % name;
+  testsupport::ScopedFakeHost fake;
+  g_mark = std::make_unique<systemtest::LogMark>();
+  return found->second(fake, args);
 }
 
 }  // namespace authtest
-
-NORVANE_CHILD(auth_case) {
-  testsupport::HomedInstallation installation("log_level = 255\nlog_cache_mode = 0\n" + args[1]);
-  installation.useStore();
-  systemtest::InstallationEnvironment::s_logPath = installation.home() + "/logs/norvane.txt";
-  const auto found = authtest::cases().find(args[0]);
-  if (found == authtest::cases().end()) return 3;
-  utils::log_info("case %1%") % args[0];
-  testsupport::ScopedFakeHost fake;
-  authtest::g_mark = std::make_unique<systemtest::LogMark>();
-  const std::string result = found->second(fake, std::vector<std::string>(args.begin() + 3, args.end()));
-  testsupport::writeFile(args[2], result);
-  return 0;
-}

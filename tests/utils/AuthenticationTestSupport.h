@@ -1,5 +1,5 @@
-// Login tests over the fake platform. The access settings are read once per process,
-// so each case runs in a fresh child with its own installation and configuration:
+// Login tests over the fake platform and fake settings, in this process (whose log
+// takes every level, see SystemTestEnvironment.cpp):
 //
 //   AUTH_CASE(name) { fake.nss.addUser(...); return local(fake, "alice", "pw"); }
 //   EXPECT_EQ("true 2 -1 [old]", runCase("name", "full_access_groups = Staff\n"));
@@ -21,7 +21,7 @@ namespace authtest {
 using Case = std::function<std::string(testsupport::ScopedFakeHost& fake, const std::vector<std::string>& args)>;
 bool registerCase(const std::string& name, Case body);
 
-// Runs the case in a child whose configuration is "log_level = 255" plus config.
+// Runs the case with the settings of `config` in force.
 std::string runCase(const std::string& name, const std::string& config = "",
                     const std::vector<std::string>& args = {});
 

@@ -29,6 +29,51 @@ std::string trimmed(std::string text) {
   return text;
 }
 
+// The user's groups by name, with the member paths of each.
+using GroupTable = std::map<std::string, std::vector<std::string>>;
+
+// A user matches an entry by a group of that name (case-blind) or by a group with a
+// member whose path holds the entry (case-sensitive, anywhere); the first hit wins.
+bool matchesFullAccess(const std::vector<std::string>& fullList, const GroupTable& groupTable) {
+  for (const std::string& rawEntry : fullList) {
+    const std::string entry = trimmed(rawEntry);
+    log_info("strFULLAccessGroupName:%1%") % entry;
+    for (const auto& [name, members] : groupTable) {
+      if (entry.empty()) continue;
+      bool hit = StringHelper::compare_ignore_case(trimmed(name), entry);
+      for (const std::string& member : members) hit = hit || trimmed(member).find(entry) != std::string::npos;
+      if (hit) {
+        log_info("User is Part of Administrators group");
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+// The same matching for read-only access, but a member hit does not end the scan: every
+// further member hit logs again.
+bool matchesReadOnlyAccess(const std::vector<std::string>& readOnlyList, const GroupTable& groupTable) {
+  bool matched = false;
+  for (const std::string& rawEntry : readOnlyList) {
+    const std::string entry = trimmed(rawEntry);
+    log_info("strReadONlyGroupName:%1%") % entry;
+    for (const auto& [name, members] : groupTable) {
+      if (entry.empty()) continue;
+      if (StringHelper::compare_ignore_case(trimmed(name), entry)) {
+        log_info("User is Part of Authenticated Users group");
+        return true;
+      }
+      for (const std::string& member : members) {
+        if (trimmed(member).find(entry) == std::string::npos) continue;
+        log_info("User is Part of Authenticated Users group");
+        matched = true;
+      }
+    }
+  }
+  return matched;
+}
+
 }  // namespace
 
 long WindowsSystem::getGroupObjectMembers(DirectoryGroup* group, std::vector<std::string>* members) const {
@@ -79,7 +124,6 @@ bool WindowsSystem::isGroupsValid(std::vector<std::string> fullGroups, std::vect
 
 WindowsSystem::AccessLevel_ WindowsSystem::verifyLocalUserGroupAccess(const std::string& userName) const {
   log_function_entry("utils::WindowsSystem::verifyLocalUserGroupAccess");
-  AccessLevel_ level = NO_ACCESS;
   std::string machine;
   if (authentication::machineName(machine) != 0) return NO_ACCESS;
   const settings::Settings& configured = settings::current();
@@ -89,7 +133,7 @@ WindowsSystem::AccessLevel_ WindowsSystem::verifyLocalUserGroupAccess(const std:
   platform::Accounts& accounts = platform::host().accounts();
   std::vector<platform::DirectoryObject> objects;
   if (!accounts.machineObjects(objects)) return NO_ACCESS;
-  std::map<std::string, std::vector<std::string>> groupTable;
+  GroupTable groupTable;
   for (const platform::DirectoryObject& object : objects) {
     // Only the run of users at the head of the directory is seen.
     if (!object.isUser) break;
@@ -112,44 +156,8 @@ WindowsSystem::AccessLevel_ WindowsSystem::verifyLocalUserGroupAccess(const std:
   if (fullList.empty() && readOnlyList.empty()) return NO_ACCESS;
   if (!isGroupsValid(fullList, readOnlyList)) return NO_ACCESS;
 
-  // A user matches an entry by a group of that name (case-blind) or by a group with
-  // a member whose path holds the entry (case-sensitive, anywhere).
-  for (const std::string& rawEntry : fullList) {
-    const std::string entry = trimmed(rawEntry);
-    log_info("strFULLAccessGroupName:%1%") % entry;
-    for (const auto& [name, members] : groupTable) {
-      if (entry.empty()) continue;
-      if (StringHelper::compare_ignore_case(trimmed(name), entry)) {
-        log_info("User is Part of Administrators group");
-        return FULL_ACCESS;
-      }
-      for (const std::string& member : members) {
-        if (trimmed(member).find(entry) != std::string::npos) {
-          log_info("User is Part of Administrators group");
-          return FULL_ACCESS;
-        }
-      }
-    }
-  }
-  for (const std::string& rawEntry : readOnlyList) {
-    const std::string entry = trimmed(rawEntry);
-    log_info("strReadONlyGroupName:%1%") % entry;
-    for (const auto& [name, members] : groupTable) {
-      if (entry.empty()) continue;
-      if (StringHelper::compare_ignore_case(trimmed(name), entry)) {
-        log_info("User is Part of Authenticated Users group");
-        return READ_ONLY_ACCESS;
-      }
-      // Unlike the name test, a member hit does not end the scan.
-      for (const std::string& member : members) {
-        if (trimmed(member).find(entry) != std::string::npos) {
-          log_info("User is Part of Authenticated Users group");
-          level = READ_ONLY_ACCESS;
-        }
-      }
-    }
-  }
-  return level;
+  if (matchesFullAccess(fullList, groupTable)) return FULL_ACCESS;
+  return matchesReadOnlyAccess(readOnlyList, groupTable) ? READ_ONLY_ACCESS : NO_ACCESS;
 }
 
 bool WindowsSystem::isSystemInDomain(const std::string& domain) const {

@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/TempInstallation.h"
@@ -97,8 +98,8 @@ TEST(SettingsToolTest, ShowConfigReportsUnknownKeysAndStillShowsTheKnownOnes) {
             shown(ctl(installation, {"show-config", "log_level", "nosuchkey", "ldap_mode"})));
 }
 
-// Paths that climb out of the home are refused; the file is 0640 whatever the umask,
-// also when it was there before with a wider mode.
+// Paths that climb out of the home are refused; the file is 0640 and new directories
+// 0755 whatever the umask, also when the file was there before with a wider mode.
 TEST(SettingsToolTest, GenerateConfigStaysUnderTheHomeAndWritesOwnerAndGroupOnly) {
   LongHome installation;
   for (const std::string path : {"/../escape.conf", "/conf/../../escape.conf"}) {
@@ -110,11 +111,16 @@ TEST(SettingsToolTest, GenerateConfigStaysUnderTheHomeAndWritesOwnerAndGroupOnly
   chmod((installation.home + "/inside.conf").c_str(), 0666);
   const mode_t previous = umask(0);
   const std::string run = shown(ctl(installation, {"generate-config", "/conf/./../inside.conf"}));
+  const std::string created = shown(ctl(installation, {"generate-config", "/new/sub/made.conf"}));
   umask(previous);
   EXPECT_EQ("0|wrote " + installation.home + "/conf/./../inside.conf\n|", run);
-  struct stat info {};
-  ASSERT_EQ(0, stat((installation.home + "/inside.conf").c_str(), &info));
-  EXPECT_EQ(0640u, info.st_mode & 07777);
+  EXPECT_EQ("0|wrote " + installation.home + "/new/sub/made.conf\n|", created);
+  for (const auto& [path, mode] : {std::pair<std::string, unsigned>{"/inside.conf", 0640}, {"/new/sub/made.conf", 0640},
+                                   {"/new/sub", 0755}, {"/new", 0755}}) {
+    struct stat info {};
+    ASSERT_EQ(0, stat((installation.home + path).c_str(), &info)) << path;
+    EXPECT_EQ(mode, info.st_mode & 07777) << path;
+  }
 }
 
 // A FIFO in place of the configuration is refused at once: no hang, all defaults.

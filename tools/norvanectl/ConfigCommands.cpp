@@ -48,6 +48,25 @@ std::string leavesTheHome(const std::string& relative) {
   return "";
 }
 
+// Creates the missing directories up to `directory`, each 0755 whatever the umask:
+// nothing of an installation is group- or world-writable.
+std::error_code createDirectories(const std::filesystem::path& directory) {
+  std::error_code error;
+  std::vector<std::filesystem::path> missing;
+  for (std::filesystem::path part = directory; !part.empty() && !std::filesystem::exists(part, error);
+       part = part.parent_path()) {
+    missing.push_back(part);
+    if (part == part.parent_path()) break;
+  }
+  std::filesystem::create_directories(directory, error);
+  if (error) return error;
+  for (const std::filesystem::path& part : missing) {
+    std::filesystem::permissions(part, std::filesystem::perms(0755), std::filesystem::perm_options::replace, error);
+    if (error) return error;
+  }
+  return error;
+}
+
 int runGenerateConfig(Invocation& call) {
   const Command& self = *findCommand("generate-config");
   if (call.args.size() > 1) return usageError(call, self, "generate-config takes at most one path");
@@ -67,8 +86,7 @@ int runGenerateConfig(Invocation& call) {
                              "' is not a positive number; fix it before generating");
   }
   const std::filesystem::path target = home + relative;
-  std::error_code error;
-  std::filesystem::create_directories(target.parent_path(), error);
+  const std::error_code error = createDirectories(target.parent_path());
   if (error) {
     return failure(call, "cannot create directory " + target.parent_path().string() + ": " + error.message());
   }

@@ -6,7 +6,6 @@
 #include <json/Exception.h>
 #include <json/Object.h>
 #include <json/Reader.h>
-#include <utils/System.h>
 
 #include <sys/stat.h>
 
@@ -138,9 +137,9 @@ bool homeFinding(std::vector<Finding>& findings, std::string& home) {
     return false;
   }
   struct stat info;
-  const bool found = ::stat(home.c_str(), &info) == 0;
-  if (!found || !S_ISDIR(info.st_mode)) {
-    findings.push_back({"home path", home + ": " + reason(found ? ENOTDIR : errno), setHome});
+  const int error = ::stat(home.c_str(), &info) == 0 ? (S_ISDIR(info.st_mode) ? 0 : ENOTDIR) : errno;
+  if (error != 0) {
+    findings.push_back({"home path", home + ": " + reason(error), setHome});
     return false;
   }
   findings.push_back({"home path", "", home});

@@ -66,7 +66,9 @@ bool isWholeNumber(const std::string& value) {
 // What a getter makes of a value: atoi's number, wrapped to unsigned.
 std::string numberRead(const table::Setting& setting, const std::string& value) {
   const int parsed = std::atoi(value.c_str());
-  if (std::string(setting.key) == "ldap_port_number") return std::to_string(static_cast<unsigned long>(parsed));
+  if (std::string(setting.key) == launcher::Preferences::LDAP_PORT_DETAILS) {
+    return std::to_string(static_cast<unsigned long>(parsed));
+  }
   return std::to_string(static_cast<unsigned int>(parsed));
 }
 
@@ -83,7 +85,8 @@ void judgeValue(const table::Setting& setting, const std::string& value, Configu
     issue.problem = shown + " is not true, false, 1 or 0; the library reads false";
     issue.fix = "write true or false, or remove the line for the default " + setting.defaultText;
   }
-  if (issue.problem.empty() && std::string(setting.key) == "perf_duration" && readsAsZero(value)) {
+  const bool perf = std::string(setting.key) == launcher::Preferences::PERF_POLLING_DURATION_KEY;
+  if (issue.problem.empty() && perf && readsAsZero(value)) {
     issue.problem = shown + ": a zero duration ends every program that reads it";
     issue.fix = "write a positive number, or remove the line for the default " + setting.defaultText;
   }

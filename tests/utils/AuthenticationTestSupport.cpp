@@ -2,7 +2,6 @@
 
 #include <utils/Log.h>
 
-#include <map>
 #include <regex>
 
 #include "support/FakeSettings.h"
@@ -10,11 +9,6 @@
 
 namespace authtest {
 namespace {
-
-std::map<std::string, Case>& cases() {
-  static std::map<std::string, Case> registry;
-  return registry;
-}
 
 std::unique_ptr<systemtest::LogMark> g_mark;
 
@@ -33,11 +27,6 @@ std::string outcome(Login login) {
 }
 
 }  // namespace
-
-bool registerCase(const std::string& name, Case body) {
-  cases()[name] = std::move(body);
-  return true;
-}
 
 std::string local(const std::string& user, const std::string& password) {
   return outcome([&](utils::System& system, std::string& reserved, Level& level, int& code, std::string& message) {
@@ -81,14 +70,11 @@ std::string repeated(const std::string& item, int times, const std::string& sepa
   return joined(std::vector<std::string>(static_cast<std::size_t>(times), item), separator);
 }
 
-std::string runCase(const std::string& name, const std::string& config, const std::vector<std::string>& args) {
-  const auto found = cases().find(name);
-  if (found == cases().end()) return "no case " + name;
+std::string runCase(Case body, const std::string& config, const std::vector<std::string>& args) {
   testsupport::ScopedFakeSettings settings(config);
-  utils::log_info("case %1%") % name;
   testsupport::ScopedFakeHost fake;
   g_mark = std::make_unique<systemtest::LogMark>();
-  return found->second(fake, args);
+  return body(fake, args);
 }
 
 }  // namespace authtest

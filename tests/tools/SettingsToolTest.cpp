@@ -128,6 +128,8 @@ TEST(SettingsToolTest, AFifoInPlaceOfTheConfigurationIsRefusedWithoutWaiting) {
   LongHome installation;
   const std::string conf = installation.home + "/conf/Norvane.conf";
   ASSERT_EQ(0, mkfifo(conf.c_str(), 0644));
+  EXPECT_EQ("0|# settings in force; " + conf + " is a named pipe, so all are defaults\n",
+            shown(ctl(installation, {"show-config"})).substr(0, conf.size() + 61));
   EXPECT_EQ("0|session_timeout = 180\n|", shown(ctl(installation, {"show-config", "session_timeout"})));
   const std::string check = ctl(installation, {"check"}).out;
   EXPECT_NE(std::string::npos,

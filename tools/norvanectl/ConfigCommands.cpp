@@ -128,10 +128,12 @@ int runShowConfig(Invocation& call) {
   const std::vector<const table::Setting*> chosen = chosenSettings(call, unknown);
   if (call.args.empty()) {
     std::error_code error;
+    const std::string special = kindOfSpecialFile(path);
     if (std::filesystem::is_regular_file(path, error)) {
       call.out << "# settings in force, read from " << path << "\n";
     } else {
-      call.out << "# settings in force; " << path << " is missing, so all are defaults\n";
+      call.out << "# settings in force; " << path << " is " << (special.empty() ? "missing" : special)
+               << ", so all are defaults\n";
     }
   }
   std::string stored;

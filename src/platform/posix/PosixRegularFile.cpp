@@ -70,7 +70,8 @@ std::FILE* createFileWithMode(const std::string& path, unsigned int mode) {
   }
   if (::fcntl(file.get(), F_SETFL, 0) != 0) return nullptr;
   // The creation mode passes through the umask, and an existing file keeps its own.
-  if (::fchmod(file.get(), static_cast<mode_t>(mode)) != 0) return nullptr;
+  // A file of another owner that this user may write keeps its mode (EPERM).
+  if (::fchmod(file.get(), static_cast<mode_t>(mode)) != 0 && errno != EPERM) return nullptr;
   std::FILE* stream = ::fdopen(file.get(), "w");
   if (stream != nullptr) file.release();
   return stream;

@@ -34,8 +34,10 @@ class PreferencesSettings final : public settings::Settings {
 namespace settings {
 
 const Settings& installed() {
-  static const launcher::PreferencesSettings instance;
-  return instance;
+  // Never destroyed: the logger may start again while static objects are torn down at
+  // process exit (the destructor of Preferences logs).
+  static const Settings* const instance = new launcher::PreferencesSettings();
+  return *instance;
 }
 
 }  // namespace settings

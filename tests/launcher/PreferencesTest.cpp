@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -231,8 +232,12 @@ TEST(PreferencesTest, DefaultsWithHomeAndNoFileAreWarnedGeneratedAndReadBack) {
   EXPECT_EQ(std::regex_replace(kGeneratedDefaults, std::regex("@HOME@"), installation.home()),
             installation.readHomeFile("conf/Norvane.conf"));
   EXPECT_EQ(defaults, readSettings(installation));
-  EXPECT_EQ("File : ..\\..\\..\\..\\launcher\\Preferences Line : 1710 Exception : Unknown exception\n",
-            generate(installation, "/no/such/dir/Norvane.conf", 3));
+  // A FIFO in the file's place is refused at once, like a path that cannot be created.
+  ASSERT_EQ(0, mkfifo((installation.home() + "/conf/fifo.conf").c_str(), 0600));
+  for (const char* unusable : {"/no/such/dir/Norvane.conf", "/conf/fifo.conf"}) {
+    EXPECT_EQ("File : ..\\..\\..\\..\\launcher\\Preferences Line : 1710 Exception : Unknown exception\n",
+              generate(installation, unusable, 3));
+  }
 }
 
 // A home with capitals keeps them: only the fixed tail of a path getter is lower-cased.

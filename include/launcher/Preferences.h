@@ -263,11 +263,11 @@ class NORVANE_API Preferences {
   static const char* getDefaultKeyValueSeperator();
 
   unsigned int readUnsigned(const char* key, unsigned int defaultValue) const;
+  unsigned long readUnsignedLong(const char* key, unsigned long defaultValue) const;
   bool readBool(const char* key, bool defaultValue) const;
   std::string readText(const char* key, const char* defaultValue, bool lowerCase) const;
-  std::string readPath(const std::string& tail, bool lowerTail, const char* key,
-                       const char* defaultValue, const char* noHomeMessage,
-                       const char* noKeyMessage) const;
+  std::string readPath(const std::string& tail, const char* key, const char* defaultValue,
+                       const char* noHomeMessage, const char* noKeyMessage) const;
 
   utils::KeyValueParser* m_config_parser;
 };

@@ -4,10 +4,10 @@
 
 #include <cmath>
 
-#include <launcher/Preferences.h>
 #include <utils/Log.h>
 #include <utils/StringHelper.h>
 
+#include "settings/Settings.h"
 #include "utils/ConversionSizeRules.h"
 #include "utils/NumericCast.h"
 
@@ -201,7 +201,7 @@ void convertSizeInBlocksToSuitableUnits(unsigned int base, std::uint64_t blocks,
 namespace {
 
 unsigned int capacityBase() {
-  return launcher::Preferences::get_instance()->getBaseForDriveCapacityCalculation();
+  return settings::current().capacityBase();
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // The base-dependent members of the size family of Conversion, with the base for
-// drive capacity as an argument. Conversion's members read the base from
-// launcher::Preferences and call these; tests call them with each base directly.
+// drive capacity as an argument. Conversion's members read the base from the
+// settings and call these; tests call them with each base directly.
 #pragma once
 
 #include <cstdint>

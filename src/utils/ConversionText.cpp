@@ -8,9 +8,10 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include <launcher/Preferences.h>
 #include <utils/Log.h>
 #include <utils/StringHelper.h>
+
+#include "settings/Settings.h"
 
 namespace utils {
 namespace {
@@ -114,7 +115,7 @@ std::string Conversion::replaceString(std::string s, std::string from, std::stri
 }
 
 std::string Conversion::trimPrefixURI(std::string uri) {
-  const std::string prefix = launcher::Preferences::get_instance()->get_uri_prefix();
+  const std::string prefix = settings::current().uriPrefix();
   uri.erase(0, prefix.size());
   return uri;
 }

@@ -4,8 +4,10 @@
 #include <utils/Log.h>
 #include <utils/StringHelper.h>
 
-#include <fstream>
+#include <sstream>
 #include <vector>
+
+#include "platform/RegularFile.h"
 
 namespace utils {
 
@@ -27,13 +29,16 @@ KeyValueParser::KeyValueParser(std::string file_name, std::string separator)
 }
 
 void KeyValueParser::read_config_file() {
-  std::ifstream file(m_config_file_name.c_str());
-  if (!file.is_open()) {
+  // Only a regular file is read: a FIFO, device or directory in its place is taken
+  // as a file that cannot be opened, rather than waited on or read as settings.
+  std::string content;
+  if (!platform::readRegularFile(m_config_file_name, content)) {
     log_warning("KVP:readCfg - Cann't open config file %1%; using the server default") %
         m_config_file_name;
     return;
   }
 
+  std::istringstream file(content);
   std::vector<char> buffer(CONFIG_FILE_MAX_LINE_LENGTH, '\0');
   std::vector<std::string> tokens;
   while (!file.eof()) {
@@ -55,7 +60,6 @@ void KeyValueParser::read_config_file() {
     // keeping what was read (the cut line included) instead of spinning for ever.
     if (file.fail() && !file.eof()) break;
   }
-  file.close();
 }
 
 std::string KeyValueParser::get_config_key_value(const std::string& key) const {

@@ -1,7 +1,8 @@
-#include <launcher/Preferences.h>
 #include <utils/LDAPServer.h>
 #include <utils/Log.h>
 #include <utils/StringHelper.h>
+
+#include "settings/Settings.h"
 
 #include <vector>
 
@@ -18,7 +19,7 @@ std::string LDAPServer::getServerDetials() const {
   log_function_entry("utils::LDAPServer::getServerDetials");
   std::string details;
   try {
-    details = launcher::Preferences::get_instance()->getLDAPDNDetails();
+    details = settings::current().ldapDnDetails();
     log_debug("strLDAPDNDetails:%1%") % details;
   } catch (...) {
     log_error("Exception generated during the LDAPServer::getServerDetials()");
@@ -29,11 +30,11 @@ std::string LDAPServer::getServerDetials() const {
 bool LDAPServer::isServerDetailsValid() const {
   log_function_entry("utils::LDAPServer::isServerDetailsValid");
   try {
-    const launcher::Preferences& preferences = *launcher::Preferences::get_instance();
-    const bool enabled = preferences.getLDAPMode();
+    const settings::Settings& configured = settings::current();
+    const bool enabled = configured.ldapMode();
     log_debug("isLDAPEnabled:%1%") % enabled;
     if (!enabled) return false;
-    const std::string servers = preferences.getLDAPServer();
+    const std::string servers = configured.ldapServer();
     log_debug("strLDAPServer:%1%") % servers;
     if (servers.empty()) return false;
     // A list of servers is no valid configuration; a trailing comma makes a list.

@@ -9,10 +9,10 @@
 #include <mutex>
 #include <string>
 
-#include <launcher/Preferences.h>
 #include <utils/Log.h>
 
 #include "platform/Host.h"
+#include "settings/Settings.h"
 #include "utils/LogStartup.h"
 
 namespace utils {
@@ -308,13 +308,12 @@ int LogWriter::start() {
     // Building the settings may log (a missing configuration file); that waits
     // in the held-back buffer until the file below is open.
     logstartup::HoldBack holdBack;
-    launcher::Preferences* preferences = launcher::Preferences::get_instance();
-    if (preferences == nullptr) return kUnusablePath;
-    unsigned int level = preferences->get_log_level();
-    cacheMode = preferences->get_log_file_cache_mode();
-    std::string path = preferences->get_log_file_loc();
-    fileCount = preferences->get_log_file_count();
-    fileSizeInMb = preferences->get_log_file_size_in_mb();
+    const settings::Settings& configured = settings::current();
+    unsigned int level = configured.logLevel();
+    cacheMode = configured.logCacheMode();
+    std::string path = configured.logFile();
+    fileCount = configured.logFileCount();
+    fileSizeInMb = configured.logFileSizeInMb();
     if (!splitPath(path)) return kUnusablePath;
     m_level.store(static_cast<unsigned char>(level), std::memory_order_relaxed);
   }

@@ -1,7 +1,6 @@
 // The access level of a local or domain login, from the groups the user is in and
 // the two configured lists full_access_groups and readonly_access_groups. The local
 // and the domain path match differently, and both differences are kept as they are.
-#include <launcher/Preferences.h>
 #include <utils/Log.h>
 #include <utils/StringHelper.h>
 #include <utils/WindowsSystem.h>
@@ -9,6 +8,7 @@
 #include <map>
 
 #include "platform/Host.h"
+#include "settings/Settings.h"
 #include "utils/AuthenticationNames.h"
 
 namespace utils {
@@ -27,6 +27,51 @@ constexpr std::size_t kAccountNameUnits = 1024;
 std::string trimmed(std::string text) {
   StringHelper::trim(text);
   return text;
+}
+
+// The user's groups by name, with the member paths of each.
+using GroupTable = std::map<std::string, std::vector<std::string>>;
+
+// A user matches an entry by a group of that name (case-blind) or by a group with a
+// member whose path holds the entry (case-sensitive, anywhere); the first hit wins.
+bool matchesFullAccess(const std::vector<std::string>& fullList, const GroupTable& groupTable) {
+  for (const std::string& rawEntry : fullList) {
+    const std::string entry = trimmed(rawEntry);
+    log_info("strFULLAccessGroupName:%1%") % entry;
+    for (const auto& [name, members] : groupTable) {
+      if (entry.empty()) continue;
+      bool hit = StringHelper::compare_ignore_case(trimmed(name), entry);
+      for (const std::string& member : members) hit = hit || trimmed(member).find(entry) != std::string::npos;
+      if (hit) {
+        log_info("User is Part of Administrators group");
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+// The same matching for read-only access, but a member hit does not end the scan: every
+// further member hit logs again.
+bool matchesReadOnlyAccess(const std::vector<std::string>& readOnlyList, const GroupTable& groupTable) {
+  bool matched = false;
+  for (const std::string& rawEntry : readOnlyList) {
+    const std::string entry = trimmed(rawEntry);
+    log_info("strReadONlyGroupName:%1%") % entry;
+    for (const auto& [name, members] : groupTable) {
+      if (entry.empty()) continue;
+      if (StringHelper::compare_ignore_case(trimmed(name), entry)) {
+        log_info("User is Part of Authenticated Users group");
+        return true;
+      }
+      for (const std::string& member : members) {
+        if (trimmed(member).find(entry) == std::string::npos) continue;
+        log_info("User is Part of Authenticated Users group");
+        matched = true;
+      }
+    }
+  }
+  return matched;
 }
 
 }  // namespace
@@ -79,17 +124,16 @@ bool WindowsSystem::isGroupsValid(std::vector<std::string> fullGroups, std::vect
 
 WindowsSystem::AccessLevel_ WindowsSystem::verifyLocalUserGroupAccess(const std::string& userName) const {
   log_function_entry("utils::WindowsSystem::verifyLocalUserGroupAccess");
-  AccessLevel_ level = NO_ACCESS;
   std::string machine;
   if (authentication::machineName(machine) != 0) return NO_ACCESS;
-  const launcher::Preferences& preferences = *launcher::Preferences::get_instance();
-  const std::string fullSetting = preferences.getFullAccessGroups();
-  const std::string readOnlySetting = preferences.getReadOnlyAccessGroups();
+  const settings::Settings& configured = settings::current();
+  const std::string fullSetting = configured.fullAccessGroups();
+  const std::string readOnlySetting = configured.readOnlyAccessGroups();
 
   platform::Accounts& accounts = platform::host().accounts();
   std::vector<platform::DirectoryObject> objects;
   if (!accounts.machineObjects(objects)) return NO_ACCESS;
-  std::map<std::string, std::vector<std::string>> groupTable;
+  GroupTable groupTable;
   for (const platform::DirectoryObject& object : objects) {
     // Only the run of users at the head of the directory is seen.
     if (!object.isUser) break;
@@ -112,44 +156,8 @@ WindowsSystem::AccessLevel_ WindowsSystem::verifyLocalUserGroupAccess(const std:
   if (fullList.empty() && readOnlyList.empty()) return NO_ACCESS;
   if (!isGroupsValid(fullList, readOnlyList)) return NO_ACCESS;
 
-  // A user matches an entry by a group of that name (case-blind) or by a group with
-  // a member whose path holds the entry (case-sensitive, anywhere).
-  for (const std::string& rawEntry : fullList) {
-    const std::string entry = trimmed(rawEntry);
-    log_info("strFULLAccessGroupName:%1%") % entry;
-    for (const auto& [name, members] : groupTable) {
-      if (entry.empty()) continue;
-      if (StringHelper::compare_ignore_case(trimmed(name), entry)) {
-        log_info("User is Part of Administrators group");
-        return FULL_ACCESS;
-      }
-      for (const std::string& member : members) {
-        if (trimmed(member).find(entry) != std::string::npos) {
-          log_info("User is Part of Administrators group");
-          return FULL_ACCESS;
-        }
-      }
-    }
-  }
-  for (const std::string& rawEntry : readOnlyList) {
-    const std::string entry = trimmed(rawEntry);
-    log_info("strReadONlyGroupName:%1%") % entry;
-    for (const auto& [name, members] : groupTable) {
-      if (entry.empty()) continue;
-      if (StringHelper::compare_ignore_case(trimmed(name), entry)) {
-        log_info("User is Part of Authenticated Users group");
-        return READ_ONLY_ACCESS;
-      }
-      // Unlike the name test, a member hit does not end the scan.
-      for (const std::string& member : members) {
-        if (trimmed(member).find(entry) != std::string::npos) {
-          log_info("User is Part of Authenticated Users group");
-          level = READ_ONLY_ACCESS;
-        }
-      }
-    }
-  }
-  return level;
+  if (matchesFullAccess(fullList, groupTable)) return FULL_ACCESS;
+  return matchesReadOnlyAccess(readOnlyList, groupTable) ? READ_ONLY_ACCESS : NO_ACCESS;
 }
 
 bool WindowsSystem::isSystemInDomain(const std::string& domain) const {
@@ -173,10 +181,10 @@ bool WindowsSystem::isSystemInDomain(const std::string& domain) const {
 
 WindowsSystem::AccessLevel_ WindowsSystem::getDomainUserAccessLevel(void* const token, std::string domain) const {
   log_function_entry("utils::WindowsSystem::getDomainUserAccessLevel");
-  const launcher::Preferences& preferences = *launcher::Preferences::get_instance();
+  const settings::Settings& configured = settings::current();
   std::vector<std::string> fullList, readOnlyList;
-  StringHelper::split(fullList, preferences.getFullAccessGroups(), ",");
-  StringHelper::split(readOnlyList, preferences.getReadOnlyAccessGroups(), ",");
+  StringHelper::split(fullList, configured.fullAccessGroups(), ",");
+  StringHelper::split(readOnlyList, configured.readOnlyAccessGroups(), ",");
 
   const auto* logon = static_cast<const authentication::LogonToken*>(token);
   std::string machine;

@@ -1,5 +1,4 @@
 // Network identity: the host's addresses, host entries and the adapter's address.
-#include <launcher/Preferences.h>
 #include <utils/Log.h>
 #include <utils/StringHelper.h>
 #include <utils/WindowsSystem.h>
@@ -9,6 +8,7 @@
 #include <cstring>
 
 #include "platform/Host.h"
+#include "settings/Settings.h"
 
 namespace utils {
 namespace {
@@ -60,7 +60,7 @@ std::vector<std::string> WindowsSystem::filterPrivateIPs(std::string* ips, int c
   const std::vector<std::string> all(ips, ips + std::max(count, 0));
   std::vector<std::string> kept = all;
   std::vector<std::string> ranges;
-  StringHelper::split(ranges, launcher::Preferences::get_instance()->getPrivateIPRangeDetails(), ",");
+  StringHelper::split(ranges, settings::current().privateIpRanges(), ",");
   std::vector<std::string> dropped;
   if (!ranges.empty()) {
     for (const std::string& address : all) {

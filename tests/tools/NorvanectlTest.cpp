@@ -92,7 +92,7 @@ TEST(NorvanectlTest, HelpListsEveryCommandAndEachCommandHasItsOwn) {
   EXPECT_EQ("", run.err);
   EXPECT_EQ(run.out, norvanectl({"help"}).out);
   const std::vector<std::string> usages = {
-      "set-home DIR", "show-home", "check", "generate-config [PATH]", "show-config [KEY...]",
+      "set-home DIR", "show-home", "check [--json]", "generate-config [PATH]", "show-config [KEY...]",
       "log [--restart-log] LEVEL MESSAGE [LEVEL MESSAGE]...", "zip ARCHIVE FILE...",
       "auth local USER | auth domain USER DOMAIN | auth ldap USER [OPTIONS] | auth install-pam [--dir DIR]", "console",
       "disk-usage [DISK]", "host [--json]", "plugin PATH", "event TEXT [--severity N] [--event-id N] [--category-mask N]",
@@ -125,7 +125,7 @@ TEST(NorvanectlTest, UsageErrorsExitWithTwo) {
       {{"--store-root="}, "norvanectl: --store-root needs a directory\n"},
       {{"set-home"}, "norvanectl: set-home needs exactly one directory\n"},
       {{"show-home", "extra"}, "norvanectl: show-home takes no arguments\n"},
-      {{"check", "extra"}, "norvanectl: check takes no arguments\n"},
+      {{"check", "extra"}, "norvanectl: check takes no arguments but --json\n"},
       {{"generate-config", "conf/x"}, "norvanectl: the path must start with '/'"},
       {{"log", "info"}, "norvanectl: log needs LEVEL MESSAGE pairs\n"},
       {{"log", "--restart-log"}, "norvanectl: log needs LEVEL MESSAGE pairs\n"},

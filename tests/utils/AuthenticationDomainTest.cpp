@@ -64,7 +64,7 @@ TEST(DomainAccessTest, TokenGroupsMatchByTheirCandidateTexts) {
        "alice=true/1 bob=true/2 carol=false/0 dave=true/1 erin=false/0 frank=false/0"},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(row.levels, runCase("domain_levels", row.config, {row.domain})) << row.config << row.domain;
+    EXPECT_EQ(row.levels, runCase(domain_levels, row.config, {row.domain})) << row.config << row.domain;
   }
 }
 
@@ -108,5 +108,5 @@ TEST(DomainAccessTest, FailureRowsAndTheDomainTest) {
             "Always: GetComputerName() fails with error code '38'\n"
             "Info: pGroupInfo->GroupCount:1,Info: pGroupInfo->GroupCount:1\n"
             "Info: strUserGroup is:CORP\\Domain Admins,Info: strUserGroup is:CORP\\Domain Admins",
-            runCase("domain_rows", "full_access_groups = CORP\\Domain Admins\n"));
+            runCase(domain_rows, "full_access_groups = CORP\\Domain Admins\n"));
 }

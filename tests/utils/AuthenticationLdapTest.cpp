@@ -50,7 +50,7 @@ TEST(LdapLoginTest, OnlyModeOneTakesTheSecureSequence) {
                 "search cn=a)(cn=*, (&(objectCategory=person)(objectClass=user)(cn=a)(cn=*)),unbind\n" +
                 repeated("Info: strSearch:" + kFilter, 4, ",") +
                 ",Info: strSearch:(&(objectCategory=person)(objectClass=user)(cn=a)(cn=*))",
-            runCase("ldap_sequences"));
+            runCase(ldap_sequences));
 }
 
 AUTH_CASE(ldap_failure) {
@@ -105,7 +105,7 @@ TEST(LdapLoginTest, EveryFailingStepHasItsTextAndCode) {
                         ",unbind | " + line("Count entries", "0")},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(row.expected, runCase("ldap_failure", "", {std::to_string(row.mode), row.step})) << row.step;
+    EXPECT_EQ(row.expected, runCase(ldap_failure, "", {std::to_string(row.mode), row.step})) << row.step;
   }
 }
 
@@ -161,7 +161,7 @@ TEST(LdapLoginTest, OnlyTheFirstMemberOfValueCanGiveFullAccess) {
       "Info: LDAP user has Admin access,Info: LDAP user has Admin access\n"
       "Info: Attribute array values: CN=Administrators,DC=x,Info: Attribute array values: b\n"
       "Info: NO ATTRIBUTE VALUE RETURNED,Info: BAD VALUE LIST",
-      runCase("ldap_attributes"));
+      runCase(ldap_attributes));
 }
 
 AUTH_CASE(ldap_settings) {
@@ -190,5 +190,5 @@ TEST(LdapLoginTest, SettingsAreValidWithLdapOnOneServerAndABase) {
        "1 [example] 1 Debug: isLDAPEnabled:1,Debug: strLDAPServer:ldap1,Debug: LDAP Server strings.size():1,"
        "Debug: strLDAPDNDetails:example,Debug: strLDAPDNDetails:example"},
   };
-  for (const auto& row : rows) EXPECT_EQ(row.expected, runCase("ldap_settings", row.config)) << row.config;
+  for (const auto& row : rows) EXPECT_EQ(row.expected, runCase(ldap_settings, row.config)) << row.config;
 }

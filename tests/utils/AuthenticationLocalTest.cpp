@@ -73,22 +73,22 @@ TEST(LocalAccessTest, GroupNamesMatchCaseBlindMemberPathsCaseSensitive) {
       {"full_access_groups = Administrators\nreadonly_access_groups = SVC\n", "alice=0 bob=0 carol=0"},
       {"full_access_groups = Administrators, bob\n", "alice=2 bob=2 carol=0"},
   };
-  for (const auto& row : rows) EXPECT_EQ(row.levels, runCase("levels", row.config)) << row.config;
+  for (const auto& row : rows) EXPECT_EQ(row.levels, runCase(levels, row.config)) << row.config;
 }
 
 TEST(LocalAccessTest, AccountNamesAreCollectedBatchByBatchUntilAFailure) {
   const std::string config = "full_access_groups = Administrators,carol\n";
   // More data, then the end: carol is an account, so the lists are refused.
   EXPECT_EQ("alice=0 bob=0 carol=0 | Info: User Account is:x1,Info: User Account is:carol",
-            runCase("levels", config, {"234", "x1", "0", "carol"}));
+            runCase(levels, config, {"234", "x1", "0", "carol"}));
   // A null entry ends its batch: carol is never seen, and the entry "carol" finds
   // her through the member path of her group.
   EXPECT_EQ("alice=2 bob=0 carol=2 | Info: User Account is:x1,Info: User Account is:bob,"
             "Always: An access violation has occurred",
-            runCase("levels", config, {"234", "x1", "0", "bob,NULL,carol"}));
+            runCase(levels, config, {"234", "x1", "0", "bob,NULL,carol"}));
   // A failed batch stops the collection; no name at all lets the lists pass.
   EXPECT_EQ("alice=2 bob=0 carol=2 | Always: A system error has occurred: 53",
-            runCase("levels", config, {"53", "carol"}));
+            runCase(levels, config, {"53", "carol"}));
 }
 
 AUTH_CASE(local_failures) {
@@ -130,7 +130,7 @@ TEST(LocalAccessTest, FailureRowsLeaveWhatTheyShould) {
       "Critical: User 'ALICE' failed to login to local server: 'Authentication failure'\n"
       "Always: GetComputerName() fails with error code '5'\n"
       "0",
-      runCase("local_failures"));
+      runCase(local_failures));
 }
 
 AUTH_CASE(local_success_log) {
@@ -154,5 +154,5 @@ TEST(LocalAccessTest, AcceptedLoginLogsTheGroupsAndTheLevel) {
             "Info: strFULLAccessGroupName:Administrators\n"
             "Info: User is Part of Administrators group\n"
             "Info: accessLevel returning after all the checks is:2",
-            runCase("local_success_log"));
+            runCase(local_success_log));
 }

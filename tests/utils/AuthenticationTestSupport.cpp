@@ -2,20 +2,13 @@
 
 #include <utils/Log.h>
 
-#include <map>
 #include <regex>
 
-#include "support/ChildProcess.h"
-#include "support/TempInstallation.h"
+#include "support/FakeSettings.h"
 #include "utils/SystemTestSupport.h"
 
 namespace authtest {
 namespace {
-
-std::map<std::string, Case>& cases() {
-  static std::map<std::string, Case> registry;
-  return registry;
-}
 
 std::unique_ptr<systemtest::LogMark> g_mark;
 
@@ -34,11 +27,6 @@ std::string outcome(Login login) {
 }
 
 }  // namespace
-
-bool registerCase(const std::string& name, Case body) {
-  cases()[name] = std::move(body);
-  return true;
-}
 
 std::string local(const std::string& user, const std::string& password) {
   return outcome([&](utils::System& system, std::string& reserved, Level& level, int& code, std::string& message) {
@@ -82,28 +70,11 @@ std::string repeated(const std::string& item, int times, const std::string& sepa
   return joined(std::vector<std::string>(static_cast<std::size_t>(times), item), separator);
 }
 
-std::string runCase(const std::string& name, const std::string& config, const std::vector<std::string>& args) {
-  testsupport::TempInstallation scratch;
-  const std::string resultPath = scratch.root() + "/case-result";
-  std::vector<std::string> childArgs = {name, config, resultPath};
-  childArgs.insert(childArgs.end(), args.begin(), args.end());
-  const testsupport::ChildResult run = testsupport::runChild("auth_case", childArgs);
-  if (run.exitCode != 0) return "case " + name + " failed: " + run.output;
-  return testsupport::readFile(resultPath);
+std::string runCase(Case body, const std::string& config, const std::vector<std::string>& args) {
+  testsupport::ScopedFakeSettings settings(config);
+  testsupport::ScopedFakeHost fake;
+  g_mark = std::make_unique<systemtest::LogMark>();
+  return body(fake, args);
 }
 
 }  // namespace authtest
-
-NORVANE_CHILD(auth_case) {
-  testsupport::HomedInstallation installation("log_level = 255\nlog_cache_mode = 0\n" + args[1]);
-  installation.useStore();
-  systemtest::InstallationEnvironment::s_logPath = installation.home() + "/logs/norvane.txt";
-  const auto found = authtest::cases().find(args[0]);
-  if (found == authtest::cases().end()) return 3;
-  utils::log_info("case %1%") % args[0];
-  testsupport::ScopedFakeHost fake;
-  authtest::g_mark = std::make_unique<systemtest::LogMark>();
-  const std::string result = found->second(fake, std::vector<std::string>(args.begin() + 3, args.end()));
-  testsupport::writeFile(args[2], result);
-  return 0;
-}

@@ -1,8 +1,8 @@
-// Login tests over the fake platform. The access settings are read once per process,
-// so each case runs in a fresh child with its own installation and configuration:
+// Login tests over the fake platform and fake settings, in this process (whose log
+// takes every level, see SystemTestEnvironment.cpp):
 //
 //   AUTH_CASE(name) { fake.nss.addUser(...); return local(fake, "alice", "pw"); }
-//   EXPECT_EQ("true 2 -1 [old]", runCase("name", "full_access_groups = Staff\n"));
+//   EXPECT_EQ("true 2 -1 [old]", runCase(name, "full_access_groups = Staff\n"));
 //
 // A case returns what it observed as text; the parent compares it.
 #pragma once
@@ -18,12 +18,10 @@
 
 namespace authtest {
 
-using Case = std::function<std::string(testsupport::ScopedFakeHost& fake, const std::vector<std::string>& args)>;
-bool registerCase(const std::string& name, Case body);
+using Case = std::string (*)(testsupport::ScopedFakeHost& fake, const std::vector<std::string>& args);
 
-// Runs the case in a child whose configuration is "log_level = 255" plus config.
-std::string runCase(const std::string& name, const std::string& config = "",
-                    const std::vector<std::string>& args = {});
+// Runs the case with a fresh fake host and the settings of `config` in force.
+std::string runCase(Case body, const std::string& config = "", const std::vector<std::string>& args = {});
 
 // In a case: "<result> <level> <errorCode> [<errorMessage>]" of one login, with the
 // outputs preset to level 3, code -1 and "old" so that untouched ones show. A
@@ -41,11 +39,7 @@ std::string repeated(const std::string& item, int times, const std::string& sepa
 
 }  // namespace authtest
 
-#define AUTH_CASE_CONCAT_(a, b) a##b
-#define AUTH_CASE(name)                                                                                 \
-  static std::string auth_case_##name(testsupport::ScopedFakeHost& fake,                            \
-                                      const std::vector<std::string>& args);                           \
-  static const bool AUTH_CASE_CONCAT_(auth_case_registered_, name) =                                    \
-      ::authtest::registerCase(#name, auth_case_##name);                                                \
-  static std::string auth_case_##name([[maybe_unused]] testsupport::ScopedFakeHost& fake,           \
-                                      [[maybe_unused]] const std::vector<std::string>& args)
+// A case: a function of the fake host and the arguments given to runCase.
+#define AUTH_CASE(name)                                                                   \
+  static std::string name([[maybe_unused]] testsupport::ScopedFakeHost& fake,             \
+                          [[maybe_unused]] const std::vector<std::string>& args)

@@ -1,5 +1,6 @@
-// The members that read settings, in fresh processes with a configuration of their
-// own: the base for drive capacity, the URI prefix and the log lines of the family.
+// The members that read settings, under settings of their own: the base for drive
+// capacity and the URI prefix; the family's log lines at two log levels, which are
+// per process, in fresh processes.
 
 #include <cstdio>
 #include <utility>
@@ -10,15 +11,15 @@
 
 #include "platform/MachineStore.h"
 #include "support/ChildProcess.h"
+#include "support/FakeSettings.h"
 #include "utils/ConversionTestSupport.h"
 
 namespace {
 
 using utils::Conversion;
 
-// Prints the results of the setting-dependent members, one per line.
-NORVANE_CHILD(conversion_members) {
-  platform::setMachineStoreRoot(args.at(0));
+// The results of the setting-dependent members, one per line.
+std::string members() {
   std::uint64_t whole = 0, blocks = 7;
   std::uint16_t small = 0;
   double inMB = -1, drive = 0, suitable = 0;
@@ -33,8 +34,13 @@ NORVANE_CHILD(conversion_members) {
   out << "display: " << whole << ' ' << units[0] << "\nblocks: " << blocks << "\nbytes16: " << small << ' '
       << units[1] << "\ninMB: " << static_cast<long long>(inMB) << "\ndrive: " << drive << ' ' << units[2]
       << "\nsuitable: " << suitable << ' ' << units[3] << "\nuri: " << Conversion::trimPrefixURI("/abcdef") << '\n';
+  return out.str();
+}
 
-  // Statements of the family, for the log.
+// Statements of the family, for the log.
+NORVANE_CHILD(conversion_statements) {
+  platform::setMachineStoreRoot(args.at(0));
+  std::uint64_t whole = 0;
   Conversion::calculateArraySizeInBlocks(100, 4, 50);
   std::string unknown = "XB";
   Conversion::convertSizeToKB(1.0, whole, unknown);
@@ -44,43 +50,42 @@ NORVANE_CHILD(conversion_members) {
   }
   Conversion::encodeStringtoBase64("M");
   Conversion::decodeStringtoBase64("TQ");
-  std::printf("%s", out.str().c_str());
   return 0;
 }
 
-// Runs the members under a configuration of its own; gives the output and the log.
-std::pair<std::string, std::string> run(const std::string& config) {
+// The log of the statements under a configuration of its own.
+std::string logOf(const std::string& config) {
   testsupport::HomedInstallation installation(config);
-  const testsupport::ChildResult result = testsupport::runChild("conversion_members", {installation.storeRoot()});
+  const testsupport::ChildResult result = testsupport::runChild("conversion_statements", {installation.storeRoot()});
   EXPECT_EQ(0, result.exitCode) << result.output;
-  return {result.output, installation.readHomeFile("logs/norvane.txt")};
+  return installation.readHomeFile("logs/norvane.txt");
 }
 
 TEST(ConversionPreferencesTest, BaseNamesTheUnitsAndDecidesTheRules) {
   const struct { const char *config, *output; } cases[] = {
-      {"base_for_drive_capacity_calculation = 1000\nuri_prefix = /ab\nlog_level = 255\n",
+      {"base_for_drive_capacity_calculation = 1000\nuri_prefix = /ab\n",
        "display: 1 GiB\nblocks: 2097152\nbytes16: 2 KiB\ninMB: 1048576\ndrive: 1 TB\n"
        "suitable: 1 GiB\nuri: cdef\n"},
       {"base_for_drive_capacity_calculation = 1024\n",
        "display: 1 GB\nblocks: 7\nbytes16: 2 KB\ninMB: -1\ndrive: 931.513 GB\nsuitable: 1 GB\nuri: \n"},
       // Any other base leaves the units and most results.
       {"base_for_drive_capacity_calculation = 512\n",
-       "display: 1 none\nblocks: 7\nbytes16: 2 none\ninMB: -1\ndrive: 931.513 none\nsuitable: 1 none\n"},
+       "display: 1 none\nblocks: 7\nbytes16: 2 none\ninMB: -1\ndrive: 931.513 none\nsuitable: 1 none\nuri: \n"},
   };
   for (const auto& c : cases) {
-    const std::string output = run(c.config).first;
-    EXPECT_NE(std::string::npos, output.find(c.output)) << c.config << output;
+    testsupport::ScopedFakeSettings settings(c.config);
+    EXPECT_EQ(c.output, members()) << c.config;
   }
 }
 
 TEST(ConversionPreferencesTest, LogLinesShowLevelsAsCharactersAndEncodingNeedsTheHighestLevel) {
-  std::string text = run("base_for_drive_capacity_calculation = 1000\nlog_level = 255\n").second;
+  std::string text = logOf("base_for_drive_capacity_calculation = 1000\nlog_level = 255\n");
   conversiontest::expectAll(text, {" | Error     : Conversion:ArrSizeBlock - unsupported raid level '2' ",
                                    " | Error     : Conversion:size2kb - unsupported display unit'8' ",
                                    " | Debug     : Raid:setRaidL - Unsupported or invalid Raidlevel 2",
                                    " | Everything: utils::Conversion::encodeStringtoBase64",
                                    " | Fn Entry  : utils::Conversion::decodeStringtoBase64"});
-  text = run("log_level = 64\n").second;
+  text = logOf("log_level = 64\n");
   EXPECT_EQ(std::string::npos, text.find("encodeStringtoBase64")) << text;
   EXPECT_NE(std::string::npos, text.find("utils::Conversion::decodeStringtoBase64")) << text;
 }

@@ -3,6 +3,8 @@
 #include <utils/Log.h>
 #include <utils/MachineStore.h>
 
+#include <sys/stat.h>
+
 #include <functional>
 #include <utility>
 
@@ -75,8 +77,12 @@ TEST(KeyValueParserTest, LineRules) {
       EXPECT_EQ(expected, lookUp(parser, key)) << "key '" << key.substr(0, 20) << "' in '" << row.text.substr(0, 40) << "'";
     }
   }
-  // A directory instead of a file opens, but nothing can be read: an empty map.
-  EXPECT_EQ(std::nullopt, lookUp(KeyValueParser(scratch.home(), "="), "a"));
+  // A directory or a FIFO instead of a file is refused at once: an empty map.
+  const std::string fifo = scratch.root() + "/fifo.conf";
+  ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
+  for (const std::string& special : {scratch.home(), fifo}) {
+    EXPECT_EQ(std::nullopt, lookUp(KeyValueParser(special, "="), "a")) << special;
+  }
 }
 
 TEST(KeyValueParserTest, SetChangesTheMemoryCopyOnlyAndMissingKeysThrow) {
@@ -99,7 +105,7 @@ TEST(KeyValueParserTest, SetChangesTheMemoryCopyOnlyAndMissingKeysThrow) {
 
 NORVANE_CHILD(kvp_missing_file_and_resource) {
   utils::MachineStore::setRoot(args[0]);
-  KeyValueParser missing(args[1], "=");
+  KeyValueParser missing(args[1], "="), special(args[3], "=");
   const std::string shown = KeyValueParser(args[2], "=").get_resource_key_value("no.such.text");
   utils::formatted_log_t::uninitializeLogger();
   return shown == "no.such.text" ? 0 : 1;
@@ -112,10 +118,12 @@ TEST(KeyValueParserTest, MissingFileAndMissingResourceAreWarnedInTheLog) {
   const std::string missing = installation.root() + "/absent.conf";
   testsupport::ChildResult result = testsupport::runChild(
       "kvp_missing_file_and_resource",
-      {installation.storeRoot(), missing, installation.home() + "/conf/Norvane.conf"});
+      {installation.storeRoot(), missing, installation.home() + "/conf/Norvane.conf", installation.home()});
   ASSERT_EQ(0, result.exitCode) << result.output;
   const std::string log = installation.readHomeFile("logs/norvane.txt");
   conversiontest::expectAll(log, {"| Warning   : KVP:readCfg - Cann't open config file " + missing +
+                                       "; using the server default",
+                                   "| Warning   : KVP:readCfg - Cann't open config file " + installation.home() +
                                        "; using the server default",
                                    "| Warning   : KVP:getRes - Cann't find value for key: no.such.text"});
 }

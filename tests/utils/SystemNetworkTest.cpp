@@ -1,11 +1,9 @@
 // Network identity of WindowsSystem over a fake host: the private-range filter, the
 // address sets, host entries and the choice of the adapter whose address is given.
-#include <iostream>
 #include <string>
 #include <vector>
 
-#include "platform/MachineStore.h"
-#include "support/ChildProcess.h"
+#include "support/FakeSettings.h"
 #include "utils/SystemTestSupport.h"
 
 using systemtest::FakeHostTest;
@@ -16,22 +14,20 @@ using testsupport::ipv6;
 
 namespace {
 
-// After the store root, "--"-separated address lists; prints each filtered list.
-NORVANE_CHILD(filter_private_ips) {
-  platform::setMachineStoreRoot(args.at(0));
+// Each "--"-separated address list filtered, as "kept|kept|" lines.
+std::string filtered(const std::vector<std::string>& lists) {
+  std::string text;
   std::vector<std::string> ips;
-  for (std::size_t i = 1; i <= args.size(); ++i) {
-    if (i < args.size() && args[i] != "--") {
-      ips.push_back(args[i]);
+  for (std::size_t i = 0; i <= lists.size(); ++i) {
+    if (i < lists.size() && lists[i] != "--") {
+      ips.push_back(lists[i]);
       continue;
     }
-    for (const std::string& kept : sys().filterPrivateIPs(ips.data(), static_cast<int>(ips.size()))) {
-      std::cout << kept << "|";
-    }
-    std::cout << "\n";
+    for (const std::string& kept : sys().filterPrivateIPs(ips.data(), static_cast<int>(ips.size()))) text += kept + "|";
+    text += "\n";
     ips.clear();
   }
-  return 0;
+  return text;
 }
 
 std::string joined(const std::vector<std::string>& items, int count) {
@@ -71,11 +67,9 @@ TEST(FilterPrivateIPsTest, DropsAddressesWhoseFirstPartIsAConfiguredEntry) {
       {"2001:db8::1", {"2001:db8::1", "2001:db8::2"}, "2001:db8::2|\n"},  // IPv6 text is its own first part
   };
   for (const auto& row : rows) {
-    testsupport::HomedInstallation installation(row.setting.empty() ? "" : "private_ip_range = " + row.setting + "\n");
-    std::vector<std::string> args = row.lists;
-    args.insert(args.begin(), installation.storeRoot());
-    const testsupport::ChildResult result = testsupport::runChild("filter_private_ips", args);
-    EXPECT_EQ("0 " + row.kept, std::to_string(result.exitCode) + " " + result.output) << "'" << row.setting << "'";
+    testsupport::ScopedFakeSettings settings;
+    settings.privateRanges = row.setting;
+    EXPECT_EQ(row.kept, filtered(row.lists)) << "'" << row.setting << "'";
   }
 }
 

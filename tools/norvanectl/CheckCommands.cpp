@@ -6,14 +6,15 @@
 #include <json/Exception.h>
 #include <json/Object.h>
 #include <json/Reader.h>
-#include <utils/System.h>
 
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <fstream>
 
 #include "Command.h"
+#include "ConfigurationReview.h"
 #include "FileProbe.h"
 #include "Installation.h"
 
@@ -81,17 +82,13 @@ Finding alertConfiguration(const Installation& installation) {
   return {item, "", path};
 }
 
-// The logger writes into an existing directory only, and only into a path short
-// enough for its buffers; otherwise every line of every process is lost.
+// The logger writes into an existing directory only; otherwise every line of every
+// process is lost.
 Finding logsDirectory(const Installation& installation) {
   const std::string item = "logs directory";
   const std::string logs = installation.logDirectory(), logFile = installation.logFile();
   const std::string setHome = Installation::command("set-home " + Installation::shellWord(installation.home()));
-  const std::string problem = installation.logDirectoryProblem();
-  if (!installation.logPathProblem().empty()) {
-    return {item, problem,
-            "move the installation to a shorter path, then " + Installation::command("set-home NEWDIR")};
-  }
+  const std::string problem = installation.logDirectoryAccessProblem();
   struct stat info;
   if (installation.logDirectoryMissing()) return {item, problem, setHome + " creates it"};
   if (::stat(logs.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
@@ -109,67 +106,134 @@ Finding logsDirectory(const Installation& installation) {
   return {item, "", logs};
 }
 
-std::vector<Finding> examine() {
+// The configuration file: readable, a regular file, and every line read as its writer
+// meant; one finding per line that is not.
+std::vector<Finding> configurationFile(const Installation& installation) {
+  const std::string item = "configuration file", path = installation.configurationFile();
+  const std::string generate = Installation::command("generate-config");
+  const ConfigurationReview review = reviewConfiguration(path);
+  if (!review.read) {
+    const std::string special = kindOfSpecialFile(path);
+    if (review.readError == ENOENT) return {{item, path + ": " + reason(ENOENT), generate + " writes it"}};
+    const std::string why = special.empty() || special == "a directory" ? ": " + reason(review.readError)
+                                                                        : " is " + special;
+    return {{item, path + why, "make it a readable file, or move it away and run " + generate}};
+  }
   std::vector<Finding> findings;
-  std::string home, problem;
-  if (!Installation::storedHome(home, problem)) {
-    findings.push_back({"home path", problem, Installation::command("set-home DIR")});
-    return findings;
+  for (const ConfigurationIssue& issue : review.issues) {
+    findings.push_back({item, path + " line " + std::to_string(issue.line) + ": " + issue.problem, issue.fix});
   }
+  if (findings.empty()) findings.push_back({item, "", path});
+  return findings;
+}
+
+// The stored home path, or why there is none usable; false when the other items
+// cannot be looked at.
+bool homeFinding(std::vector<Finding>& findings, std::string& home) {
+  std::string problem;
   const std::string setHome = Installation::command("set-home DIR");
-  struct stat info;
-  if (::stat(home.c_str(), &info) != 0) {
-    findings.push_back({"home path", home + ": " + reason(errno), setHome});
-    return findings;
+  if (!Installation::storedHome(home, problem)) {
+    findings.push_back({"home path", problem, setHome});
+    return false;
   }
-  if (!S_ISDIR(info.st_mode)) {
-    findings.push_back({"home path", home + ": " + reason(ENOTDIR), setHome});
-    return findings;
+  struct stat info;
+  const int error = ::stat(home.c_str(), &info) == 0 ? (S_ISDIR(info.st_mode) ? 0 : ENOTDIR) : errno;
+  if (error != 0) {
+    findings.push_back({"home path", home + ": " + reason(error), setHome});
+    return false;
   }
   findings.push_back({"home path", "", home});
+  return true;
+}
+
+// The items under the home, in the order they are printed. Each area of the
+// installation adds its rows here: one function from the installation to findings.
+using Examination = std::vector<Finding> (*)(const Installation&);
+const Examination kExaminations[] = {
+    configurationFile,
+    [](const Installation& installation) { return std::vector<Finding>{logsDirectory(installation)}; },
+    [](const Installation& installation) {
+      return std::vector<Finding>{storeFile("key store", installation.keyStore(), 8)};
+    },
+    [](const Installation& installation) {
+      return std::vector<Finding>{storeFile("value store", installation.valueStore(), 1)};
+    },
+    [](const Installation& installation) { return std::vector<Finding>{alertConfiguration(installation)}; },
+};
+
+std::vector<Finding> examine() {
+  std::vector<Finding> findings;
+  std::string home;
+  if (!homeFinding(findings, home)) return findings;
   const Installation installation(home);
-
-  std::string configuration;
-  utils::System::get_instance()->getNorvaneConfigurationPath(configuration);
-  const std::string unreadable = whyNotReadable(configuration);
-  if (unreadable.empty()) {
-    findings.push_back({"configuration file", "", configuration});
-  } else if (::stat(configuration.c_str(), &info) != 0) {
-    findings.push_back({"configuration file", configuration + ": " + unreadable,
-                        Installation::command("generate-config") + " writes it"});
-  } else {
-    findings.push_back({"configuration file", configuration + ": " + unreadable,
-                        "make it a readable file, or move it away and run " +
-                            Installation::command("generate-config")});
+  for (const Examination examination : kExaminations) {
+    for (Finding& finding : examination(installation)) findings.push_back(std::move(finding));
   }
-
-  findings.push_back(logsDirectory(installation));
-  findings.push_back(storeFile("key store", installation.keyStore(), 8));
-  findings.push_back(storeFile("value store", installation.valueStore(), 1));
-  findings.push_back(alertConfiguration(installation));
   return findings;
+}
+
+// Text as a JSON string, quotes included.
+std::string jsonString(const std::string& text) {
+  std::string quoted = "\"";
+  for (const char c : text) {
+    if (c == '"' || c == '\\') {
+      quoted += '\\';
+      quoted += c;
+    } else if (static_cast<unsigned char>(c) < 0x20) {
+      char escaped[8];
+      std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(c));
+      quoted += escaped;
+    } else {
+      quoted += c;
+    }
+  }
+  return quoted + "\"";
+}
+
+void printJson(std::ostream& out, const std::vector<Finding>& findings, std::size_t wrong) {
+  out << "{\"ok\": " << (wrong == 0 ? "true" : "false") << ", \"problems\": " << wrong << ", \"items\": [";
+  for (std::size_t i = 0; i < findings.size(); ++i) {
+    const Finding& finding = findings[i];
+    out << (i == 0 ? "" : ", ") << "{\"item\": " << jsonString(finding.item);
+    if (finding.problem.empty()) {
+      out << ", \"ok\": true, \"detail\": " << jsonString(finding.fix) << "}";
+    } else {
+      out << ", \"ok\": false, \"problem\": " << jsonString(finding.problem) << ", \"fix\": "
+          << jsonString(finding.fix) << "}";
+    }
+  }
+  out << "]}\n";
+}
+
+void printText(std::ostream& out, const std::vector<Finding>& findings, std::size_t wrong) {
+  for (const Finding& finding : findings) {
+    if (finding.problem.empty()) {
+      out << "ok       " << finding.item << ": " << finding.fix << "\n";
+    } else {
+      out << "PROBLEM  " << finding.item << ": " << finding.problem << "\n"
+          << "         fix: " << finding.fix << "\n";
+    }
+  }
+  if (findings.size() == 1 && wrong == 1) {
+    out << "the other items need the home path\n";
+  } else if (wrong == 0) {
+    out << "all " << findings.size() << " items in order\n";
+  } else {
+    out << wrong << " of " << findings.size() << " items need attention\n";
+  }
 }
 
 int runCheck(Invocation& call) {
   const Command& self = *findCommand("check");
-  if (!call.args.empty()) return usageError(call, self, "check takes no arguments");
+  const bool json = call.args.size() == 1 && call.args[0] == "--json";
+  if (!call.args.empty() && !json) return usageError(call, self, "check takes no arguments but --json");
   const std::vector<Finding> findings = examine();
   std::size_t wrong = 0;
-  for (const Finding& finding : findings) {
-    if (finding.problem.empty()) {
-      call.out << "ok       " << finding.item << ": " << finding.fix << "\n";
-      continue;
-    }
-    ++wrong;
-    call.out << "PROBLEM  " << finding.item << ": " << finding.problem << "\n"
-             << "         fix: " << finding.fix << "\n";
-  }
-  if (findings.size() == 1 && wrong == 1) {
-    call.out << "the other items need the home path\n";
-  } else if (wrong == 0) {
-    call.out << "all " << findings.size() << " items in order\n";
+  for (const Finding& finding : findings) wrong += finding.problem.empty() ? 0 : 1;
+  if (json) {
+    printJson(call.out, findings, wrong);
   } else {
-    call.out << wrong << " of " << findings.size() << " items need attention\n";
+    printText(call.out, findings, wrong);
   }
   return wrong == 0 ? kOk : kFailed;
 }
@@ -180,13 +244,17 @@ int runCheck(Invocation& call) {
 NORVANECTL_COMMANDS(check) {
   using norvanectl::Command;
   return {
-      Command{"check", "check", "report what the installation lacks, with fixes", "check",
+      Command{"check", "check", "report what the installation lacks, with fixes", "check [--json]",
               "Looks at the installation the machine store points to and prints one line per\n"
               "item, 'ok' or 'PROBLEM' with the reason and a fix:\n"
               "  home path            stored, and an existing directory\n"
-              "  configuration file   <home>/conf/Norvane.conf readable\n"
-              "  logs directory       <home>/logs exists and is writable, its path short\n"
-              "                       enough for the logger (without it nothing is logged)\n"
+              "  configuration file   <home>/conf/Norvane.conf a readable regular file; each\n"
+              "                       line the library reads otherwise than written (a value\n"
+              "                       that is no number or flag, an unknown or repeated key,\n"
+              "                       a line without '=' or too long) with its line number\n"
+              "                       and the default\n"
+              "  logs directory       <home>/logs exists and is writable (without it nothing\n"
+              "                       is logged)\n"
               "  key store            <home>/bin/key.store and <home>/bin/value.store\n"
               "  value store          present, readable and not empty (the secret store)\n"
               "  alert configuration  <home>/conf/monitor/config-current.json: a JSON\n"
@@ -194,6 +262,10 @@ NORVANECTL_COMMANDS(check) {
               "The SMTP server file (<home>/bin/smtpServer) is written when e-mail settings\n"
               "are saved, so it is not required. Nothing is changed and nothing is logged,\n"
               "so check is safe beside a running server.\n\n"
+              "--json prints the same findings as one JSON object for scripts:\n"
+              "  {\"ok\": BOOL, \"problems\": N, \"items\": [{\"item\": TEXT, \"ok\": true,\n"
+              "  \"detail\": TEXT} or {\"item\": TEXT, \"ok\": false, \"problem\": TEXT,\n"
+              "  \"fix\": TEXT}, ...]}\n\n"
               "Exit status: 0 every item in order; 1 some item needs attention; 2 wrong usage.\n",
               norvanectl::runCheck},
   };

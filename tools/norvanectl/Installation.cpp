@@ -63,7 +63,10 @@ bool Installation::logDirectoryMissing() const {
 
 std::string Installation::logDirectoryProblem() const {
   const std::string tooLong = logPathProblem();
-  if (!tooLong.empty()) return tooLong;
+  return tooLong.empty() ? logDirectoryAccessProblem() : tooLong;
+}
+
+std::string Installation::logDirectoryAccessProblem() const {
   const std::string directory = logDirectory();
   const std::string why = whyNotWritableDirectory(directory);
   if (why.empty()) return "";

@@ -1,10 +1,12 @@
-// Where an installation keeps its files, as the library builds their paths from the
-// home path. The tool works them out itself rather than through Preferences, because
+// Where an installation keeps its files: the library's own layout under the home
+// path. The tool takes it from there rather than through Preferences, because
 // reading settings logs, and the first log statement of any process empties the
 // active log file: commands that only look must not touch the log.
 #pragma once
 
 #include <string>
+
+#include "settings/InstallationLayout.h"
 
 namespace norvanectl {
 
@@ -23,20 +25,23 @@ class Installation {
   explicit Installation(std::string home) : m_home(std::move(home)) {}
 
   const std::string& home() const { return m_home; }
-  std::string configurationFile() const { return m_home + "/conf/Norvane.conf"; }
-  std::string logDirectory() const { return m_home + "/logs"; }
-  std::string logFile() const { return logDirectory() + "/norvane.txt"; }
-  std::string keyStore() const { return m_home + "/bin/key.store"; }
-  std::string valueStore() const { return m_home + "/bin/value.store"; }
-  std::string alertConfiguration() const { return m_home + "/conf/monitor/config-current.json"; }
-  std::string defaultAlertConfiguration() const { return m_home + "/conf/monitor/config-default.json"; }
+  std::string configurationFile() const { return m_home + settings::layout::kConfigurationFile; }
+  std::string logDirectory() const { return m_home + settings::layout::kLogDirectory; }
+  std::string logFile() const { return m_home + settings::layout::kLogFile; }
+  std::string keyStore() const { return m_home + settings::layout::kKeyStore; }
+  std::string valueStore() const { return m_home + settings::layout::kValueStore; }
+  std::string alertConfiguration() const { return m_home + settings::layout::kAlertConfiguration; }
+  std::string defaultAlertConfiguration() const { return m_home + settings::layout::kDefaultAlertConfiguration; }
 
   // Why the library's logger cannot take logFile(), or "". Its buffers hold a
   // directory of at most 63 bytes; a longer one silently stops all logging.
   std::string logPathProblem() const;
 
-  // Why the log directory cannot take the log, or "".
+  // Why the log directory cannot take the log, or "": logPathProblem() first, then
+  // logDirectoryAccessProblem().
   std::string logDirectoryProblem() const;
+  // Why the log directory is missing, no directory or not writable, or "".
+  std::string logDirectoryAccessProblem() const;
   // Whether the log directory is simply not there (the home itself is).
   bool logDirectoryMissing() const;
 

@@ -1,0 +1,21 @@
+// Whole files read and created by path: configuration files and the like, where a
+// special file in their place must neither hang the caller nor be taken as content.
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+namespace platform {
+
+// Reads the whole of `path` into `text` when it is a regular file. False, with errno
+// set, when it cannot be opened or is no regular file: a FIFO, a device or a
+// directory is refused at once (ENODEV, or EISDIR for a directory), never waited on.
+bool readRegularFile(const std::string& path, std::string& text);
+
+// Creates `path`, or empties an existing regular file, for writing with exactly `mode`,
+// whatever the process's umask (a file of another owner keeps its mode). Null, with
+// errno set, when the OS refuses or `path` is no regular file (ENODEV): a FIFO is
+// refused at once, never waited on.
+std::FILE* createFileWithMode(const std::string& path, unsigned int mode);
+
+}  // namespace platform

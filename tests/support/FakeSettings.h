@@ -1,0 +1,88 @@
+// Settings a test decides, in force for its scope, in place of the configuration file:
+//
+//   testsupport::ScopedFakeSettings settings;          // every default
+//   settings.fullAccessGroups = "Staff";
+//   settings.configure("ldap_mode = true\nldap_server = ldap1\n");  // read as the file is
+//
+// The log's members answer from the configuration file: a fake never moves or
+// re-levels the process's log, whose start is per process.
+#pragma once
+
+#include <launcher/Preferences.h>
+#include <utils/KeyValueParser.h>
+#include <utils/StringHelper.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "settings/Settings.h"
+#include "support/TempInstallation.h"
+
+namespace testsupport {
+
+struct FakeSettings : settings::Settings {
+  using P = launcher::Preferences;
+  std::string uri = P::DEFAULT_URI_PREFIX;
+  unsigned int base = P::DEFAULT_BASE_FOR_DRIVE_CAPACITY_CAL;
+  bool ldap = P::DEFAULT_LDAP_MODE;
+  std::string ldapServers = P::DEFAULT_LDAP_SERVER;
+  std::string dnDetails = P::DEFAULT_DN_DETAILS;
+  std::string fullAccess = P::DEFAULT_FULL_ACCESS_GROUPS;
+  std::string readOnlyAccess = P::DEFAULT_READ_ONLY_ACCESS_GROUPS;
+  std::string privateRanges = P::DEFAULT_PRIVATE_IP_KEY;
+
+  // Takes the settings of a configuration text, split into keys and values by the
+  // library's own reader; keys the text leaves out keep their values.
+  void configure(const std::string& text) {
+    TempInstallation scratch;
+    writeFile(scratch.root() + "/settings.conf", text);
+    const utils::KeyValueParser file(scratch.root() + "/settings.conf", "=");
+    const auto read = [&file](const char* key, auto& field, auto convert) {
+      try {
+        field = convert(file.get_config_key_value(key));
+      } catch (...) {
+      }
+    };
+    const auto asText = [](const std::string& value) { return value; };
+    read(P::URI_PREFIX_KEY, uri, [](std::string value) {
+      utils::StringHelper::to_lower(value);
+      return value;
+    });
+    read(P::BASE_FOR_DRIVE_CAPACITY_CAL, base,
+         [](const std::string& value) { return static_cast<unsigned int>(std::atoi(value.c_str())); });
+    read(P::LDAP_MODE_KEY, ldap, [](std::string value) {
+      utils::StringHelper::to_lower(value);
+      return value == "true" || value == "1";
+    });
+    read(P::LDAP_SERVER, ldapServers, asText);
+    read(P::LDAP_DN_DETAILS, dnDetails, asText);
+    read(P::FULL_ACCESS_GROUPS, fullAccess, asText);
+    read(P::READ_ONLY_ACCESS_GROUPS, readOnlyAccess, asText);
+    read(P::PRIVATE_IP_KEY, privateRanges, asText);
+  }
+
+  unsigned int logLevel() const override { return settings::installed().logLevel(); }
+  unsigned int logCacheMode() const override { return settings::installed().logCacheMode(); }
+  std::string logFile() const override { return settings::installed().logFile(); }
+  unsigned int logFileCount() const override { return settings::installed().logFileCount(); }
+  unsigned int logFileSizeInMb() const override { return settings::installed().logFileSizeInMb(); }
+  std::string uriPrefix() const override { return uri; }
+  unsigned int capacityBase() const override { return base; }
+  bool ldapMode() const override { return ldap; }
+  std::string ldapServer() const override { return ldapServers; }
+  std::string ldapDnDetails() const override { return dnDetails; }
+  std::string fullAccessGroups() const override { return fullAccess; }
+  std::string readOnlyAccessGroups() const override { return readOnlyAccess; }
+  std::string privateIpRanges() const override { return privateRanges; }
+};
+
+class ScopedFakeSettings : public FakeSettings {
+ public:
+  ScopedFakeSettings() = default;
+  explicit ScopedFakeSettings(const std::string& text) { configure(text); }
+
+ private:
+  settings::ScopedSettings m_scope{*this};
+};
+
+}  // namespace testsupport

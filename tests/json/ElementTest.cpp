@@ -47,8 +47,7 @@ TEST(ElementTest, EachConstructorGivesItsKindAndTrivialTypesTheirDefaults) {
   EXPECT_FALSE(Boolean().Value());
   EXPECT_EQ(String().Value(), "");
   Number n(2.5);
-  double& ref = n;
-  ref = 3;
+  static_cast<double&>(n) = 3;
   EXPECT_EQ(n.Value(), 3.0);
 }
 
@@ -85,11 +84,7 @@ TEST(ElementTest, ObjectKeepsInsertionOrderAndRefusesDuplicateNames) {
   std::string names;
   for (const Object::Member& member : object) names += member.name + "=" + kindOf(member.element) + ";";
   EXPECT_EQ(names, "m=number;z=number;a=null;");
-  EXPECT_EQ(object.size(), 3u);
-
   EXPECT_EQ(object.find("c"), object.end());
-  ASSERT_NE(object.find("z"), object.end());
-  EXPECT_EQ(object.find("z")->name, "z");
   object.erase(object.find("m"));
   EXPECT_EQ(object.begin()->name, "z");
   UnknownElement& added = object["b"];  // a missing name is added as null...
@@ -176,10 +171,9 @@ TEST(ElementTest, EqualityByKindValueAndOrder) {
     EXPECT_EQ(rows[i].left == rows[i].right, rows[i].equal) << "row " << i;
     EXPECT_EQ(rows[i].left != rows[i].right, !rows[i].equal) << "row " << i;
   }
-  // Objects and arrays compare directly as well as inside elements.
-  EXPECT_TRUE(ab != ba && ab == Object(ab) && ab != abc);
-  EXPECT_TRUE(one != other && one == Array(one));
-  EXPECT_EQ(Object::Member("a", Number(1)), Object::Member("a", Number(1)));
-  EXPECT_FALSE(Object::Member("a", Number(1)) == Object::Member("b", Number(1)));
-  EXPECT_FALSE(Object::Member("a", Number(1)) == Object::Member("a", Number(2)));
+  // Objects, arrays and members compare directly as well as inside elements.
+  EXPECT_TRUE(ab != ba && ab == Object(ab) && ab != abc && one != other && one == Array(one));
+  const Object::Member a1("a", Number(1));
+  EXPECT_TRUE(a1 == Object::Member("a", Number(1)) && !(a1 == Object::Member("b", Number(1))) &&
+              !(a1 == Object::Member("a", Number(2))));
 }

@@ -17,12 +17,30 @@
 #include <utility>
 
 #include "json/JsonTestSupport.h"
-#include "json/PiecewiseBuffer.h"
 
 using namespace json;
-using jsontest::PiecewiseBuffer;
-
 namespace {
+
+// Holds the first `first` characters of a text as its get area, then gives `step`
+// more at each underflow.
+class PiecewiseBuffer : public std::streambuf {
+ public:
+  PiecewiseBuffer(std::string text, size_t first, size_t step) : m_text(std::move(text)), m_step(step) {
+    setg(&m_text[0], &m_text[0], &m_text[0] + std::min(first, m_text.size()));
+  }
+
+ protected:
+  int_type underflow() override {
+    char* end = &m_text[0] + m_text.size();
+    if (egptr() == end) return traits_type::eof();
+    setg(egptr(), egptr(), egptr() + std::min(m_step, static_cast<size_t>(end - egptr())));
+    return traits_type::to_int_type(*gptr());
+  }
+
+ private:
+  std::string m_text;
+  size_t m_step;
+};
 
 // Five lines around a string longer than any first buffer, with escapes on both
 // sides of it; `tail` ends the text.

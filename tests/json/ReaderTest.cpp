@@ -3,6 +3,7 @@
 #include <cfloat>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include "json/JsonTestSupport.h"
 
@@ -40,25 +41,19 @@ TEST(ReaderTest, DecodesTheEightEscapesAndPassesOtherBytesUnchanged) {
   EXPECT_EQ(object["s"].convertTo<String>().Value(), "q\"s/b\\ \b\f\n\r\t\x01\x7f\xc3\xa9");
 }
 
-TEST(ReaderTest, NumbersFollowStreamExtraction) {
-  // Texts that fail to convert right at their end ("-", "1e") are accepted as 0; a
-  // value out of range is clamped to the largest double.
-  const std::pair<const char*, double> rows[] = {
-      {"0", 0.0},   {"-12.25", -12.25}, {"1.5E3", 1500.0}, {"0.1e+2", 10.0},      {"007", 7.0},
-      {"-", 0.0},   {"1e", 0.0},        {"12e+", 0.0},     {"1e999", DBL_MAX},    {"-1e999", -DBL_MAX},
-      {"-.5", -0.5}, {"0.10000000000000000555", 0.1}};
-  for (const auto& [token, value] : rows)
-    EXPECT_EQ(read(std::string("{\"n\":") + token + "}")["n"].convertTo<Number>().Value(), value) << token;
-}
-
-// Short numbers take a quicker conversion than long ones; both give the correctly
-// rounded double, bit for bit, on either side of every bound of the quick one.
+// Numbers are read as stream extraction reads them, correctly rounded bit for bit
+// on either side of every bound of the quick conversion of short numbers. Texts
+// that fail right at their end ("-", "1e") are 0; out of range is the largest double.
 TEST(ReaderTest, NumbersAreCorrectlyRounded) {
-  for (const char* token : {"0.1", "0.3", "4.35", "-17.9e-3", "-0", "-0.0", "123456789012345", "1234567890123456",
-                            "9007199254740993", "123456789012345e-22", "999999999999999e22", "1e22", "1e23",
-                            "1e-22", "1e-23", "0.000000000000001", "2.2250738585072014e-308"}) {
+  std::vector<std::pair<const char*, double>> rows = {
+      {"-", 0.0}, {"1e", 0.0}, {"12e+", 0.0}, {"1e999", DBL_MAX}, {"-1e999", -DBL_MAX}};
+  for (const char* token : {"0", "-12.25", "1.5E3", "0.1e+2", "007", "-.5", "0.10000000000000000555", "0.3", "4.35",
+                            "-17.9e-3", "-0", "-0.0", "123456789012345", "1234567890123456", "9007199254740993",
+                            "123456789012345e-22", "999999999999999e22", "1e22", "1e23", "1e-22", "1e-23",
+                            "0.000000000000001", "2.2250738585072014e-308"})
+    rows.emplace_back(token, std::strtod(token, nullptr));
+  for (const auto& [token, expected] : rows) {
     const double value = read(std::string("{\"n\":") + token + "}")["n"].convertTo<Number>().Value();
-    const double expected = std::strtod(token, nullptr);
     EXPECT_EQ(std::memcmp(&value, &expected, sizeof value), 0) << token << " read as " << value;
   }
 }
@@ -136,24 +131,20 @@ TEST(ReaderTest, DuplicateInAWideObject) {
             "Duplicate object member token: m57 @ 0/" + begin + "/" + begin + " - 0/" + end + "/" + end);
 }
 
-// A copy as the base json::Exception keeps the message alone, without a location.
-TEST(ReaderTest, ExceptionsAreJsonExceptionsCarryingTheMessageAlone) {
-  const auto rethrowAsBase = [] {
-    try {
-      read("{\"a\":1,}");
-    } catch (const Exception& e) {
-      throw Exception(e);
-    }
-  };
-  EXPECT_EQ(jsontest::errorOf(rethrowAsBase), "Unexpected token: }");
-}
-
-// A stream that has already failed gives nothing to read: an empty document.
-TEST(ReaderTest, FailedStreamReadsAsAnEmptyDocument) {
+// A stream that has already failed gives an empty document; a copy as the base
+// json::Exception keeps the message alone, without a location.
+TEST(ReaderTest, FailedStreamAndTheBaseException) {
   std::istringstream in("{\"a\":1}");
   in.setstate(std::ios::failbit);
   Object object;
-  EXPECT_EQ(jsontest::errorOf([&] { Reader::Read(object, in); }),
-            "Unexpected end of token stream @ 0/0/0 - 0/0/0");
+  EXPECT_EQ(jsontest::errorOf([&] { Reader::Read(object, in); }), "Unexpected end of token stream @ 0/0/0 - 0/0/0");
   EXPECT_TRUE(object.empty());
+  EXPECT_EQ(jsontest::errorOf([] {
+              try {
+                read("{\"a\":1,}");
+              } catch (const Exception& e) {
+                throw Exception(e);
+              }
+            }),
+            "Unexpected token: }");
 }

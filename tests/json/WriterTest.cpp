@@ -38,29 +38,13 @@ TEST(WriterTest, LayoutWithTabsSeparatorsAndNestedContainers) {
             "}");
 }
 
-TEST(WriterTest, NumbersHaveTwentySignificantDigitsInDefaultNotation) {
-  const std::pair<double, const char*> rows[] = {
-      {0.1, "0.10000000000000000555"}, {2.5, "2.5"}, {-7, "-7"}, {-0.0, "-0"}, {0, "0"},
-      {9007199254740993.0, "9007199254740992"}, {-9999999999999997952.0, "-9999999999999997952"},
-      {1e19, "10000000000000000000"}, {1e20, "1e+20"}, {1e21, "1e+21"},
-      {1e-5, "1.0000000000000000818e-05"}, {123456789012345678901234.0, "1.234567890123456858e+23"},
-      {5e-324, "4.9406564584124654418e-324"}, {1.7976931348623157e308, "1.7976931348623157081e+308"}};
-  for (const auto& [value, text] : rows) {
-    Object object;
-    object["n"] = Number(value);
-    std::ostringstream out;
-    Writer::Write(object, out);
-    EXPECT_EQ(out.str(), std::string("{\n\t\"n\" : ") + text + "\n}") << text;
-    EXPECT_EQ(out.precision(), 20);  // left at twenty for the client
-  }
-}
-
-// Every number reads as printf's "%.20g" gives it: any finite double, everyday
-// values of 53-bit precision, short decimals, and sums of powers of two whose
-// last twenty-first digit is a 5, where rounding ties go to the even digit.
+// Every number reads as printf's "%.20g" gives it: the ends of the range and of
+// the default notation, any finite double, everyday values of 53-bit precision,
+// short decimals, and sums of powers of two whose last twenty-first digit is a 5,
+// where rounding ties go to the even digit. Read back, each is the same double.
 TEST(WriterTest, NumbersAreWhatPrintfGivesWithTwentyDigits) {
   std::mt19937_64 random(20261123);
-  std::vector<double> values;
+  std::vector<double> values = {0.1, -0.0, 0, 9007199254740993.0, 1e19, 1e20, 1e-5, 5e-324, 1.7976931348623157e308};
   for (int i = 0; i < 40000; ++i) {
     const std::uint64_t bits = random();
     double any;
@@ -73,7 +57,11 @@ TEST(WriterTest, NumbersAreWhatPrintfGivesWithTwentyDigits) {
   Object object;
   Array& numbers = object["n"].convertTo<Array>();
   for (size_t i = 0; i < values.size(); ++i) numbers[i] = Number(values[i]);
-  std::istringstream lines(write(object));
+  std::ostringstream out;
+  Writer::Write(object, out);
+  EXPECT_EQ(out.precision(), 20);  // left at twenty for the client
+  EXPECT_EQ(jsontest::read(out.str()), object);
+  std::istringstream lines(out.str());
   std::string line;
   std::getline(lines, line);  // the object's opening line
   std::getline(lines, line);  // the array's

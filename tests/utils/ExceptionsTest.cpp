@@ -27,25 +27,3 @@ TEST(ExceptionFamilyTest, DescriptionsStatusCodesAndConstWhat) {
   EXPECT_EQ(plugin.getErrorStatusCode(), 9);
   EXPECT_STREQ(plugin.getErrorStatusMessage(), "Raid:setRaidL - Unsupported or invalid Raidlevel = 77");
 }
-
-TEST(ExceptionFamilyTest, CopiesKeepEveryFieldComposeTheSameTextAndAreCaughtAsTheBase) {
-  utils::InputException input("in.cpp", 3, "input");
-  utils::InputException inputCopy(input);
-  EXPECT_EQ(inputCopy.getErrorStatusCode(), 2);
-  EXPECT_STREQ(inputCopy.getErrorStatusMessage(), "input");
-  EXPECT_STREQ(inputCopy.what(), "File : in.cpp Line : 3 Exception : input");
-  utils::PluginException plugin("plug.cpp", 5, "plugin", 11), assigned("x", 0, "y", 0);
-  assigned = plugin;
-  EXPECT_EQ(assigned.getErrorStatusCode(), 11);
-  EXPECT_STREQ(assigned.what(), "File : plug.cpp Line : 5 Exception : plugin");
-  utils::AppException app("app.cpp", 8, "ignored");
-  utils::AppException appCopy = app;
-  EXPECT_STREQ(appCopy.what(), "File : app.cpp Line : 8 Exception : Unknown exception");
-  // Caught by the base class through the library boundary.
-  try {
-    throw utils::InputException("t", 1, "client");
-  } catch (utils::AppException& caught) {
-    EXPECT_STREQ(caught.what(), "File : t Line : 1 Exception : client");
-    EXPECT_NE(dynamic_cast<utils::InputException*>(&caught), nullptr);
-  }
-}

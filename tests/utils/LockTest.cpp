@@ -38,104 +38,73 @@ TEST(LockTest, NullMutexGivesAnEmptyHoldInBothForms) {
   }
 }
 
-TEST(LockTest, HoldExcludesOtherThreadsUntilDestroyedAndTheirFailedTriesLeaveIt) {
+// The mutex is recursive; a failed try of another thread leaves the hold in place.
+TEST(LockTest, HoldExcludesOtherThreadsUntilEveryHoldIsGone) {
   for (bool tryOnly : {false, true}) {
     Mutex mutex;
     {
       Lock hold(&mutex, tryOnly);
       EXPECT_TRUE(hold.is_locked()) << tryOnly;
+      EXPECT_TRUE(Lock(&mutex, !tryOnly).is_locked()) << tryOnly;
       EXPECT_FALSE(otherThreadCanLock(mutex)) << tryOnly;
-      EXPECT_FALSE(otherThreadCanLock(mutex)) << tryOnly;  // the first failed try released nothing
-      EXPECT_TRUE(hold.is_locked()) << tryOnly;
+      EXPECT_FALSE(otherThreadCanLock(mutex)) << tryOnly;
     }
     EXPECT_TRUE(otherThreadCanLock(mutex)) << tryOnly;
   }
-}
-
-TEST(LockTest, MutexIsRecursiveAndNeedsEveryHoldReleased) {
-  Mutex mutex;
-  {
-    Lock outer(&mutex, false);
-    {
-      Lock tried(&mutex, true);
-      Lock inner(&mutex, false);
-      EXPECT_TRUE(tried.is_locked());
-      EXPECT_TRUE(inner.is_locked());
-    }
-    EXPECT_FALSE(otherThreadCanLock(mutex));
-  }
-  EXPECT_TRUE(otherThreadCanLock(mutex));
 }
 
 TEST(LockTest, BlockingHoldsWaitForTheOwnerOrTheLastReader) {
   Mutex mutex;
   auto hold = std::make_unique<Lock>(&mutex, false);
   expectBlockedUntil([&] { return Lock(&mutex, false).is_locked(); }, [&] { hold.reset(); });
-
   SharedMutex shared;
-  auto first = std::make_unique<SharedLock_SMutex>(&shared, false);
-  auto second = std::make_unique<SharedLock_SMutex>(&shared, true);
-  ASSERT_TRUE(second->is_locked());
-  first.reset();  // one of two readers gone: a writer still waits for the other
-  expectBlockedUntil([&] { return UniqueLock_SMutex(&shared, false).is_locked(); }, [&] { second.reset(); });
+  auto reader = std::make_unique<SharedLock_SMutex>(&shared, false);
+  expectBlockedUntil([&] { return UniqueLock_SMutex(&shared, false).is_locked(); }, [&] { reader.reset(); });
 }
 
-TEST(LockTest, CopiesOfAMutexShareOneLock) {
-  Mutex original;
+// Copies share the one native object, and only the original may destroy it.
+// Assignment drops the old target without releasing it.
+TEST(LockTest, CopiesOfAMutexOrAHoldShareItAndAssignmentReleasesNothing) {
+  Mutex original, assigned;
   NeverDestroyed<Mutex> copy(original);
-  Lock hold(copy.object, false);
-  EXPECT_FALSE(otherThreadCanLock(original));
-  // Assignment drops the old target without releasing it; here `first` still owns it.
-  Mutex first, assigned;
-  NeverDestroyed<Mutex> target(first);
-  *target.object = assigned;
-  Lock viaAssigned(target.object, true);
-  EXPECT_TRUE(viaAssigned.is_locked());
-  EXPECT_FALSE(otherThreadCanLock(assigned));
-}
-
-TEST(LockTest, CopyOfAHoldSharesItAndItsFlag) {
-  Mutex mutex;
   {
-    Lock hold(&mutex, false);
-    NeverDestroyed<Lock> copy(hold);
-    EXPECT_TRUE(copy.object->is_locked());
+    Lock hold(copy.object, false);
+    EXPECT_FALSE(otherThreadCanLock(original));
+    NeverDestroyed<Lock> holdCopy(hold);
+    EXPECT_TRUE(holdCopy.object->is_locked());
     Lock empty(nullptr, false);
-    *copy.object = empty;  // the shared hold is not released by the assignment
-    EXPECT_FALSE(copy.object->is_locked());
-    EXPECT_FALSE(otherThreadCanLock(mutex));
+    *holdCopy.object = empty;
+    EXPECT_FALSE(holdCopy.object->is_locked());
+    EXPECT_FALSE(otherThreadCanLock(original));
+    *copy.object = assigned;
+    Lock viaAssigned(copy.object, true);
+    EXPECT_TRUE(viaAssigned.is_locked());
+    EXPECT_FALSE(otherThreadCanLock(assigned));
   }
-  EXPECT_TRUE(otherThreadCanLock(mutex));
-  Lock owner(&mutex, false);
+  EXPECT_TRUE(otherThreadCanLock(original));
+  Lock owner(&original, false);
   std::thread([&] {
-    Lock failed(&mutex, true);
+    Lock failed(&original, true);
     EXPECT_FALSE(NeverDestroyed<Lock>(failed).object->is_locked());  // a failed try copies as failed
   }).join();
 }
 
-TEST(SharedLockTest, ReadersShareAndWritersExcludeBothWays) {
+TEST(SharedLockTest, ReadersShareWritersExcludeBothWaysAndCopiesShareTheMutex) {
   SharedMutex mutex;
   {
     SharedLock_SMutex reader(&mutex, false);
     EXPECT_TRUE(reader.is_locked());
+    EXPECT_TRUE(NeverDestroyed<SharedLock_SMutex>(reader).object->is_locked());
     EXPECT_EQ(otherThreadCanTake(mutex), "read -");
   }
   {
-    UniqueLock_SMutex writer(&mutex, true);
+    NeverDestroyed<SharedMutex> copy(mutex);
+    UniqueLock_SMutex writer(copy.object, true);
     EXPECT_TRUE(writer.is_locked());
+    EXPECT_TRUE(NeverDestroyed<UniqueLock_SMutex>(writer).object->is_locked());
     EXPECT_EQ(otherThreadCanTake(mutex), "- -");
   }
   EXPECT_EQ(otherThreadCanTake(mutex), "read write");
-}
-
-TEST(SharedLockTest, SharedMutexIsNotRecursiveForWritersAndCopiesShareIt) {
-  SharedMutex original;
-  NeverDestroyed<SharedMutex> copy(original);
-  UniqueLock_SMutex writer(copy.object, false);
-  EXPECT_FALSE(UniqueLock_SMutex(&original, true).is_locked());
-  EXPECT_FALSE(SharedLock_SMutex(&original, true).is_locked());
-  EXPECT_EQ(otherThreadCanTake(original), "- -");
-  EXPECT_TRUE(NeverDestroyed<UniqueLock_SMutex>(writer).object->is_locked());
 }
 
 // Waiter threads take the mutex, count themselves parked and wait until `ready`.

@@ -1,8 +1,6 @@
 // utils::Thread: the entry forms, identity, sleeps, equality and the count.
 #include <pthread.h>
 
-#include <boost/function.hpp>
-#include <regex>
 #include <sstream>
 
 #include "utils/ConcurrencyTestSupport.h"
@@ -24,20 +22,17 @@ unsigned int activeCount() { return Thread::get_active_thread_count(); }
 TEST(ThreadTest, EachEntryFormRunsOnceWithItsArguments) {
   int viaPointer = 0;
   std::string source = "payload", target;
-  std::atomic<int> viaFunction{0}, viaBoost{0};
+  std::atomic<int> viaFunction{0};
   const int noArgumentBefore = g_noArgumentRuns;
-  boost::function0<void> boostEntry = [&] { ++viaBoost; };
   Thread one("one", &storeOne, &viaPointer);
   Thread two("two", &copyFirstIntoSecond, &source, &target);
   Thread three("three", &countRun);
   Thread four("four", [&] { ++viaFunction; });
-  Thread five("boost", boostEntry);
-  for (Thread* thread : {&one, &two, &three, &four, &five}) thread->join();
+  for (Thread* thread : {&one, &two, &three, &four}) thread->join();
   EXPECT_EQ(viaPointer, 1);
   EXPECT_EQ(target, "payload");
   EXPECT_EQ(g_noArgumentRuns - noArgumentBefore, 1);
   EXPECT_EQ(viaFunction.load(), 1);
-  EXPECT_EQ(viaBoost.load(), 1);
 }
 
 TEST(ThreadTest, IdentityIsTheCallingThreadsInPlainLowerCaseHex) {
@@ -45,12 +40,10 @@ TEST(ThreadTest, IdentityIsTheCallingThreadsInPlainLowerCaseHex) {
   std::ostringstream expected;
   expected << std::hex << pthread_self();
   EXPECT_EQ(mine, expected.str());
-  EXPECT_EQ(Thread::get_id(), mine);
   std::string theirs;
   Thread other("other", [&] { theirs = Thread::get_id(); });
   other.join();
   EXPECT_NE(theirs, mine);
-  for (const std::string& id : {mine, theirs}) EXPECT_TRUE(std::regex_match(id, std::regex("[0-9a-f]+"))) << id;
 }
 
 TEST(ThreadTest, SleepDelaysOnlyInItsStaticFormWithPositiveSeconds) {
@@ -70,15 +63,12 @@ TEST(ThreadTest, EqualityNeedsTheSameThreadAndTheSameName) {
   Gate gate;
   Thread first("same", &waitAtGate, &gate);
   Thread second("same", &waitAtGate, &gate);
-  EXPECT_FALSE(first == second);
-  EXPECT_TRUE(first != second);
+  EXPECT_TRUE(!(first == second) && first != second);
   // A copy shares the running thread; only the original is ever destroyed.
   NeverDestroyed<Thread> copy(first);
-  EXPECT_TRUE(*copy.object == first);
-  EXPECT_FALSE(*copy.object != first);
+  EXPECT_TRUE(*copy.object == first && !(*copy.object != first));
   *copy.object = second;
-  EXPECT_TRUE(*copy.object == second);
-  EXPECT_FALSE(*copy.object == first);
+  EXPECT_TRUE(*copy.object == second && !(*copy.object == first));
   gate.open();
   first.join();
   second.join();

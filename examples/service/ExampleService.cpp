@@ -9,7 +9,8 @@
 // `echo '{"values":[]}' | norvanectl secret put DIR/bin/smtpServer`.
 //
 // systemctl start/stop/reload reach the handlers below as control codes; every
-// one leaves a line in DIR/logs/norvane.txt.
+// one leaves a line in DIR/logs/norvane.txt, at once when DIR/conf/Norvane.conf says
+// log_cache_mode = 0 (the generated file caches lines and writes them in bulk).
 #include <launcher/NorvaneCrypto.h>
 #include <launcher/Preferences.h>
 #include <service/WindowsService.h>
@@ -99,5 +100,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   // Hands the process to the service manager; returns once the service stopped.
-  return static_cast<int>(service.Startup());
+  const unsigned long result = service.Startup();
+  utils::formatted_log_t::uninitializeLogger();  // writes out what log_cache_mode held back
+  return static_cast<int>(result);
 }

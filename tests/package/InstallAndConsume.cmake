@@ -14,11 +14,12 @@ file(REMOVE_RECURSE ${WORK_DIR})
 file(MAKE_DIRECTORY ${WORK_DIR})
 
 # What gets installed must exist; a no-op when the build is current.
-run(${CMAKE_COMMAND} --build ${BUILD_DIR} --target norvane norvanectl)
+run(${CMAKE_COMMAND} --build ${BUILD_DIR} --target norvane norvanectl norvanectl_docs)
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 foreach(installed include/norvane/norvane.h include/norvane/utils/Log.h include/norvane/NorvaneVersion.h
                   include/norvane/utils/Exceptions.h include/norvane/launcher/Preferences.h ${BINDIR}/norvanectl
-                  share/doc/libnorvane/LICENSE share/doc/libnorvane/CHANGELOG.md share/doc/libnorvane/README.md)
+                  share/doc/libnorvane/LICENSE share/doc/libnorvane/CHANGELOG.md share/doc/libnorvane/README.md
+                  share/man/man1/norvanectl.1 share/bash-completion/completions/norvanectl)
   if(NOT EXISTS ${prefix}/${installed})
     message(FATAL_ERROR "not installed: ${installed}")
   endif()

@@ -62,8 +62,6 @@ bool Installation::logDirectoryMissing() const {
 }
 
 std::string Installation::logDirectoryProblem() const {
-  const std::string tooLong = logPathProblem();
-  if (!tooLong.empty()) return tooLong;
   const std::string directory = logDirectory();
   const std::string why = whyNotWritableDirectory(directory);
   if (why.empty()) return "";

@@ -82,7 +82,7 @@ TEST(NorvanectlHostTest, PluginLoadsCallsAndUnloads) {
   for (const auto& row : rows) EXPECT_EQ(row.run, installation.ctl(row.args)) << row.args.back();
   // The plug-in's failure is in the installation's log, which each run (the thrower's
   // last) starts afresh.
-  EXPECT_NE(std::string::npos, installation.readHomeFile("logs/norvane.txt")
+  EXPECT_NE(std::string::npos, installation.readHomeFile("logs/norvanectl.txt")
                                    .find("| Error     : CacheHelper - Library failed to get the getHelperInstance"));
 }
 

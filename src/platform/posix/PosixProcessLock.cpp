@@ -76,11 +76,13 @@ std::string whyUnsafe(int fd, const std::string& path) {
 
 // Maps the page and initialises the mutex if no process has yet. The first users
 // meet under a record lock on the file, which the kernel also drops if the
-// initialising process dies half-way. Null with `why` set when the file is unsafe.
-SharedPage* mapPage(const std::string& path, std::string& why) {
+// initialising process dies half-way. Null with `why` set when the file is unsafe or
+// cannot be opened, and `missing` set when its directory is not there.
+SharedPage* mapPage(const std::string& path, std::string& why, bool& missing) {
   // Not following a link, and not waiting on a FIFO planted in its place.
   const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0640);
   if (fd < 0) {
+    missing = errno == ENOENT;
     why = errno == ELOOP ? "a symbolic link" : std::strerror(errno);
     return nullptr;
   }
@@ -125,7 +127,10 @@ SharedPage* sharedPage(const std::string& path) {
   auto found = byPath->find(path);
   if (found != byPath->end()) return found->second;
   std::string why;
-  SharedPage* page = mapPage(path, why);
+  bool missing = false;
+  SharedPage* page = mapPage(path, why, missing);
+  // Without its directory there is no log to guard either; the next try may find it.
+  if (missing) return nullptr;
   if (page == nullptr) page = privatePage(path, why);
   byPath->emplace(path, page);
   return page;
@@ -157,7 +162,9 @@ class PosixProcessLock final : public ProcessLock {
 }  // namespace
 
 std::unique_ptr<ProcessLock> makeProcessLock(const std::string& path) {
-  return std::make_unique<PosixProcessLock>(*sharedPage(path));
+  SharedPage* page = sharedPage(path);
+  if (page == nullptr) return nullptr;
+  return std::make_unique<PosixProcessLock>(*page);
 }
 
 }  // namespace platform::posix

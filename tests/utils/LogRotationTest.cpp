@@ -88,21 +88,6 @@ NORVANE_CHILD(size_limit) {
   return 0;
 }
 
-// One writer of many: starts, waits for the others, writes its numbered lines.
-NORVANE_CHILD(many_writers) {
-  enter(args);
-  const std::string id = args.at(2), sync = args.at(4);
-  startLogger();
-  if (!logtest::readyThenWait(sync, id)) return 4;
-  // Spread over a few seconds, so that several dated files are made while the
-  // other writers still hold streams on files that were rotated away.
-  for (int i = 0; i < std::atoi(args.at(3).c_str()); ++i) {
-    utils::log_info("writer %1% line %2%") % id % i;
-    std::this_thread::sleep_for(std::chrono::milliseconds(15));
-  }
-  return 0;
-}
-
 // Writes lines of 500 characters and a last one that make args[2] bytes, all in one
 // second, then ends the process at once (what its buffer holds goes out at exit). Its
 // start keeps what the file held in a rotated file of the second before.
@@ -295,32 +280,6 @@ TEST_F(LogRotationTest, SizeCheckCountsTheLinesOfOtherProcessesAtOnce) {
     EXPECT_EQ(cacheMode == 0 ? "b a1" : "b a0 a1", shape);
     EXPECT_EQ("", m_installation.log()) << cacheMode;
   }
-}
-
-TEST_F(LogRotationTest, ManyProcessesRotatingAtOnceLoseNoLine) {
-  configure(200, 0);
-  const int writers = 4, linesEach = 150;
-  const std::string sync = m_installation.root() + "/sync";
-  fs::create_directories(sync);
-  // Every writer has started its logger (each start empties the active file)
-  // before any counted line is written.
-  logtest::runTogether(m_installation, "many_writers", {"0", "1", "2", "3"}, sync,
-                       [&](const std::string& id) { return Lines{id, std::to_string(linesEach), sync}; });
-
-  std::map<std::string, int> seen;
-  EXPECT_GE(listing().size(), 3u);
-  for (const std::string& name : listing()) {
-    EXPECT_TRUE(name == "norvane.txt" || std::regex_match(name, std::regex(R"(norvane_\d{4}_\d{6}\.txt)"))) << name;
-    for (const std::string& message : messages(name)) ++seen[message];
-  }
-  for (int w = 0; w < writers; ++w) {
-    for (int i = 0; i < linesEach; ++i) {
-      const std::string message = "writer " + std::to_string(w) + " line " + std::to_string(i);
-      EXPECT_EQ(1, seen[message]) << message;
-      seen.erase(message);
-    }
-  }
-  EXPECT_TRUE(seen.empty()) << "unexpected line: " << (seen.empty() ? "" : seen.begin()->first);
 }
 
 }  // namespace

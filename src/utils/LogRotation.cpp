@@ -104,7 +104,8 @@ void LogWriter::keepWhatTheActiveFileHeld() {
   // An empty file adds nothing. A copy and not a rename: processes that still write
   // to the active file go on where they were. A rotated file of the same second
   // takes the copy at its end.
-  std::FILE* rotated = got > 0 && makeRotatedPath() ? std::fopen(g_rotatedPath, "ab") : nullptr;
+  std::FILE* rotated =
+      got > 0 && makeRotatedPath() ? platform::host().fileSystem().openLogFile(g_rotatedPath, false) : nullptr;
   if (rotated != nullptr) {
     FileHelper::applyNorvaneFilePermission(g_rotatedPath);
     for (; got > 0; got = std::fread(chunk, 1, sizeof chunk, active)) std::fwrite(chunk, 1, got, rotated);
@@ -158,7 +159,7 @@ void LogWriter::checkRotation() {
 
   // Not tested: without a stream, later writes and rotation checks do nothing. Nor
   // made unbuffered: from here on the file is buffered, whatever the cache mode.
-  m_stream = std::fopen(m_logPath, "ab");
+  m_stream = platform::host().fileSystem().openLogFile(m_logPath, false);
   if (m_stream == nullptr) return;
   applyActiveFileRights();
   setBuffering(true);

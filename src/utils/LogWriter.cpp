@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <mutex>
 #include <string>
 
@@ -348,13 +347,14 @@ int LogWriter::openActiveFile(unsigned int cacheMode) {
   // what it held goes to a rotated file first, so that a restart after a crash
   // keeps the lines that tell why.
   keepWhatTheActiveFileHeld();
-  { std::ofstream truncate(m_logPath, std::ios::out); }
+  platform::FileSystem& files = platform::host().fileSystem();
+  if (std::FILE* emptied = files.openLogFile(m_logPath, true)) std::fclose(emptied);
   applyActiveFileRights();
   m_cacheMode.store(static_cast<unsigned char>(cacheMode), std::memory_order_relaxed);
 
   trimOldFiles();
 
-  m_stream = std::fopen(m_logPath, "ab");
+  m_stream = files.openLogFile(m_logPath, false);
   if (m_stream == nullptr) {
     // The lock object itself stays: other threads may be waiting on it, and the
     // next statement starts again from the top and reuses it.

@@ -86,6 +86,18 @@ class NORVANE_API formatted_log_t {
   // stays open and logging goes on.
   static void uninitializeLogger();
 
+  // Points this process's log at `fileName` in the configured log directory instead
+  // of the configured file, for a program that must leave another's log alone (every
+  // start of the log empties its active file). The file is rotated and trimmed by the
+  // same rules under its own base name (the name less its last four characters).
+  // Call it before the process's first statement:
+  //
+  //   utils::formatted_log_t::useLogFile("norvanectl.txt");
+  //
+  // False, and nothing changes, once the log has started or for a name with a
+  // separator or of four characters or less.
+  static bool useLogFile(const char* fileName);
+
   // A plain static kept for clients; the writer's filter never reads it
   // (getLogLevel() gives the level that filters).
   static int get_log_level();

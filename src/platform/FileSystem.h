@@ -37,6 +37,10 @@ class FileSystem {
   // stream's buffer not counted). False when the OS cannot tell. Not pure: a
   // replacement that does not fake it asks the real one.
   virtual bool describeOpenFile(std::FILE* stream, OpenFileFacts& facts);
+  // A log file opened for appending (emptied first when `empty`), created with no
+  // rights for others, so that it is never writable by them even for a moment. Null
+  // when the OS refuses. Not pure, like the one above.
+  virtual std::FILE* openLogFile(const std::string& path, bool empty);
 };
 
 }  // namespace platform

@@ -56,9 +56,9 @@ class Host {
   virtual Logon& logon();
   virtual Accounts& accounts();
   virtual Directory& directory();
-  // Opens the cross-process lock of this name, creating it on first use.
-  // Returns null when the OS refuses.
-  virtual std::unique_ptr<ProcessLock> openProcessLock(const std::string& name) = 0;
+  // Opens the cross-process lock kept in the file at `path`, creating the file on
+  // first use. Returns null when the OS refuses.
+  virtual std::unique_ptr<ProcessLock> openProcessLock(const std::string& path) = 0;
 };
 
 // The host of this process: the POSIX one unless a ScopedHost is in force.

@@ -7,6 +7,10 @@ namespace platform {
 // Cross-process lock guarding the log file. Held for one whole write. Released by
 // the operating system if the holding process dies, so a crash never blocks others.
 // Not re-entrant: a thread that locks twice waits for itself.
+//
+// The lock lives in a file of the installation. A file that another user could
+// hold or aim elsewhere (a link, not a regular file, a foreign owner, rights beyond
+// 0660) is not used: the lock then orders the threads of this process only.
 class ProcessLock {
  public:
   virtual ~ProcessLock() = default;

@@ -242,6 +242,8 @@ formatted_log_t::~formatted_log_t() {
 
 void formatted_log_t::uninitializeLogger() { LogWriter::flush(); }
 
+bool formatted_log_t::useLogFile(const char* fileName) { return LogWriter::useFileName(fileName); }
+
 int formatted_log_t::get_log_level() { return m_log_level; }
 
 void formatted_log_t::set_log_level(int level) { m_log_level = level; }

@@ -4,6 +4,8 @@
 #include "utils/LogWriter.h"
 
 #include <chrono>
+#include <limits.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -18,18 +20,21 @@ namespace utils {
 namespace {
 
 // The writer's rotation state, static like the rest of it.
-char g_rotatedPath[128] = "";
+char g_rotatedPath[LogWriter::kRotatedPathCapacity] = "";
 char g_rotationSuffix[16] = "";
 int g_foundCount = 0;
 std::int64_t g_oldestTime = 0;
 
 // Room for one deletion target: directory, "/", name.
-constexpr std::size_t kTargetCapacity = 260;
+constexpr std::size_t kTargetCapacity = LogWriter::kPathCapacity + NAME_MAX + 2;
+
+// The lock file of the log directory is never a log file, whatever the base name.
+constexpr char kLockFileName[] = ".InitSemaphore.lock";
 
 // A log file is any entry that is not a directory and whose name contains the base
 // name anywhere, so "norvane-old.log" beside "norvane.txt" counts too.
 bool isLogFile(const platform::DirectoryEntry& entry, const char* baseName) {
-  return !entry.isDirectory && std::strstr(entry.name.c_str(), baseName) != nullptr;
+  return !entry.isDirectory && std::strstr(entry.name.c_str(), baseName) != nullptr && entry.name != kLockFileName;
 }
 
 // Last-write times are compared to the nanosecond, so that files rotated within
@@ -78,6 +83,37 @@ bool deleteOldestLogFile(const char* directory, const char* baseName, bool& remo
 
 void LogWriter::applyActiveFileRights() { FileHelper::applyNorvaneFilePermission(m_logPath); }
 
+bool LogWriter::makeRotatedPath() {
+  m_currentTime = platform::host().clock().localTime();
+  std::snprintf(g_rotationSuffix, sizeof g_rotationSuffix, "_%02d%02d_%02d%02d%02d",
+                m_currentTime.day, m_currentTime.month, m_currentTime.hour,
+                m_currentTime.minute, m_currentTime.second);
+  // The extension of the active file is dropped, whatever it is; ".txt" always ends
+  // the rotated name.
+  const std::size_t stemLength = std::strlen(m_logPath) - 4;
+  const int length = std::snprintf(g_rotatedPath, sizeof g_rotatedPath, "%.*s%s.txt",
+                                   static_cast<int>(stemLength), m_logPath, g_rotationSuffix);
+  return length >= 0 && static_cast<std::size_t>(length) < sizeof g_rotatedPath;
+}
+
+void LogWriter::keepWhatTheActiveFileHeld() {
+  std::FILE* active = std::fopen(m_logPath, "rb");
+  if (active == nullptr) return;
+  char chunk[8192];
+  std::size_t got = std::fread(chunk, 1, sizeof chunk, active);
+  // An empty file adds nothing. A copy and not a rename: processes that still write
+  // to the active file go on where they were. A rotated file of the same second
+  // takes the copy at its end.
+  std::FILE* rotated =
+      got > 0 && makeRotatedPath() ? platform::host().fileSystem().openLogFile(g_rotatedPath, false) : nullptr;
+  if (rotated != nullptr) {
+    FileHelper::applyNorvaneFilePermission(g_rotatedPath);
+    for (; got > 0; got = std::fread(chunk, 1, sizeof chunk, active)) std::fwrite(chunk, 1, got, rotated);
+    std::fclose(rotated);
+  }
+  std::fclose(active);
+}
+
 void LogWriter::trimOldFiles() {
   // Deleting until no more than the file count are left would never end while the
   // oldest file cannot be deleted, and the log lock is held all the while: the
@@ -99,18 +135,9 @@ void LogWriter::checkRotation() {
   std::fclose(m_stream);
   m_stream = nullptr;
 
-  m_currentTime = platform::host().clock().localTime();
-  std::snprintf(g_rotationSuffix, sizeof g_rotationSuffix, "_%02d%02d_%02d%02d%02d",
-                m_currentTime.day, m_currentTime.month, m_currentTime.hour,
-                m_currentTime.minute, m_currentTime.second);
-  // The extension of the active file is dropped, whatever it is; ".txt" always ends
-  // the rotated name.
-  const std::size_t stemLength = std::strlen(m_logPath) - 4;
-  const int length = std::snprintf(g_rotatedPath, sizeof g_rotatedPath, "%.*s%s.txt",
-                                   static_cast<int>(stemLength), m_logPath, g_rotationSuffix);
   // A rotated name too long for its buffer is handled like a failed rename: the
   // same file goes on.
-  if (length >= 0 && static_cast<std::size_t>(length) < sizeof g_rotatedPath) {
+  if (makeRotatedPath()) {
     // The rename never replaces an existing file: a second rotation within the same
     // second fails and the active file simply goes on, instead of overwriting the
     // file rotated a moment before. The loop ends at the first failure, which after
@@ -131,8 +158,11 @@ void LogWriter::checkRotation() {
   }
 
   // Not tested: without a stream, later writes and rotation checks do nothing. Nor
-  // made unbuffered: from here on the file keeps the C library's default buffering.
-  m_stream = std::fopen(m_logPath, "ab");
+  // made unbuffered: from here on the file is buffered, whatever the cache mode.
+  m_stream = platform::host().fileSystem().openLogFile(m_logPath, false);
+  if (m_stream == nullptr) return;
+  applyActiveFileRights();
+  setBuffering(true);
   identifyStream();
 }
 

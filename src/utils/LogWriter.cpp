@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <mutex>
 #include <string>
 
@@ -30,11 +29,11 @@ platform::LocalTime LogWriter::m_stampTime;
 char LogWriter::m_prefix[64] = "";
 std::size_t LogWriter::m_prefixLength = 0;
 char LogWriter::m_threadId[8] = "";
-char LogWriter::m_logDirectory[64] = "";
-wchar_t LogWriter::m_logDirectoryWide[64] = L"";
-char LogWriter::m_logPath[128] = "";
-char LogWriter::m_baseName[64] = "";
-wchar_t LogWriter::m_baseNameWide[64] = L"";
+char LogWriter::m_logDirectory[kPathCapacity] = "";
+char LogWriter::m_logPath[kPathCapacity] = "";
+char LogWriter::m_baseName[kPathCapacity] = "";
+char LogWriter::m_chosenFileName[NAME_MAX + 1] = "";
+char LogWriter::m_lockPath[kPathCapacity] = "";
 char LogWriter::m_line[64 + 512] = "";
 bool LogWriter::m_fileIdentified = false;
 std::uint64_t LogWriter::m_fileDevice = 0;
@@ -142,7 +141,16 @@ std::atomic<bool> g_hasHeld{false};
 // Written only with the log lock held.
 HeldStatement g_heldScratch;
 
-std::mutex g_lockCreation;
+// Orders the starts of this process's threads; the log lock orders the processes.
+std::mutex g_starting;
+
+// The lock file beside the log files; no log file's name can contain it, as it is
+// never counted or deleted as one.
+constexpr char kLockFileName[] = ".InitSemaphore.lock";
+
+// A buffered stream gets this buffer, so that the writer knows what still fits and
+// can hand the file whole lines only.
+char g_streamBuffer[64 * 1024];
 
 bool heldBackOnThisThread(bool started) {
   return t_insideWriter || (t_holdDepth > 0 && !started);
@@ -289,16 +297,7 @@ void LogWriter::writeHeldBack() {
 
 int LogWriter::start() {
   if (m_started.load(std::memory_order_acquire)) return kStarted;
-  if (!m_lockMade.load(std::memory_order_acquire)) {
-    std::lock_guard<std::mutex> creating(g_lockCreation);
-    if (!m_lockMade.load(std::memory_order_relaxed)) {
-      if (m_lock == nullptr) m_lock = platform::host().openProcessLock("InitSemaphore").release();
-      if (m_lock == nullptr) return kNoLock;
-      m_lockMade.store(true, std::memory_order_release);
-    }
-  }
-
-  WriterLock locked(*m_lock);
+  std::lock_guard<std::mutex> starting(g_starting);
   if (m_started.load(std::memory_order_relaxed)) return kStarted;
 
   unsigned int cacheMode = 0;
@@ -317,68 +316,109 @@ int LogWriter::start() {
     if (!splitPath(path)) return kUnusablePath;
     m_level.store(static_cast<unsigned char>(level), std::memory_order_relaxed);
   }
+  applyFileName();
+  if (!openLock()) return kNoLock;
 
-  // Opening for output empties the active file: its content never survives a
-  // new start of the logger, in any process.
-  { std::ofstream truncate(m_logPath, std::ios::out); }
-  applyActiveFileRights();
-
-  m_cacheMode.store(static_cast<unsigned char>(cacheMode), std::memory_order_relaxed);
+  WriterLock locked(*m_lock);
   m_fileCount = static_cast<unsigned char>(fileCount);
   m_fileSizeInMb = static_cast<unsigned char>(fileSizeInMb);
+  const int result = openActiveFile(cacheMode);
+  if (result != kStarted) return result;
+  static const bool exitFlushRegistered = std::atexit(&LogWriter::flushAtExit) == 0;
+  (void)exitFlushRegistered;
+  m_started.store(true, std::memory_order_release);
+  return kStarted;
+}
+
+bool LogWriter::openLock() {
+  if (m_lockMade.load(std::memory_order_acquire)) return true;
+  if (m_lock == nullptr) {
+    std::snprintf(m_lockPath, sizeof m_lockPath, "%s/%s", m_logDirectory, kLockFileName);
+    m_lock = platform::host().openProcessLock(m_lockPath).release();
+    if (m_lock == nullptr) return false;
+  }
+  m_lockMade.store(true, std::memory_order_release);
+  return true;
+}
+
+int LogWriter::openActiveFile(unsigned int cacheMode) {
+  // Opening for output empties the active file (every start does, in any process);
+  // what it held goes to a rotated file first, so that a restart after a crash
+  // keeps the lines that tell why.
+  keepWhatTheActiveFileHeld();
+  platform::FileSystem& files = platform::host().fileSystem();
+  if (std::FILE* emptied = files.openLogFile(m_logPath, true)) std::fclose(emptied);
+  applyActiveFileRights();
+  m_cacheMode.store(static_cast<unsigned char>(cacheMode), std::memory_order_relaxed);
 
   trimOldFiles();
 
-  m_stream = std::fopen(m_logPath, "ab");
+  m_stream = files.openLogFile(m_logPath, false);
   if (m_stream == nullptr) {
     // The lock object itself stays: other threads may be waiting on it, and the
     // next statement starts again from the top and reuses it.
     m_lockMade.store(false, std::memory_order_release);
     return kCannotOpen;
   }
-  if (cacheMode == 0) std::setvbuf(m_stream, nullptr, _IONBF, 0);
+  setBuffering(cacheMode != 0);
   identifyStream();
-  static const bool exitFlushRegistered = std::atexit(&LogWriter::flushAtExit) == 0;
-  (void)exitFlushRegistered;
-
-  m_started.store(true, std::memory_order_release);
   return kStarted;
 }
 
+void LogWriter::setBuffering(bool buffered) {
+  if (buffered) {
+    std::setvbuf(m_stream, g_streamBuffer, _IOFBF, sizeof g_streamBuffer);
+  } else {
+    std::setvbuf(m_stream, nullptr, _IONBF, 0);
+  }
+}
+
+bool LogWriter::useFileName(const char* fileName) {
+  if (fileName == nullptr) return false;
+  const std::size_t length = std::strlen(fileName);
+  // The base name is the file name less its last four characters: it must keep at
+  // least one, or every file of the directory would count as a log file.
+  const bool usable = length > 4 && length < sizeof m_chosenFileName && std::strchr(fileName, '/') == nullptr &&
+                      std::strchr(fileName, '\\') == nullptr;
+  if (!usable) return false;
+  std::lock_guard<std::mutex> starting(g_starting);
+  if (m_started.load(std::memory_order_acquire)) return false;
+  std::memcpy(m_chosenFileName, fileName, length + 1);
+  return true;
+}
+
+void LogWriter::applyFileName() {
+  if (m_chosenFileName[0] == '\0') return;
+  const std::size_t directoryLength = std::strlen(m_logDirectory);
+  const std::size_t nameLength = std::strlen(m_chosenFileName);
+  if (directoryLength + 1 + nameLength >= sizeof m_logPath) return;
+  // The separator the configured path used.
+  const char separator = m_logPath[directoryLength];
+  std::snprintf(m_logPath, sizeof m_logPath, "%s%c%s", m_logDirectory, separator, m_chosenFileName);
+  std::memcpy(m_baseName, m_chosenFileName, nameLength - 4);
+  m_baseName[nameLength - 4] = '\0';
+}
+
 // Splits the active file's path into directory and base name (the file name less
-// its last four characters). A path that does not fit the fixed buffers (128 bytes
-// with its terminator, 64 for the directory and for the base name), that has no
-// separator, or whose file name is shorter than four characters is refused and the
-// logger does not start; it tries again on the next statement.
+// its last four characters). A path the system would not take (PATH_MAX bytes or
+// more), one with no separator, or one whose file name is shorter than four
+// characters is refused and the logger does not start; it tries again on the next
+// statement.
 bool LogWriter::splitPath(const std::string& path) {
-  if (path.size() >= sizeof m_logPath) return false;
+  if (path.size() >= sizeof m_logPath || path.find('\0') != std::string::npos) return false;
   std::string::size_type separator = path.rfind('/');
   if (separator == std::string::npos) separator = path.rfind('\\');
   if (separator == std::string::npos) return false;
   std::string::size_type nameStart = separator + 1;
   if (path.size() < nameStart + 4) return false;
   std::string::size_type baseLength = path.size() - 4 - nameStart;
-  if (separator >= sizeof m_logDirectory || baseLength >= sizeof m_baseName) return false;
 
   std::memcpy(m_logPath, path.c_str(), path.size() + 1);
   std::memcpy(m_logDirectory, path.data(), separator);
   m_logDirectory[separator] = '\0';
   std::memcpy(m_baseName, path.data() + nameStart, baseLength);
   m_baseName[baseLength] = '\0';
-  widen(m_logDirectory, m_logDirectoryWide);
-  widen(m_baseName, m_baseNameWide);
   return true;
-}
-
-void LogWriter::widen(const char* narrow, wchar_t (&wide)[64]) {
-  if (std::mbstowcs(wide, narrow, 64) == static_cast<std::size_t>(-1)) {
-    // Not valid in the current locale: carry the bytes over one by one, so the
-    // wide names still match the narrow ones byte for byte.
-    std::size_t i = 0;
-    for (; narrow[i] != '\0' && i < 63; ++i) wide[i] = static_cast<unsigned char>(narrow[i]);
-    wide[i] = L'\0';
-  }
-  wide[63] = L'\0';
 }
 
 std::size_t LogWriter::buildPrefix(int level) {
@@ -426,10 +466,17 @@ void LogWriter::emit(std::size_t prefixLength, std::size_t length) {
   // than written through a null stream.
   if (m_stream == nullptr) return;
   const std::size_t total = prefixLength + length;
-  const std::size_t heldBefore = __fpending(m_stream);
+  std::size_t heldBefore = __fpending(m_stream);
   // Less than the last write left: the buffer went out meanwhile, without the lock
   // (a flush of every stream by the program).
   if (heldBefore < m_heldAfterLastWrite) noteWrittenOutsideTheLock();
+  // A buffer that cannot take the whole line goes to the file first: the stream
+  // would otherwise let out the part that fits, and another process's line could
+  // land in the middle of this one.
+  if (heldBefore > 0 && heldBefore + total > sizeof g_streamBuffer) {
+    flushStream();
+    heldBefore = __fpending(m_stream);
+  }
   std::fwrite(m_line, 1, total, m_stream);
   if (m_exiting) std::fflush(m_stream);
   // What the stream does not hold now went to the file.

@@ -1,12 +1,15 @@
 // The process-wide log writer behind logMsg. There is no logger object: all state
 // is static, in fixed buffers, so that writing a line allocates nothing.
 //
-// The cross-process lock named after "InitSemaphore" serialises the start and each
-// whole write (prefix, the write, rotation check) across every process of the
-// machine that logs; it is the only guard of the state below, and beside it lies the
+// The cross-process lock "InitSemaphore", a file in the log directory, serialises the
+// start and each whole write (prefix, the write, rotation check) across every process
+// that logs there; it is the only guard of the state below, and beside it lies the
 // size of the active file that all of them keep up to date (LogFileSize.cpp). Each
-// process keeps its own stream on the shared file, opened for appending.
+// process keeps its own stream on the shared file, opened for appending, and hands
+// the file whole lines only.
 #pragma once
+
+#include <limits.h>
 
 #include <atomic>
 #include <cstdarg>
@@ -44,17 +47,30 @@ class LogWriter {
   static void flush();
   // Writes statements held back during a start, if the logger can start now.
   static void flushHeldBack();
+  // formatted_log_t::useLogFile: false once started or for an unusable name.
+  static bool useFileName(const char* fileName);
+
+  // Paths of any length the system takes; a rotated name adds its date and ".txt".
+  static constexpr std::size_t kPathCapacity = PATH_MAX;
+  static constexpr std::size_t kRotatedPathCapacity = PATH_MAX + 32;
 
  private:
   enum StartResult { kStarted = 0, kNoLock = 4, kCannotOpen = 5, kUnusablePath = 6 };
 
   static int start();
+  // With the lock held: the file rights, what the active file held, the emptying,
+  // the trim, the stream.
+  static int openActiveFile(unsigned int cacheMode);
+  static bool openLock();
+  // Puts the file name given to useFileName in place of the configured one.
+  static void applyFileName();
+  // Gives the stream the writer's own buffer (cache mode) or none.
+  static void setBuffering(bool buffered);
   // The common write path; `expand` formats the message into a buffer and
   // returns its length.
   template <typename Expand>
   static unsigned int writeExpanded(int level, Expand expand);
   static bool splitPath(const std::string& path);
-  static void widen(const char* narrow, wchar_t (&wide)[64]);
   // Builds the prefix and copies it to the start of the line; returns its length.
   static std::size_t buildPrefix(int level);
   static void appendToPrefix(const char* text, std::size_t length);
@@ -63,8 +79,13 @@ class LogWriter {
   static void writeHeldBack();
 
   // ---- log rotation and retention (LogRotation.cpp). Each runs with the lock held.
-  // After the truncating open of the start: give the active file its rights.
+  // After the truncating open of the start and the reopen of a rotation: give the
+  // active file its rights.
   static void applyActiveFileRights();
+  // Start, before the active file is emptied: copy what it holds to a rotated file.
+  static void keepWhatTheActiveFileHeld();
+  // The rotated name of the active file at the current time.
+  static bool makeRotatedPath();
   // Start, before the active file is opened for appending: delete the oldest log
   // files until no more than the file count are left.
   static void trimOldFiles();
@@ -104,11 +125,12 @@ class LogWriter {
   static char m_prefix[64];
   static std::size_t m_prefixLength;
   static char m_threadId[8];
-  static char m_logDirectory[64];
-  static wchar_t m_logDirectoryWide[64];
-  static char m_logPath[128];
-  static char m_baseName[64];
-  static wchar_t m_baseNameWide[64];
+  static char m_logDirectory[kPathCapacity];
+  static char m_logPath[kPathCapacity];
+  static char m_baseName[kPathCapacity];
+  // The file name a client chose instead of the configured one, or empty.
+  static char m_chosenFileName[NAME_MAX + 1];
+  static char m_lockPath[kPathCapacity];
   // The line being written: its prefix (at most 63 characters) and then the message
   // buffer of 512 bytes, so that a line goes out in one write.
   static char m_line[64 + 512];

@@ -92,7 +92,7 @@ TEST_F(SlapdTest, NorvanectlTakesThePasswordFromAPipe) {
   EXPECT_EQ("verdict: accepted\naccess level: 2 (FULL_ACCESS)\nerror code: 0\nerror message: ''\n",
             run.out.substr(run.out.find_first_not_of('\n')));
   EXPECT_EQ("", run.err);
-  const std::string log = installation.readHomeFile("logs/norvane.txt");
+  const std::string log = installation.readHomeFile("logs/norvanectl.txt");
   EXPECT_NE(std::string::npos, log.find("Final strDNName:cn=alice,dc=example,dc=com"));
   EXPECT_EQ(std::string::npos, log.find("alicepw"));
 }

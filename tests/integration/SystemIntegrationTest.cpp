@@ -11,6 +11,7 @@
 #include <csignal>
 #include <iostream>
 #include <regex>
+#include <chrono>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -59,6 +60,13 @@ NORVANE_CHILD(syslog_records) {
     std::snprintf(address.sun_path, sizeof address.sun_path, "/dev/log");
     if (bind(listener, reinterpret_cast<struct sockaddr*>(&address), sizeof address) != 0) return 3;
     if (stream && listen(listener, 16) != 0) return 3;
+  }
+  if (args[1] == "stalled") {  // a datagram logger that never reads: its queue fills
+    const auto begin = std::chrono::steady_clock::now();
+    std::cout << "results ";
+    for (int record = 0; record < 12; ++record) std::cout << utils::System::get_instance()->doSystemLog("m", 1, 0, 1);
+    std::cout << " within 5 s " << (std::chrono::steady_clock::now() - begin < std::chrono::seconds(5)) << "\n";
+    return 0;
   }
   if (args.size() > 2) {
     const auto run = testsupport::runTool(args[2], std::vector<std::string>(args.begin() + 3, args.end()));
@@ -135,6 +143,9 @@ TEST(SystemLogIntegrationTest, RecordsReachTheLoggerWithPriorityIdentityAndTextO
   }
   const testsupport::ChildResult run = testsupport::runChild("syslog_records", {installation.storeRoot(), "none"});
   EXPECT_TRUE(std::regex_match(run.output, std::regex(R"(pid \d+\nresults 0000\n)"))) << run.output;
+  // A logger that stopped reading holds no caller for more than about a second.
+  const testsupport::ChildResult stalled = testsupport::runChild("syslog_records", {installation.storeRoot(), "stalled"});
+  EXPECT_TRUE(std::regex_match(stalled.output, std::regex(R"(results 1{10,12}0+ within 5 s 1\n)"))) << stalled.output;
 }
 
 TEST(NetworkIdentityIntegrationTest, MACAddressAndAddressesInsideANamespace) {

@@ -63,7 +63,7 @@ struct ConsoleHome : testsupport::HomedInstallation {
   void writeAlerts(const std::string& text) const { testsupport::writeFile(alertFile(), text); }
   std::vector<std::string> args() const { return {"--store-root", storeRoot(), "console"}; }
   ToolResult console(const std::string& input) const { return testsupport::runTool(NORVANECTL_PATH, args(), input); }
-  std::string log() const { return readHomeFile("logs/norvane.txt"); }
+  std::string log() const { return readHomeFile("logs/norvanectl.txt"); }
   // The alert configuration file read back.
   json::Object alerts() const { return jsontest::read(testsupport::readFile(alertFile())); }
   // The SMTP server file deciphered by the secret store on this host, in a fresh

@@ -21,7 +21,7 @@ namespace {
 struct Installed : testsupport::HomedInstallation {
   Installed() : HomedInstallation("log_level = 255\nlog_cache_mode = 0\n") {}
   std::string bin() const { return home() + "/bin"; }
-  std::string log() const { return readFile(home() + "/logs/norvane.txt"); }
+  std::string log() const { return readFile(home() + "/logs/norvanectl.txt"); }
   // norvanectl --store-root <store> ARGS, standard input from `input`.
   testsupport::ToolResult ctl(const std::vector<std::string>& args, const std::string& input = "") const {
     return testsupport::runCtl(NORVANECTL_PATH, storeRoot(), args, input);

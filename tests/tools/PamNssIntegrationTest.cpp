@@ -90,7 +90,7 @@ TEST_F(PamNssTest, LocalLoginsGetTheirLevelFromTheGroupDatabase) {
   EXPECT_EQ(verdict(1, false, 0, 7, "Authentication failure"), auth({"local", "nobody"}, "x"));
   // The domain's account is no local one: pam_matrix refuses it in the account step.
   EXPECT_EQ(verdict(1, false, 0, 6, "Permission denied"), auth({"local", "alice@corp.test"}, "domainpw"));
-  const std::string log = m_installation.readHomeFile("logs/norvane.txt");  // the last run's
+  const std::string log = m_installation.readHomeFile("logs/norvanectl.txt");  // the last run's
   EXPECT_NE(std::string::npos, log.find("User 'alice@corp.test' failed to login to local server: 'Permission denied'"));
   EXPECT_EQ(std::string::npos, log.find("domainpw"));
 }

@@ -50,11 +50,10 @@ std::string ldap(const std::string& user, const std::string& password, const std
 
 std::vector<std::string> logLines(const std::string& containing) {
   // Lines written at the "always" level carry no banner.
-  static const std::regex always(R"(^\d\d/\d\d \d\d:\d\d:\d\d [0-9a-f]+(.*)$)");
   std::vector<std::string> found;
-  std::smatch match;
   for (std::string line : g_mark->entries()) {
-    if (std::regex_match(line, match, always)) line = "Always: " + match[1].str();
+    const testsupport::LogLine parsed = testsupport::parseLogLine(line);
+    if (parsed.stamped) line = "Always: " + parsed.afterId;
     if (line.find(containing) != std::string::npos) found.push_back(line);
   }
   return found;

@@ -18,6 +18,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "support/LogReader.h"
 #include "support/TempInstallation.h"
 
 namespace conversiontest {
@@ -83,12 +84,10 @@ inline void expectAll(const std::string& text, const std::vector<std::string>& l
 
 // The lines of the log at `path` that `wanted` finds, with the stamp and thread id removed.
 inline std::vector<std::string> logEntries(const std::string& path, const std::regex& wanted) {
-  static const std::regex prefix(R"(\d\d/\d\d \d\d:\d\d:\d\d [0-9a-f]+(.*))");
   std::vector<std::string> entries;
-  std::istringstream text(testsupport::readFile(path));
-  std::smatch match;
-  for (std::string line; std::getline(text, line);) {
-    const std::string entry = std::regex_match(line, match, prefix) ? match[1].str() : line;
+  for (const std::string& line : testsupport::logTextLines(testsupport::readFile(path))) {
+    const testsupport::LogLine parsed = testsupport::parseLogLine(line);
+    const std::string entry = parsed.stamped ? parsed.afterId : line;
     if (std::regex_search(entry, wanted)) entries.push_back(entry);
   }
   return entries;

@@ -371,27 +371,41 @@ TEST(LogCacheModeTest, BufferedUntilUninitializeOnlyInModeOne) {
 
 // ---- start: restart, unusable paths, retry ---------------------------------------
 
+// Logs each argument as a line; "=NAME" first chooses the log file (empty: none).
 LOG_CHILD(log_one_line) {
   unsigned int result = 0;
-  for (std::size_t i = 2; i < args.size(); ++i) result = logMsg(utils::INFO, "%s\n", args[i].c_str());
+  std::size_t first = 2;
+  if (args.size() > 2 && args[2].rfind("=", 0) == 0) {
+    if (args[2].size() > 1 && !utils::formatted_log_t::useLogFile(args[2].c_str() + 1)) return 4;
+    ++first;
+  }
+  for (std::size_t i = first; i < args.size(); ++i) result = logMsg(utils::INFO, "%s\n", args[i].c_str());
   std::printf("result=%u level=%u\n", result, static_cast<unsigned>(getLogLevel()));
   return 0;
 }
 
-TEST(LogStartTest, PathTooLongForTheBuffersIsRefused) {
+// A home of 200 bytes logs (directory, base name and rotated names of any length the
+// system takes); a log file of its own choice puts the process's lines beside the
+// configured file, rotated under its own base name.
+TEST(LogStartTest, LongPathsLogAndAChosenFileTakesTheProcesssLines) {
   testsupport::TempInstallation installation;
-  installation.useStore();
-  // 128 bytes for the whole path, 64 for its directory.
-  for (std::size_t length : {140u, 70u}) {
-    std::string home = installation.root() + "/" + std::string(length - installation.root().size() - 1, 'h');
-    std::filesystem::create_directories(home + "/logs");
-    std::filesystem::create_directories(home + "/conf");
-    testsupport::writeFile(home + "/conf/Norvane.conf", config(64, 0));
-    installation.registerHome(home);
-    auto result = testsupport::runChild("log_one_line", {installation.storeRoot(), home, "x"});
-    EXPECT_THAT(result.output, HasSubstr("result=2 level=0")) << length;
-    EXPECT_FALSE(std::filesystem::exists(home + "/logs/norvane.txt")) << length;
+  const std::string home = installation.root() + "/" + std::string(199 - installation.root().size(), 'h');
+  ASSERT_EQ(200u, home.size());
+  for (const char* directory : {"/logs", "/conf"}) std::filesystem::create_directories(home + directory);
+  testsupport::writeFile(home + "/conf/Norvane.conf", config(64, 0, "log_file_size = 0\n"));
+  installation.registerHome(home);
+  const std::string chosen(200, 'c');
+  for (const std::string& file : {std::string(), chosen + ".log"}) {
+    auto result = testsupport::runChild("log_one_line", {installation.storeRoot(), home, "=" + file, "x"});
+    EXPECT_THAT(result.output, HasSubstr("result=2 level=64")) << file;
   }
+  std::set<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(home + "/logs")) {
+    names.insert(std::regex_replace(entry.path().filename().string(), std::regex(R"(_\d{4}_\d{6})"), "_<date>"));
+  }
+  EXPECT_EQ((std::set<std::string>{".InitSemaphore.lock", "norvane.txt", "norvane_<date>.txt", chosen + ".log",
+                                   chosen + "_<date>.txt"}),
+            names);
 }
 
 LOG_CHILD(log_until_directory_exists) {

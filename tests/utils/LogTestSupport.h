@@ -26,6 +26,7 @@
 #include "platform/Host.h"
 #include "platform/MachineStore.h"
 #include "support/ChildProcess.h"
+#include "support/LogReader.h"
 #include "support/SecondZeroFreeHost.h"
 #include "support/TempInstallation.h"
 #include "utils/ConcurrencyTestSupport.h"
@@ -75,12 +76,7 @@ inline void enterChild(const std::vector<std::string>& args, unsigned int second
   static int log_child_##name([[maybe_unused]] const std::vector<std::string>& args)
 inline std::string childLogPath(const std::vector<std::string>& args) { return args.at(1) + "/logs/norvane.txt"; }
 
-inline std::vector<std::string> lines(const std::string& text) {
-  std::vector<std::string> result;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) result.push_back(line);
-  return result;
-}
+inline std::vector<std::string> lines(const std::string& text) { return testsupport::logTextLines(text); }
 
 // "DD/MM hh:mm:ss <hex id>" as the prefix of a written line. The stamp is missing
 // when the process's first line falls in a seconds field of 0.
@@ -100,9 +96,8 @@ inline void expectLines(const std::string& log, const std::vector<std::string>& 
 // The message of each line: after the banner, or right after the thread id for a
 // level without one (the tests' messages start with letters that are no hex digits).
 inline std::vector<std::string> messages(const std::string& log) {
-  static const std::regex prefix(R"(^(\d\d/\d\d \d\d:\d\d:\d\d )?[0-9a-f]+( \| [A-Za-z ]{10}: )?)");
   std::vector<std::string> result;
-  for (const auto& line : lines(log)) result.push_back(std::regex_replace(line, prefix, ""));
+  for (const auto& line : lines(log)) result.push_back(testsupport::parseLogLine(line).message);
   return result;
 }
 

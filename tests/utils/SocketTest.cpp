@@ -56,11 +56,9 @@ class ScriptedPeer {
 
 // The entries of a mark without the function entries; a reply's CR is dropped.
 Lines messages(const LogMark& mark) {
-  static const std::regex line(R"(^(?:\d\d/\d\d \d\d:\d\d:\d\d )?[0-9a-f]+ \| ([A-Za-z ]+?) *: (.*)\r$)");
   Lines found;
-  std::smatch match;
   for (std::string entry : mark.entries()) {
-    if (std::regex_match(entry, match, line)) entry = match[1].str() + ": " + match[2].str();
+    if (!entry.empty() && entry.back() == '\r') entry.pop_back();
     if (entry.rfind("Fn Entry", 0) != 0) found.push_back(entry);
   }
   return found;

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "support/FakeHost.h"
+#include "support/LogReader.h"
 #include "support/TempInstallation.h"
 
 namespace systemtest {
@@ -38,12 +39,11 @@ class LogMark {
  public:
   LogMark() : m_start(testsupport::readFile(InstallationEnvironment::s_logPath).size()) {}
   std::vector<std::string> entries() const {
-    static const std::regex line(R"(^(?:\d\d/\d\d \d\d:\d\d:\d\d )?[0-9a-f]+ \| ([A-Za-z ]+?) *: (.*)$)");
     std::vector<std::string> found;
-    std::istringstream in(testsupport::readFile(InstallationEnvironment::s_logPath).substr(m_start));
-    std::smatch match;
-    for (std::string item; std::getline(in, item);) {
-      found.push_back(std::regex_match(item, match, line) ? match[1].str() + ": " + match[2].str() : item);
+    for (const std::string& item :
+         testsupport::logTextLines(testsupport::readFile(InstallationEnvironment::s_logPath).substr(m_start))) {
+      const testsupport::LogLine line = testsupport::parseLogLine(item);
+      found.push_back(line.level.empty() ? item : line.level + ": " + line.message);
     }
     return found;
   }

@@ -88,7 +88,7 @@ Finding logsDirectory(const Installation& installation) {
   const std::string item = "logs directory";
   const std::string logs = installation.logDirectory(), logFile = installation.logFile();
   const std::string setHome = Installation::command("set-home " + Installation::shellWord(installation.home()));
-  const std::string problem = installation.logDirectoryAccessProblem();
+  const std::string problem = installation.logDirectoryProblem();
   struct stat info;
   if (installation.logDirectoryMissing()) return {item, problem, setHome + " creates it"};
   if (::stat(logs.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {

@@ -12,8 +12,6 @@
 namespace norvanectl {
 namespace {
 
-// The logger's directory buffer: 64 bytes with the terminator.
-constexpr std::size_t kLogDirectoryLimit = 63;
 // The store's value buffer: longer values are refused.
 constexpr off_t kHomeValueLimit = 1024;
 
@@ -47,26 +45,12 @@ std::string Installation::shellWord(const std::string& text) {
   return quoted + "'";
 }
 
-std::string Installation::logPathProblem() const {
-  const std::string directory = logDirectory();
-  if (directory.size() <= kLogDirectoryLimit) return "";
-  return "the log directory " + directory + " is " + std::to_string(directory.size()) +
-         " bytes long; the library's logger takes at most " + std::to_string(kLogDirectoryLimit) +
-         " and logs nothing (use a home path of at most " +
-         std::to_string(kLogDirectoryLimit - std::string("/logs").size()) + " bytes)";
-}
-
 bool Installation::logDirectoryMissing() const {
   struct stat info;
   return ::lstat(logDirectory().c_str(), &info) != 0 && errno == ENOENT;
 }
 
 std::string Installation::logDirectoryProblem() const {
-  const std::string tooLong = logPathProblem();
-  return tooLong.empty() ? logDirectoryAccessProblem() : tooLong;
-}
-
-std::string Installation::logDirectoryAccessProblem() const {
   const std::string directory = logDirectory();
   const std::string why = whyNotWritableDirectory(directory);
   if (why.empty()) return "";

@@ -33,15 +33,8 @@ class Installation {
   std::string alertConfiguration() const { return m_home + settings::layout::kAlertConfiguration; }
   std::string defaultAlertConfiguration() const { return m_home + settings::layout::kDefaultAlertConfiguration; }
 
-  // Why the library's logger cannot take logFile(), or "". Its buffers hold a
-  // directory of at most 63 bytes; a longer one silently stops all logging.
-  std::string logPathProblem() const;
-
-  // Why the log directory cannot take the log, or "": logPathProblem() first, then
-  // logDirectoryAccessProblem().
-  std::string logDirectoryProblem() const;
   // Why the log directory is missing, no directory or not writable, or "".
-  std::string logDirectoryAccessProblem() const;
+  std::string logDirectoryProblem() const;
   // Whether the log directory is simply not there (the home itself is).
   bool logDirectoryMissing() const;
 

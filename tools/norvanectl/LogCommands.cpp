@@ -10,6 +10,8 @@
 
 #include <sys/stat.h>
 
+#include <cctype>
+
 #include "Command.h"
 #include "FileProbe.h"
 #include "Installation.h"
@@ -34,9 +36,12 @@ const Level kLevels[] = {
     {"everything", utils::EVERYTHING, utils::log_everything},
 };
 
+// Level names are taken in any case ("INFO", "Info", "info").
 const Level* findLevel(const std::string& name) {
+  std::string lower = name;
+  for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   for (const Level& level : kLevels) {
-    if (name == level.name) return &level;
+    if (lower == level.name) return &level;
   }
   return nullptr;
 }
@@ -49,26 +54,83 @@ bool loggerStarted(unsigned char configured, const std::string& logFile) {
   return ::stat(logFile.c_str(), &info) == 0 && whyNotWritable(logFile).empty();
 }
 
-int runLog(Invocation& call) {
-  const Command& self = *findCommand("log");
-  std::vector<std::string> pairs;
-  bool restart = false, options = true;
-  for (const std::string& arg : call.args) {
+struct LogRequest {
+  std::vector<std::string> pairs;  // LEVEL MESSAGE, in order
+  bool restart = false;
+};
+
+// Reads the arguments; "" or why they are wrong.
+std::string readLogArguments(const std::vector<std::string>& args, LogRequest& request) {
+  bool options = true;
+  for (const std::string& arg : args) {
     if (options && arg == "--restart-log") {
-      restart = true;
+      request.restart = true;
     } else if (options && arg == "--") {
       options = false;
-    } else if (options && arg.size() > 1 && arg[0] == '-' && pairs.empty()) {
-      return usageError(call, self, "unknown option '" + arg + "'");
+    } else if (options && arg.size() > 1 && arg[0] == '-' && request.pairs.empty()) {
+      return "unknown option '" + arg + "'";
     } else {
       options = false;
-      pairs.push_back(arg);
+      request.pairs.push_back(arg);
     }
   }
-  if (pairs.empty() || pairs.size() % 2 != 0) return usageError(call, self, "log needs LEVEL MESSAGE pairs");
-  for (std::size_t i = 0; i < pairs.size(); i += 2) {
-    if (findLevel(pairs[i]) == nullptr) return usageError(call, self, "unknown level '" + pairs[i] + "'");
+  if (request.pairs.empty() || request.pairs.size() % 2 != 0) return "log needs LEVEL MESSAGE pairs";
+  for (std::size_t i = 0; i < request.pairs.size(); i += 2) {
+    if (findLevel(request.pairs[i]) == nullptr) return "unknown level '" + request.pairs[i] + "'";
+    // A line end inside a message would start a line of its own that looks like any
+    // other entry of the log.
+    if (request.pairs[i + 1].find_first_of("\r\n") != std::string::npos) {
+      return "message " + std::to_string(i / 2 + 1) + " holds a line end; a log line is one line";
+    }
   }
+  return "";
+}
+
+// How many bytes the active file holds (0 when it is missing), or -1 with the failure
+// reported.
+off_t bytesHeld(Invocation& call, const std::string& logFile) {
+  struct stat info;
+  if (::stat(logFile.c_str(), &info) != 0) return 0;
+  std::string problem;
+  if (!S_ISREG(info.st_mode)) {
+    problem = "log file " + logFile + " is " + kindOfSpecialFile(logFile);
+  } else if (!whyNotWritable(logFile).empty()) {
+    problem = "cannot write log file " + logFile + ": " + whyNotWritable(logFile);
+  }
+  if (problem.empty()) return info.st_size;
+  failure(call, problem);
+  return -1;
+}
+
+// Writes the lines; false with the failure reported when the logger did not start.
+bool writeLines(Invocation& call, const std::vector<std::string>& pairs, const std::string& logFile) {
+  // From here on the log is started: reading the settings may log (a missing
+  // configuration file) and every statement starts the logger, filtered or not.
+  const unsigned char configured =
+      static_cast<unsigned char>(launcher::Preferences::get_instance()->get_log_level());
+  for (std::size_t i = 0; i < pairs.size(); i += 2) {
+    const Level& level = *findLevel(pairs[i]);
+    // The message is an argument, never the format: '%' in it is plain text.
+    level.statement("%1%") % pairs[i + 1];
+    if (!loggerStarted(configured, logFile)) {
+      const std::string why = whyNotWritable(logFile);
+      failure(call, "the library could not open " + logFile + ": " + (why.empty() ? "its logger did not start" : why) +
+                        "; nothing was written");
+      return false;
+    }
+    if (static_cast<unsigned int>(level.level) > getLogLevel()) {
+      call.err << "norvanectl: note: level " << level.name << " (" << level.level << ") is above log_level "
+               << static_cast<unsigned int>(getLogLevel()) << "; line not written\n";
+    }
+  }
+  utils::formatted_log_t::uninitializeLogger();
+  return true;
+}
+
+int runLog(Invocation& call) {
+  LogRequest request;
+  const std::string wrong = readLogArguments(call.args, request);
+  if (!wrong.empty()) return usageError(call, *findCommand("log"), wrong);
 
   std::string home, problem;
   if (!Installation::storedHome(home, problem)) {
@@ -82,43 +144,18 @@ int runLog(Invocation& call) {
   }
   if (!problem.empty()) return failure(call, problem);
 
-  struct stat info;
-  off_t heldBytes = 0;
-  if (::stat(logFile.c_str(), &info) == 0) {
-    if (!S_ISREG(info.st_mode)) return failure(call, "log file " + logFile + " is " + kindOfSpecialFile(logFile));
-    const std::string why = whyNotWritable(logFile);
-    if (!why.empty()) return failure(call, "cannot write log file " + logFile + ": " + why);
-    heldBytes = info.st_size;
-  }
-  if (heldBytes > 0 && !restart) {
+  const off_t heldBytes = bytesHeld(call, logFile);
+  if (heldBytes < 0) return kFailed;
+  if (heldBytes > 0 && !request.restart) {
     return failure(call, logFile + " already holds " + std::to_string(heldBytes) +
                              " bytes of log lines; starting the log would empty it.\nRun '" +
                              Installation::command("log --restart-log LEVEL MESSAGE...") +
                              "' to empty it and write anyway.");
   }
-
-  // From here on the log is started: reading the settings may log (a missing
-  // configuration file) and every statement starts the logger, filtered or not.
-  const unsigned char configured =
-      static_cast<unsigned char>(launcher::Preferences::get_instance()->get_log_level());
-  for (std::size_t i = 0; i < pairs.size(); i += 2) {
-    const Level& level = *findLevel(pairs[i]);
-    // The message is an argument, never the format: '%' in it is plain text.
-    level.statement("%1%") % pairs[i + 1];
-    if (!loggerStarted(configured, logFile)) {
-      const std::string why = whyNotWritable(logFile);
-      return failure(call, "the library could not open " + logFile + ": " +
-                               (why.empty() ? "its logger did not start" : why) + "; nothing was written");
-    }
-    if (static_cast<unsigned int>(level.level) > getLogLevel()) {
-      call.err << "norvanectl: note: level " << level.name << " (" << level.level << ") is above log_level "
-               << static_cast<unsigned int>(getLogLevel()) << "; line not written\n";
-    }
-  }
-  utils::formatted_log_t::uninitializeLogger();
+  if (!writeLines(call, request.pairs, logFile)) return kFailed;
   if (heldBytes > 0) {
     call.err << "norvanectl: note: restarted " << logFile << "; the " << heldBytes
-             << " bytes it held are gone\n";
+             << " bytes it held went to a rotated file\n";
   }
   call.out << "log file: " << logFile << "\n";
   return kOk;
@@ -133,15 +170,17 @@ NORVANECTL_COMMANDS(log) {
       Command{"log", "log", "write lines to the installation's log",
               "log [--restart-log] LEVEL MESSAGE [LEVEL MESSAGE]...",
               "Writes each MESSAGE at its LEVEL, in order, to <home>/logs/norvane.txt, then\n"
-              "prints the log file's path. MESSAGE is plain text: a '%' in it is written as is.\n"
-              "Levels: always, critical, error, warning, info, debug, function_entry,\n"
-              "everything. A line whose level is above the configured log_level is not\n"
-              "written (noted on stderr).\n\n"
+              "prints the log file's path. MESSAGE is plain text: a '%' in it is written as is;\n"
+              "a line end in it is refused. Levels, in any case: always, critical, error,\n"
+              "warning, info, debug, function_entry, everything. A line whose level is above\n"
+              "the configured log_level is not written (noted on stderr).\n\n"
               "Every process that starts the library's log empties the active log file\n"
-              "first: this command would wipe the lines of a running server, or of an\n"
-              "earlier call. So it refuses (exit 1) when the file already holds lines;\n"
-              "--restart-log empties it and writes. Write lines that belong together in one\n"
-              "call. Rotated files are kept, up to log_file_count, as at any start of the log.\n\n"
+              "first (what it held goes to a rotated file): this command would take the lines\n"
+              "of a running server, or of an earlier call, out of the active file. So it\n"
+              "refuses (exit 1) when the file already holds lines; --restart-log empties it\n"
+              "and writes. Write lines that belong together in one call. Rotated files are\n"
+              "kept, up to log_file_count, as at any start of the log. Other commands log to\n"
+              "<home>/logs/norvanectl.txt and leave the server's log alone.\n\n"
               "Exit status: 0 written (or filtered out as noted); 1 no home path, the log\n"
               "directory is missing or not writable, the log holds lines and --restart-log\n"
               "was not given, or the library could not open the log; 2 wrong usage.\n",

@@ -5,6 +5,7 @@
 // Exit codes: 0 success, 1 the operation failed, 2 wrong usage.
 #include <NorvaneVersion.h>
 #include <service/WindowsServiceBase.h>
+#include <utils/Log.h>
 #include <utils/MachineStore.h>
 
 #include <algorithm>
@@ -61,60 +62,78 @@ int usage(const std::string& message) {
   return norvanectl::kUsage;
 }
 
-}  // namespace
+// What comes before the command. Nothing of the library runs while it is read, so
+// that the log file can still be chosen once the command is known.
+struct GlobalOptions {
+  std::string storeRoot, unitDirectory;
+  std::size_t next = 0;  // the command's index
+  int exitNow = -1;      // set when the options alone decide the exit status
+};
 
-int main(int argc, char** argv) {
-  std::vector<std::string> args(argv + 1, argv + argc);
-  std::size_t next = 0;
+// The value of "--name VALUE" or "--name=VALUE" at args[next], moving next past it;
+// false when the option is another one.
+bool optionValue(const std::vector<std::string>& args, std::size_t& next, const std::string& name,
+                 std::string& value) {
+  const std::string& option = args[next];
+  if (option == name) {
+    value = next + 1 < args.size() ? args[++next] : "";
+  } else if (option.rfind(name + "=", 0) == 0) {
+    value = option.substr(name.size() + 1);
+  } else {
+    return false;
+  }
+  ++next;
+  return true;
+}
+
+GlobalOptions readGlobalOptions(const std::vector<std::string>& args) {
+  GlobalOptions options;
+  std::size_t& next = options.next;
   while (next < args.size() && args[next].rfind("-", 0) == 0) {
     const std::string& option = args[next];
     if (option == "-h" || option == "--help") {
       printOverview(std::cout);
-      return norvanectl::kOk;
+      options.exitNow = norvanectl::kOk;
+      return options;
     }
     if (option == "--version") {
       std::cout << "norvanectl (libnorvane) " NORVANE_VERSION_STRING "\n";
-      return norvanectl::kOk;
+      options.exitNow = norvanectl::kOk;
+      return options;
     }
-    if (option == "--store-root" || option.rfind("--store-root=", 0) == 0) {
-      std::string root;
-      if (option == "--store-root") {
-        if (next + 1 >= args.size() || args[next + 1].empty()) {
-          return usage("--store-root needs a directory");
-        }
-        root = args[++next];
-      } else {
-        root = option.substr(std::string("--store-root=").size());
-        if (root.empty()) return usage("--store-root needs a directory");
-      }
-      utils::MachineStore::setRoot(root);
-      ++next;
-      continue;
+    if (optionValue(args, next, "--store-root", options.storeRoot)) {
+      if (options.storeRoot.empty()) options.exitNow = usage("--store-root needs a directory");
+    } else if (optionValue(args, next, "--unit-dir", options.unitDirectory)) {
+      if (options.unitDirectory.empty()) options.exitNow = usage("--unit-dir needs a directory");
+    } else {
+      options.exitNow = usage("unknown option '" + option + "'");
     }
-    if (option == "--unit-dir" || option.rfind("--unit-dir=", 0) == 0) {
-      const std::string directory =
-          option == "--unit-dir" ? (next + 1 < args.size() ? args[++next] : "") : option.substr(11);
-      if (directory.empty()) return usage("--unit-dir needs a directory");
-      WindowsServiceBase::setUnitDirectory(directory);
-      ++next;
-      continue;
-    }
-    return usage("unknown option '" + option + "'");
+    if (options.exitNow >= 0) return options;
   }
-  if (next >= args.size()) return usage("no command given");
+  if (next >= args.size()) options.exitNow = usage("no command given");
+  return options;
+}
 
-  std::string name = args[next++];
-  std::vector<std::string> rest(args.begin() + static_cast<std::ptrdiff_t>(next), args.end());
-  if (name == "help") {
-    if (rest.empty()) {
-      printOverview(std::cout);
-      return norvanectl::kOk;
-    }
-    const Command* command = norvanectl::findCommand(rest[0]);
-    if (command == nullptr) return usage("unknown command '" + rest[0] + "'");
-    norvanectl::printCommandHelp(std::cout, *command);
+int runHelp(const std::vector<std::string>& rest) {
+  if (rest.empty()) {
+    printOverview(std::cout);
     return norvanectl::kOk;
   }
+  const Command* command = norvanectl::findCommand(rest[0]);
+  if (command == nullptr) return usage("unknown command '" + rest[0] + "'");
+  norvanectl::printCommandHelp(std::cout, *command);
+  return norvanectl::kOk;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::vector<std::string> args(argv + 1, argv + argc);
+  const GlobalOptions options = readGlobalOptions(args);
+  if (options.exitNow >= 0) return options.exitNow;
+  const std::string name = args[options.next];
+  const std::vector<std::string> rest(args.begin() + static_cast<std::ptrdiff_t>(options.next) + 1, args.end());
+  if (name == "help") return runHelp(rest);
 
   const Command* command = norvanectl::findCommand(name);
   if (command == nullptr) return usage("unknown command '" + name + "'");
@@ -123,6 +142,12 @@ int main(int argc, char** argv) {
     norvanectl::printCommandHelp(std::cout, *command);
     return norvanectl::kOk;
   }
+  // Every start of the log empties its active file: the tool's own lines go to a file
+  // of their own, so that it never wipes a running server's log. Only `log` writes
+  // into the server's.
+  if (name != "log") utils::formatted_log_t::useLogFile("norvanectl.txt");
+  if (!options.storeRoot.empty()) utils::MachineStore::setRoot(options.storeRoot);
+  if (!options.unitDirectory.empty()) WindowsServiceBase::setUnitDirectory(options.unitDirectory);
 
   norvanectl::Invocation call{rest, std::cout, std::cerr};
   const int status = command->run(call);

@@ -4,6 +4,7 @@
 // rather than through openlog/syslog keeps the source name per record without
 // touching the identity the client process may have given syslog, and tells us
 // when no logger is there to take the record.
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <syslog.h>
@@ -19,6 +20,21 @@ namespace platform::posix {
 namespace {
 
 const char kLoggerSocket[] = "/dev/log";
+// How long a record waits for a logger that has stopped reading (its queue is full).
+constexpr int kStalledLoggerMilliseconds = 1000;
+
+// True once the socket takes more data; false when the logger has not read within
+// the time limit.
+bool waitUntilWritable(int fd) {
+  struct pollfd wanted {};
+  wanted.fd = fd;
+  wanted.events = POLLOUT;
+  int ready;
+  do {
+    ready = poll(&wanted, 1, kStalledLoggerMilliseconds);
+  } while (ready < 0 && errno == EINTR);
+  return ready > 0 && (wanted.revents & POLLOUT) != 0;
+}
 
 int priorityOf(int type) {
   switch (type) {
@@ -69,8 +85,8 @@ class SyslogSource final : public EventSource {
     if (m_socketType == SOCK_STREAM) message.push_back('\0');
     ssize_t sent;
     do {
-      sent = send(m_fd, message.data(), message.size(), MSG_NOSIGNAL);
-    } while (sent < 0 && errno == EINTR);
+      sent = send(m_fd, message.data(), message.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    } while (sent < 0 && (errno == EINTR || ((errno == EAGAIN || errno == EWOULDBLOCK) && waitUntilWritable(m_fd))));
     return sent == static_cast<ssize_t>(message.size());
   }
 
@@ -86,6 +102,12 @@ class SyslogEventLog final : public EventLog {
     int socketType = SOCK_DGRAM;
     const int fd = connectToLogger(socketType);
     if (fd < 0) return nullptr;
+    // A logger that no longer reads would hold the caller for ever; after a second
+    // the log counts as unreachable.
+    if (!waitUntilWritable(fd)) {
+      close(fd);
+      return nullptr;
+    }
     return std::make_unique<SyslogSource>(name, fd, socketType);
   }
 };

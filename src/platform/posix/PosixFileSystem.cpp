@@ -55,6 +55,14 @@ class PosixFileSystem final : public FileSystem {
     facts.size = static_cast<std::int64_t>(info.st_size);
     return true;
   }
+
+  std::FILE* openLogFile(const std::string& path, bool empty) override {
+    const int fd = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | (empty ? O_TRUNC : 0), 0640);
+    if (fd < 0) return nullptr;
+    std::FILE* stream = fdopen(fd, "ab");
+    if (stream == nullptr) close(fd);
+    return stream;
+  }
 };
 
 }  // namespace
@@ -67,6 +75,10 @@ namespace platform {
 
 bool FileSystem::describeOpenFile(std::FILE* stream, OpenFileFacts& facts) {
   return posixHost().fileSystem().describeOpenFile(stream, facts);
+}
+
+std::FILE* FileSystem::openLogFile(const std::string& path, bool empty) {
+  return posixHost().fileSystem().openLogFile(path, empty);
 }
 
 }  // namespace platform

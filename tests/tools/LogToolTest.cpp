@@ -1,0 +1,85 @@
+// norvanectl and the installation's log, end to end with the built tool.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+#include <utils/Log.h>
+
+#include <filesystem>
+
+#include "platform/MachineStore.h"
+#include "support/ChildProcess.h"
+#include "support/TempInstallation.h"
+#include "support/ToolRun.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testsupport::readFile;
+using testsupport::shown;
+
+testsupport::ToolResult ctl(const testsupport::TempInstallation& installation, const std::vector<std::string>& args) {
+  return testsupport::runCtl(NORVANECTL_PATH, installation.storeRoot(), args);
+}
+
+bool waitFor(const std::string& path) {
+  for (int tries = 0; tries < 3000 && !fs::exists(path); ++tries) usleep(10000);
+  return fs::exists(path);
+}
+
+}  // namespace
+
+// A server of the installation: logs "before", says so in args[1], waits for args[2],
+// logs "after".
+NORVANE_CHILD(running_writer) {
+  alarm(60);
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  platform::setMachineStoreRoot(args.at(0));
+  utils::log_info("before");
+  testsupport::writeFile(args.at(1), "");
+  if (!waitFor(args.at(2))) return 3;
+  utils::log_info("after");
+  return 0;
+}
+
+// The tool's own library calls log to a file of their own and leave a running
+// server's log as it was.
+TEST(LogToolTest, CommandsLeaveTheServersLogAlone) {
+  testsupport::HomedInstallation installation("log_cache_mode = 0\n");
+  const std::string root = installation.root(), logs = installation.home() + "/logs";
+  const int writer = testsupport::startChild("running_writer", {installation.storeRoot(), root + "/ready", root + "/go"},
+                                             root + "/writer.out");
+  ASSERT_TRUE(waitFor(root + "/ready"));
+  EXPECT_EQ(0, ctl(installation, {"keys", "init"}).exitCode);
+  for (const std::vector<std::string>& command :
+       {std::vector<std::string>{"show-config"}, {"secret", "get", installation.home() + "/bin/none"}, {"check"},
+        {"rekey"}}) {
+    ctl(installation, command);
+  }
+  testsupport::writeFile(root + "/go", "");
+  EXPECT_EQ(0, testsupport::waitChild(writer).exitCode);
+  const std::string log = readFile(logs + "/norvane.txt");
+  EXPECT_NE(std::string::npos, log.find(" | Info      : before\n")) << log;
+  EXPECT_NE(std::string::npos, log.find(" | Info      : after\n")) << log;
+  EXPECT_TRUE(fs::exists(logs + "/norvanectl.txt"));
+}
+
+// Any home the system takes logs: set-home stores a home of 200 bytes and `log`
+// writes there. A message is one line; level names are taken in any case.
+TEST(LogToolTest, LongHomesLogAndMessagesAreOneLineAtALevelInAnyCase) {
+  testsupport::TempInstallation installation;
+  const std::string home = installation.root() + "/" + std::string(199 - installation.root().size(), 'h');
+  fs::create_directories(home);
+  EXPECT_EQ("0|NorvaneHOME = " + home + "\ncreated " + home + "/logs (the log directory)\n|",
+            shown(ctl(installation, {"set-home", home})));
+  EXPECT_EQ("0|log file: " + home + "/logs/norvane.txt\n|", shown(ctl(installation, {"log", "INFO", "long", "Error", "home"})));
+  const std::string log = readFile(home + "/logs/norvane.txt");
+  EXPECT_NE(std::string::npos, log.find(" | Info      : long\n")) << log;
+  EXPECT_NE(std::string::npos, log.find(" | Error     : home\n")) << log;
+  for (const std::string message : {"forged\n01/01 00:00:00 1 | Info      : x", "carriage\rreturn"}) {
+    const auto run = ctl(installation, {"log", "--restart-log", "info", "ok", "warning", message});
+    EXPECT_EQ(2, run.exitCode);
+    EXPECT_EQ(0u, run.err.find("norvanectl: message 2 holds a line end; a log line is one line\n")) << run.err;
+  }
+  EXPECT_EQ(log, readFile(home + "/logs/norvane.txt"));
+}

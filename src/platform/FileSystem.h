@@ -62,8 +62,10 @@ class FileSystem {
   // directory), which a reader must refuse rather than open: a FIFO would block it.
   virtual bool isSpecialFile(const std::string& path);
   // Locks `path` (created with mode 0600 when missing, never through a link), waiting
-  // until granted. Null, with `reason`, when the file cannot be opened safely.
-  virtual std::unique_ptr<FileLock> lockFile(const std::string& path, bool exclusive, std::string& reason);
+  // until granted unless `wait` is false. Null, with `reason`, when the file cannot be
+  // opened safely or, without waiting, another holder has it.
+  virtual std::unique_ptr<FileLock> lockFile(const std::string& path, bool exclusive, std::string& reason,
+                                             bool wait = true);
 };
 
 }  // namespace platform

@@ -26,6 +26,20 @@ struct Finding {
   std::string fix;
 };
 
+// What 'keys init' writes: 36 characters, lower-case hexadecimal with four hyphens.
+bool isKeyText(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  char text[38] = {};
+  in.read(text, sizeof text);
+  if (in.gcount() != 36) return false;
+  for (int i = 0; i < 36; ++i) {
+    const bool hyphen = i == 8 || i == 13 || i == 18 || i == 23;
+    const char c = text[i];
+    if (hyphen ? c != '-' : !((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'))) return false;
+  }
+  return true;
+}
+
 // The store files hold one UUID each; the secret store derives its key from the first
 // 8 bytes of the key store and its IV from the whole value store.
 Finding storeFile(const std::string& item, const std::string& path, off_t least) {
@@ -44,7 +58,26 @@ Finding storeFile(const std::string& item, const std::string& path, off_t least)
     return {item, path + " holds " + std::to_string(info.st_size) + " bytes, fewer than " + std::to_string(least),
             "restore it from a backup (secrets made with other store files do not decrypt)"};
   }
+  if (!isKeyText(path)) {
+    return {item, path + " is not the UUID text that " + keys + " writes",
+            "restore it from a backup (secrets made with other store files do not decrypt)"};
+  }
   return {item, "", path};
+}
+
+// A re-key journal outlives only a re-key that died; the next use of the secret store
+// finishes or undoes it, and leaves a note of what it did.
+Finding interruptedReKey(const Installation& installation) {
+  const std::string bin = installation.keyStore().substr(0, installation.keyStore().rfind('/'));
+  struct stat info;
+  if (::stat((bin + "/rekey.journal").c_str(), &info) == 0) {
+    return {"re-key", "an interrupted re-key is waiting for recovery (" + bin + "/rekey.journal)",
+            Installation::command("secret get FILE") + " or any use of the secret store recovers it"};
+  }
+  std::ifstream note(bin + "/rekey.recovered");
+  std::string done;
+  if (std::getline(note, done)) return {"re-key", "", "an interrupted re-key was recovered: " + done};
+  return {"re-key", "", "no interrupted re-key"};
 }
 
 // The alert console reads this document and walks alertConfiguration.properties.
@@ -146,6 +179,7 @@ std::vector<Finding> examine() {
   findings.push_back(logsDirectory(installation));
   findings.push_back(storeFile("key store", installation.keyStore(), 8));
   findings.push_back(storeFile("value store", installation.valueStore(), 1));
+  findings.push_back(interruptedReKey(installation));
   findings.push_back(alertConfiguration(installation));
   return findings;
 }
@@ -188,7 +222,8 @@ NORVANECTL_COMMANDS(check) {
               "  logs directory       <home>/logs exists and is writable, its path short\n"
               "                       enough for the logger (without it nothing is logged)\n"
               "  key store            <home>/bin/key.store and <home>/bin/value.store\n"
-              "  value store          present, readable and not empty (the secret store)\n"
+              "  value store          present, readable, the UUID text 'keys init' writes\n"
+              "  re-key               no interrupted re-key waiting; what recovery last did\n"
               "  alert configuration  <home>/conf/monitor/config-current.json: a JSON\n"
               "                       document with alertConfiguration.properties.actions\n"
               "The SMTP server file (<home>/bin/smtpServer) is written when e-mail settings\n"

@@ -148,7 +148,8 @@ class PosixFileSystem final : public FileSystem {
     return stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode);
   }
 
-  std::unique_ptr<FileLock> lockFile(const std::string& path, bool exclusive, std::string& reason) override {
+  std::unique_ptr<FileLock> lockFile(const std::string& path, bool exclusive, std::string& reason,
+                                     bool wait) override {
     // Non-blocking open: a FIFO planted at the path must not hang the caller.
     const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
     if (fd < 0) {
@@ -162,7 +163,7 @@ class PosixFileSystem final : public FileSystem {
       return nullptr;
     }
     int locked;
-    while ((locked = flock(fd, exclusive ? LOCK_EX : LOCK_SH)) != 0 && errno == EINTR) {
+    while ((locked = flock(fd, (exclusive ? LOCK_EX : LOCK_SH) | (wait ? 0 : LOCK_NB))) != 0 && errno == EINTR) {
     }
     if (locked != 0) {
       reason = systemReason(errno);
@@ -196,8 +197,9 @@ bool FileSystem::replaceFile(const std::string& from, const std::string& to, std
 
 bool FileSystem::isSpecialFile(const std::string& path) { return posixHost().fileSystem().isSpecialFile(path); }
 
-std::unique_ptr<FileLock> FileSystem::lockFile(const std::string& path, bool exclusive, std::string& reason) {
-  return posixHost().fileSystem().lockFile(path, exclusive, reason);
+std::unique_ptr<FileLock> FileSystem::lockFile(const std::string& path, bool exclusive, std::string& reason,
+                                               bool wait) {
+  return posixHost().fileSystem().lockFile(path, exclusive, reason, wait);
 }
 
 }  // namespace platform

@@ -78,9 +78,15 @@ SecretStoreGuard::SecretStoreGuard(Mode mode) : m_outermost(t_depth++ == 0) {
   ReKeyJournal journal(keyStore);
   if (!journal.pending()) return;
   // Only a dead process leaves a journal behind a lock it no longer holds.
-  if (mode == kRead) m_lock = nullptr, m_lock = lockStore(keyStore, true);
+  if (mode == kRead) {
+    m_lock.reset();
+    m_lock = lockStore(keyStore, true);
+  }
   recoverWithNote(journal, keyStore);
-  if (mode == kRead) m_lock = nullptr, m_lock = lockStore(keyStore, false);
+  if (mode == kRead) {
+    m_lock.reset();
+    m_lock = lockStore(keyStore, false);
+  }
 }
 
 SecretStoreGuard::~SecretStoreGuard() { --t_depth; }
@@ -101,7 +107,7 @@ bool ReKeyJournal::read(std::string& state) {
   std::ifstream in(m_path, std::ios::binary);
   const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   const std::size_t end = text.find('\n');
-  if (!in.eof() || end == std::string::npos || text.compare(0, sizeof kHeader - 1, kHeader) != 0) return false;
+  if (in.bad() || end == std::string::npos || text.compare(0, sizeof kHeader - 1, kHeader) != 0) return false;
   state = text.substr(sizeof kHeader - 1, end - (sizeof kHeader - 1));
   m_targets.clear();
   for (std::size_t start = end + 1, stop; (stop = text.find('\0', start)) != std::string::npos; start = stop + 1) {

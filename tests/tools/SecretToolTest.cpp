@@ -21,11 +21,16 @@
 #include <filesystem>
 #include <iostream>
 #include <random>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include <launcher/NorvaneCrypto.h>
+#include <utils/MachineStore.h>
+
 #include "platform/Host.h"
+#include "support/ChildProcess.h"
 #include "support/TempInstallation.h"
 #include "support/ToolRun.h"
 
@@ -36,6 +41,27 @@ using testsupport::ToolResult;
 using testsupport::writeFile;
 
 namespace {
+
+// One line per file: its text without blanks (re-keyed text comes back in the
+// writer's layout), or "<failed>".
+NORVANE_CHILD(read_secrets) {
+  utils::MachineStore::setRoot(args.at(0));
+  for (std::size_t i = 1; i < args.size(); ++i) {
+    std::string path = args[i], text, compact;
+    const bool read = launcher::NorvaneCrypto::get_instance()->decrypt_file_to_str(path, text) > 0 &&
+                      launcher::NorvaneCrypto::lastCallReport().integrityPassed;
+    for (char c : text) if (c != ' ' && c != '\t' && c != '\n') compact += c;
+    std::cout << (read ? compact : "<failed>") << "\n";
+  }
+  return 0;
+}
+
+std::vector<std::string> split(const std::string& lines) {
+  std::vector<std::string> parts;
+  std::istringstream in(lines);
+  for (std::string line; std::getline(in, line);) parts.push_back(line);
+  return parts;
+}
 
 bool torture() { return std::getenv("NORVANE_TORTURE") != nullptr; }
 
@@ -76,16 +102,16 @@ struct Store : testsupport::HomedInstallation {
     traced.insert(traced.end(), args.begin(), args.end());
     return runTool("/usr/bin/strace", traced, input);
   }
-  // Secrets that do not read back as `expected` (by default each one's first value).
+  // Secrets that do not read back as `expected` (by default each one's first value),
+  // read in one fresh process through the library, as norvanectl reads them.
   int lost(const std::vector<std::string>& expected = {}) const {
+    std::vector<std::string> args{storeRoot()};
+    for (int i = 0; i <= m_count; ++i) args.push_back(path(i));
+    const std::vector<std::string> got = split(testsupport::runChild("read_secrets", args).output);
     int lost = 0;
     for (int i = 0; i <= m_count; ++i) {
       const std::string want = i < static_cast<int>(expected.size()) ? expected[i] : secretText(i);
-      const ToolResult got = ctl({"secret", "get", path(i)});
-      // Re-keyed text comes back in the writer's layout; compare without blanks.
-      std::string text;
-      for (char c : got.out) if (c != ' ' && c != '\t' && c != '\n') text += c;
-      if (got.exitCode != 0 || text != want) ++lost;
+      if (i >= static_cast<int>(got.size()) || got[i] != want) ++lost;
     }
     return lost;
   }

@@ -76,7 +76,7 @@ std::string secretText(int i, const std::string& version = "") {
 
 // An installation with a key and `count` managed server secrets plus the SMTP file.
 struct Store : testsupport::HomedInstallation {
-  explicit Store(int count, bool now = true) : HomedInstallation("log_level = 255\n"), m_count(count) {
+  explicit Store(int count, bool now = true) : HomedInstallation("log_level = 4\n"), m_count(count) {
     if (now) populate();
   }
   void populate() const {
@@ -343,6 +343,12 @@ TEST(SecretToolTest, CheckReportsKeyTextAndAnInterruptedRekeyAndItsRecovery) {
                                    "ok       re-key: an interrupted re-key was recovered: undid a re-key that had "
                                    "not committed: every secret stays under the old key\n"));
   EXPECT_FALSE(std::filesystem::exists(store.servers() + "/.user0.rekey-new"));
+
+  writeFile(store.servers() + "/zz-garbled", std::string(32, 'g'));
+  const ToolResult garbled = store.ctl({"check"});
+  EXPECT_EQ(1, garbled.exitCode);
+  EXPECT_NE(std::string::npos, garbled.out.find("PROBLEM  secrets: these stored secrets do not decipher: zz-garbled\n"))
+      << garbled.out;
 
   writeFile(store.bin() + "/key.store", "not a key at all, but long enough!!!");
   const ToolResult check = store.ctl({"check"});

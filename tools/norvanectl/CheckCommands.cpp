@@ -6,11 +6,14 @@
 #include <json/Exception.h>
 #include <json/Object.h>
 #include <json/Reader.h>
+#include <launcher/NorvaneCrypto.h>
 #include <utils/System.h>
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <fstream>
 
 #include "Command.h"
@@ -77,7 +80,39 @@ Finding interruptedReKey(const Installation& installation) {
   std::ifstream note(bin + "/rekey.recovered");
   std::string done;
   if (std::getline(note, done)) return {"re-key", "", "an interrupted re-key was recovered: " + done};
-  return {"re-key", "", "no interrupted re-key"};
+  return {"", "", ""};  // nothing to report: no row
+}
+
+// Each secret file must decipher under the store files and pass its integrity test;
+// only names are shown. Reading them goes through the secret store, which finishes
+// an interrupted re-key first.
+Finding storedSecrets(const Installation& installation) {
+  const std::string bin = installation.keyStore().substr(0, installation.keyStore().rfind('/'));
+  std::vector<std::string> paths{bin + "/smtpServer"};
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(bin + "/managedservers", error)) {
+    if (entry.is_regular_file(error) && entry.path().filename().string()[0] != '.') paths.push_back(entry.path());
+  }
+  std::sort(paths.begin() + 1, paths.end());
+  paths.erase(std::remove_if(paths.begin(), paths.end(),
+                             [&error](const std::string& path) {
+                               return std::filesystem::file_size(path, error) == 0 || error;
+                             }),
+              paths.end());
+  // Without secrets there is nothing to report, and the library is not started.
+  if (paths.empty()) return {"", "", ""};
+  std::string failing;
+  for (std::string& path : paths) {
+    std::string text;
+    const bool read = launcher::NorvaneCrypto::get_instance()->decrypt_file_to_str(path, text) != -1 &&
+                      launcher::NorvaneCrypto::lastCallReport().integrityPassed;
+    std::fill(text.begin(), text.end(), '\0');
+    if (!read) failing += (failing.empty() ? "" : ", ") + path.substr(path.rfind('/') + 1);
+  }
+  if (failing.empty()) return {"secrets", "", std::to_string(paths.size()) + " stored secrets decipher"};
+  return {"secrets", "these stored secrets do not decipher: " + failing,
+          "store them again with " + Installation::command("secret put FILE") +
+              ", or restore the store files they were enciphered with"};
 }
 
 // The alert console reads this document and walks alertConfiguration.properties.
@@ -179,7 +214,13 @@ std::vector<Finding> examine() {
   findings.push_back(logsDirectory(installation));
   findings.push_back(storeFile("key store", installation.keyStore(), 8));
   findings.push_back(storeFile("value store", installation.valueStore(), 1));
-  findings.push_back(interruptedReKey(installation));
+  const std::size_t keyStore = findings.size() - 2;
+  const Finding reKey = interruptedReKey(installation);
+  if (!reKey.item.empty()) findings.push_back(reKey);
+  if (findings[keyStore].problem.empty() && findings[keyStore + 1].problem.empty()) {
+    const Finding secrets = storedSecrets(installation);
+    if (!secrets.item.empty()) findings.push_back(secrets);
+  }
   findings.push_back(alertConfiguration(installation));
   return findings;
 }
@@ -224,11 +265,12 @@ NORVANECTL_COMMANDS(check) {
               "  key store            <home>/bin/key.store and <home>/bin/value.store\n"
               "  value store          present, readable, the UUID text 'keys init' writes\n"
               "  re-key               no interrupted re-key waiting; what recovery last did\n"
+              "  secrets              each stored secret deciphers (names only, never content)\n"
               "  alert configuration  <home>/conf/monitor/config-current.json: a JSON\n"
               "                       document with alertConfiguration.properties.actions\n"
               "The SMTP server file (<home>/bin/smtpServer) is written when e-mail settings\n"
-              "are saved, so it is not required. Nothing is changed and nothing is logged,\n"
-              "so check is safe beside a running server.\n\n"
+              "are saved, so it is not required. Only reading the secrets goes through the\n"
+              "library (which finishes an interrupted re-key); nothing else is changed.\n\n"
               "Exit status: 0 every item in order; 1 some item needs attention; 2 wrong usage.\n",
               norvanectl::runCheck},
   };

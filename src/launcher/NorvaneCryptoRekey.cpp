@@ -246,6 +246,9 @@ void commitOrUndo(ReKeyRun& run, ReKeyJournal& journal) {
   std::string reason;
   if (run.journalOpen && g_outcome.failed == 0 && journal.commit(reason)) {
     g_outcome.committed = true;
+    // A finished re-key supersedes what recovery once did.
+    std::error_code error;
+    std::filesystem::remove(recoveryNotePath(run.live.keyStore), error);
     // Past the commit a failure here is finished by whoever takes the lock next.
     if (!journal.rollForward(reason)) callReport().fileError = reason;
     return;

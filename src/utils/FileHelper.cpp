@@ -3,7 +3,6 @@
 #include <boost/filesystem.hpp>
 
 #include <json/Writer.h>
-#include <sys/stat.h>
 #include <utils/Log.h>
 #include <utils/System.h>
 
@@ -22,9 +21,10 @@ constexpr fs::perms kFileRights = static_cast<fs::perms>(0640);
 // A new document gets 0644; a replaced one keeps its rights, less any write access
 // for group and others.
 unsigned documentMode(const std::string& path) {
-  struct stat info {};
-  if (::stat(path.c_str(), &info) != 0) return 0644;
-  return static_cast<unsigned>(info.st_mode & 07777 & ~022u);
+  boost::system::error_code error;
+  const fs::file_status status = fs::status(path, error);
+  if (error || !fs::exists(status)) return 0644;
+  return static_cast<unsigned>(status.permissions()) & 07755u;
 }
 
 // The document replaces the file whole or not at all: a reader never finds half a

@@ -86,7 +86,7 @@ class NORVANE_API NorvaneCrypto {
   };
   static CallReport lastCallReport();
 
-  // The last reKey of this process. A run writes every file beside the old one and
+  // The last reKey of the calling thread. A run writes every file beside the old one and
   // commits only when all were written; otherwise every secret stays under the old
   // key. busy: another re-key held the store, and this one did nothing.
   struct ReKeyOutcome {

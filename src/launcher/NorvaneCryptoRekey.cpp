@@ -40,7 +40,8 @@ const char kWriteFailed[] =
     "NorvaneCrypto:rekey - Problem during encrypt on rekey- \n sensitive data functionalities will not work as "
     "expected. Exit! %1%";
 
-NorvaneCrypto::ReKeyOutcome g_outcome;
+// Per thread: a second re-key of another thread must not write into the first one's.
+thread_local NorvaneCrypto::ReKeyOutcome g_outcome;
 
 // One console line of progress: a line end and a flush behind every line.
 void say(const std::string& text) { std::cout << text << std::endl; }

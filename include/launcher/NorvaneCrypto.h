@@ -36,6 +36,10 @@ class NORVANE_API NorvaneCrypto {
   NorvaneCrypto& operator=(NorvaneCrypto&&) { return *this; }
 
   // ---- key material -------------------------------------------------------------
+  // Every call below holds the store's cross-process lock for its whole run (shared
+  // for reads, exclusive for writes) and first finishes or undoes a re-key that a
+  // dead process left behind.
+  //
   // Fills the key and value store files when they exist and are empty. A missing
   // store file stays missing: an installer creates both, empty, beforehand.
   void generateKeys();
@@ -54,7 +58,8 @@ class NORVANE_API NorvaneCrypto {
 
   // ---- resource files ------------------------------------------------------------
   // Replaces resource by "<checksum>_<resource>" (also when the call fails), enciphers
-  // it up to its first zero byte and writes the file, emptying an old one first.
+  // it up to its first zero byte and replaces the file whole (owner-only), or leaves
+  // the old one as it was.
   // Gives the number of bytes written (also set in encryptedLength) or -1.
   int encrypt_str_to_file(std::string& resource, int& encryptedLength, std::string& filePath);
   // Deciphers filePath into resource. Gives the length of the whole plaintext,
@@ -67,9 +72,30 @@ class NORVANE_API NorvaneCrypto {
   // ---- re-keying -----------------------------------------------------------------
   // Deciphers every managed server file and the SMTP server file, replaces both
   // store files and enciphers everything again, reporting on standard output. 1 when
-  // the run got through (write failures included), 0 when it stopped before the
-  // store files were touched.
+  // the run got through (write failures included, which leave every secret under the
+  // old key), 0 when it stopped before the store files were touched.
   int reKey();
+
+  // ---- what a call leaves to tell beyond its result ---------------------------------
+  // Per thread, about the last call of that thread: the system's reason when a file
+  // could not be read or written ("" otherwise), and whether deciphered text passed
+  // its integrity test. Never any text of a secret.
+  struct CallReport {
+    std::string fileError;
+    bool integrityPassed = true;
+  };
+  static CallReport lastCallReport();
+
+  // The last reKey of the calling thread. A run writes every file beside the old one and
+  // commits only when all were written; otherwise every secret stays under the old
+  // key. busy: another re-key held the store, and this one did nothing.
+  struct ReKeyOutcome {
+    bool committed = false;
+    bool busy = false;
+    int reKeyed = 0;
+    int failed = 0;
+  };
+  static ReKeyOutcome lastReKeyOutcome();
 
  private:
   NorvaneCrypto() = default;

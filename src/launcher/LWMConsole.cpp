@@ -1,6 +1,7 @@
 #include <launcher/LWMConsole.h>
 
 #include <json/Array.h>
+#include <json/Exception.h>
 #include <json/Reader.h>
 #include <json/Writer.h>
 #include <launcher/NorvaneCrypto.h>
@@ -12,6 +13,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <limits>
@@ -19,6 +21,8 @@
 #include <sstream>
 #include <vector>
 
+#include "launcher/ResourceFiles.h"
+#include "launcher/SecretStoreGuard.h"
 #include "platform/Host.h"
 
 namespace launcher {
@@ -116,7 +120,10 @@ void editAuthentication(const json::Object& action, json::Object& updated, bool&
     updated["authentication"]["type"] = json::String(kNoAuthentication);
     // At once, before the action is saved: whatever other actions use, no stored
     // password remains, and the file exists afterwards.
-    std::ofstream smtpServerFile(Preferences::get_instance()->get_smtp_server_loc().c_str(), std::ios::trunc);
+    SecretStoreGuard store(SecretStoreGuard::kWrite);
+    std::string reason;
+    (void)platform::host().fileSystem().writeWholeFile(Preferences::get_instance()->get_smtp_server_loc(), "",
+                                                       0600, reason);
   } else if (option == 2) {
     std::cout << "\n\t\t\t Enter User Name: ";
     if (readLine(line) && !line.empty()) updated["username"] = json::String(line);
@@ -133,6 +140,61 @@ void editAuthentication(const json::Object& action, json::Object& updated, bool&
   } else {
     std::cout << "\n\t\t\t\t Invalid option selected. Continuing with current AUTH type ";
   }
+}
+
+// The sender, host and port prompts.
+void editPlainMembers(const json::Object& action, json::Object& updated) {
+  std::string line;
+  for (const char* name : {"sender", "host"}) {
+    if (!has(action, name)) continue;
+    std::cout << "\n\n\t Current - " << name << ": " << text(action, name);
+    std::cout << "\n\t Update - " << name << ": ";
+    if (readLine(line) && !line.empty()) updated[name] = json::String(line);
+  }
+  if (has(action, "port")) {
+    std::cout << "\n\n\t Current - " << "port" << ": " << truncatedInteger(action, "port");
+    std::cout << "\n\t Update - " << "port" << ": ";
+    // Not checked: text that is no number gives port 0.
+    if (readLine(line) && !line.empty()) updated["port"] = json::Number(std::atoi(line.c_str()));
+  }
+}
+
+// The recipients prompt: a ";"-separated list replaces the old one.
+void editRecipients(const json::Object& action, json::Object& updated) {
+  if (!has(action, "to")) return;
+  const json::Array& recipients = action["to"];
+  if (!recipients.empty()) {
+    std::cout << "\n\n\t Current - " << "to" << ": ";
+    for (const json::UnknownElement& recipient : recipients) {
+      std::cout << "\n\t\t " << static_cast<const json::String&>(recipient).Value();
+    }
+  }
+  std::cout << "\n\t Update To (seperated by ;) - ";
+  std::string line;
+  if (!readLine(line) || line.empty()) return;
+  std::vector<std::string> parts;
+  utils::StringHelper::split(parts, line, ";");
+  json::Array list;
+  for (std::string& part : parts) {
+    // Empty parts stay, so a trailing ";" gives an empty recipient.
+    utils::StringHelper::trim(part);
+    list.insert(json::String(part));
+  }
+  updated["to"] = list;
+}
+
+// Unchecked by the console, which goes on either way; but whole or not at all, so a
+// reader never finds half a document. The file keeps the rights the installation
+// gave it, less any write access for group and others.
+void saveAlertConfiguration(const json::Object& document) {
+  const std::string path = Preferences::get_instance()->get_alert_config_file();
+  std::ostringstream text;
+  json::Writer::Write(document, text);
+  std::error_code error;
+  const std::filesystem::perms rights = std::filesystem::status(path, error).permissions();
+  const unsigned mode = error ? 0644u : static_cast<unsigned>(rights) & 07755u;
+  std::string reason;
+  (void)platform::host().fileSystem().writeWholeFile(path, text.str(), mode, reason);
 }
 
 }  // namespace
@@ -201,7 +263,9 @@ int LWMConsole::loadAlertConfiguration() {
   // Emptied first, so that a failed load never leaves the previous document.
   m_alert_config.clear();
   try {
-    // A missing file reads as no text at all, which the reader refuses.
+    // A missing file reads as no text at all, which the reader refuses; a FIFO or
+    // device is refused before it is opened, as it could block the console.
+    if (platform::host().fileSystem().isSpecialFile(path)) throw json::Exception("not a regular file");
     std::ifstream in(path.c_str());
     json::Reader::Read(m_alert_config, in);
   } catch (...) {
@@ -266,7 +330,6 @@ void LWMConsole::editSettings() {
   bool passwordPending = false;
   Heading heading;
   int configNumber = 0;
-  std::string line;
   for (std::size_t position = 0; position < actions.size(); ++position) {
     const json::Object& action = actions[position];
     json::Object updated = action;
@@ -275,39 +338,8 @@ void LWMConsole::editSettings() {
     printHeading(std::cout, ++configNumber, heading);
     std::cout << "\n\n\t " << "<< Press Enter to continue with current one >>";
 
-    for (const char* name : {"sender", "host"}) {
-      if (!has(action, name)) continue;
-      std::cout << "\n\n\t Current - " << name << ": " << text(action, name);
-      std::cout << "\n\t Update - " << name << ": ";
-      if (readLine(line) && !line.empty()) updated[name] = json::String(line);
-    }
-    if (has(action, "port")) {
-      std::cout << "\n\n\t Current - " << "port" << ": " << truncatedInteger(action, "port");
-      std::cout << "\n\t Update - " << "port" << ": ";
-      // Not checked: text that is no number gives port 0.
-      if (readLine(line) && !line.empty()) updated["port"] = json::Number(std::atoi(line.c_str()));
-    }
-    if (has(action, "to")) {
-      const json::Array& recipients = action["to"];
-      if (!recipients.empty()) {
-        std::cout << "\n\n\t Current - " << "to" << ": ";
-        for (const json::UnknownElement& recipient : recipients) {
-          std::cout << "\n\t\t " << static_cast<const json::String&>(recipient).Value();
-        }
-      }
-      std::cout << "\n\t Update To (seperated by ;) - ";
-      if (readLine(line) && !line.empty()) {
-        std::vector<std::string> parts;
-        utils::StringHelper::split(parts, line, ";");
-        json::Array list;
-        for (std::string& part : parts) {
-          // Empty parts stay, so a trailing ";" gives an empty recipient.
-          utils::StringHelper::trim(part);
-          list.insert(json::String(part));
-        }
-        updated["to"] = list;
-      }
-    }
+    editPlainMembers(action, updated);
+    editRecipients(action, updated);
     if (has(action, "authentication")) {
       std::cout << "\n\n\t " << "authentication" << ": ";
       const json::Object& authentication = action["authentication"];
@@ -321,10 +353,7 @@ void LWMConsole::editSettings() {
     actionsParent(m_alert_config)["actions"][position] = updated;
 
     utils::UniqueLock_SMutex hold(&m_config_read_write_mutex, false);
-    // Unchecked, and without file permissions of its own: the file keeps what the
-    // installation gave it.
-    std::ofstream out(Preferences::get_instance()->get_alert_config_file().c_str());
-    json::Writer::Write(m_alert_config, out);
+    saveAlertConfiguration(m_alert_config);
   }
 }
 
@@ -349,9 +378,7 @@ void LWMConsole::encryptEmailConfig(const json::Object& action) {
   if (!stored.empty()) {
     // The old entries are read only to prove that the file deciphers and parses; the
     // saved action replaces them all, so the file never holds more than this one.
-    json::Object old;
-    std::istringstream in(stored);
-    json::Reader::Read(old, in);
+    json::Object old = parseDeciphered(stored);
     servers = static_cast<json::Array&>(old["values"]);
     servers.clear();
   }

@@ -16,9 +16,12 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <vector>
+
+#include "launcher/ResourceFiles.h"
+#include "launcher/SecretStoreGuard.h"
+#include "platform/Host.h"
 
 namespace launcher {
 
@@ -30,6 +33,7 @@ constexpr int kPasswordLength = 8;
 constexpr int kSaltLength = 8;
 constexpr int kIterations = 10000;
 constexpr int kBlockLength = 128;
+constexpr unsigned kStoreFileMode = 0600;
 
 // The last PBKDF2 run, keyed by exactly what went into it. PBKDF2 is a pure function
 // of its arguments, so a hit gives the same block a new run would; it only spares the
@@ -53,7 +57,8 @@ using File = std::unique_ptr<std::FILE, FileCloser>;
 // caller's tag ("key256" or "IV256") when it cannot be opened or holds nothing.
 bool readStoreFile(const std::string& path, const char* openFailed, const char* invalid,
                    std::vector<char>& content) {
-  File file(std::fopen(path.c_str(), "r"));
+  // A FIFO or device would block the reader or feed it without end: refused as unreadable.
+  File file(platform::host().fileSystem().isSpecialFile(path) ? nullptr : std::fopen(path.c_str(), "r"));
   if (!file) {
     utils::log_critical(openFailed) % path;
     return false;
@@ -100,12 +105,17 @@ void NorvaneCrypto::generateKeys() {
 
 void NorvaneCrypto::generateStoreFile(std::string path, bool force) {
   utils::log_function_entry("launcher::NorvaneCrypto::generateStoreFile");
+  SecretStoreGuard store(SecretStoreGuard::kWrite);
   utils::UniqueLock_SMutex hold(&m_key_read_write_mutex, false);
   // Without force only an existing, empty file is filled; a missing one stays missing.
   if (!force && utils::FileHelper::getFileSize(path) != 0) return;
   const std::string uuid = utils::RandomGenerator::generate();
-  std::ofstream file(path);
-  file << uuid;
+  // Whole or not at all, and the owner's alone: a half-written store file would make
+  // every secret unreadable. A failure stays silent, as the stream's did.
+  std::string reason;
+  if (!platform::host().fileSystem().writeWholeFile(path, uuid, kStoreFileMode, reason)) {
+    callReport().fileError = reason;
+  }
 }
 
 void NorvaneCrypto::generateSalt256(std::string& salt) {
@@ -125,6 +135,7 @@ void NorvaneCrypto::getUID(std::string& uid) {
 
 void NorvaneCrypto::generateKey256(std::string path, std::string& key) {
   utils::log_function_entry("launcher::NorvaneCrypto::generateKey256");
+  SecretStoreGuard store(SecretStoreGuard::kRead);
   utils::UniqueLock_SMutex hold(&m_key_read_write_mutex, false);
   utils::log_debug("NorvaneCrypto:key256 - Read GUID from KSF");
   std::vector<char> content;
@@ -166,6 +177,7 @@ void NorvaneCrypto::generateKey256(std::string path, std::string& key) {
 
 void NorvaneCrypto::generateIV256(std::string path, std::string& iv) {
   utils::log_function_entry("launcher::NorvaneCrypto::generateIV256");
+  SecretStoreGuard store(SecretStoreGuard::kRead);
   utils::UniqueLock_SMutex hold(&m_key_read_write_mutex, false);
   utils::log_debug("NorvaneCrypto:IV256 - Read GUID from VSF");
   std::vector<char> content;

@@ -7,11 +7,12 @@
 #include <utils/Log.h>
 #include <utils/System.h>
 
-#include <cstdio>
 #include <functional>
 #include <sstream>
 
 #include "launcher/PreferencesTable.h"
+#include "platform/FileSystem.h"
+#include "platform/Host.h"
 #include "platform/RegularFile.h"
 
 namespace launcher {
@@ -24,17 +25,16 @@ const char* const kSourceFile = "..\\..\\..\\..\\launcher\\Preferences";
 // everyone, whatever the umask.
 const unsigned int kConfigurationFileMode = 0640;
 
-// The one place the generated file is written. It is created (or emptied) first, so a
-// path that cannot be created throws before any setting is read; then `render` gives
-// the text, which goes to the file whole.
+// The one place the generated file is written. Whether it can be made is known first,
+// so a path that cannot be created throws before any setting is read; then `render`
+// gives the text, which replaces the old file whole (a failed write leaves it).
 void writeConfigurationFile(const std::string& path, const std::function<std::string()>& render) {
-  std::FILE* file = platform::createFileWithMode(path, kConfigurationFileMode);
-  if (file == nullptr) {
-    throw utils::AppException(kSourceFile, 1710, "Pref:GenConf - Can't create configuration file " + path);
+  const std::string failure = "Pref:GenConf - Can't create configuration file " + path;
+  if (!platform::canCreateFile(path, kConfigurationFileMode)) throw utils::AppException(kSourceFile, 1710, failure);
+  std::string reason;
+  if (!platform::host().fileSystem().writeWholeFile(path, render(), kConfigurationFileMode, reason)) {
+    throw utils::AppException(kSourceFile, 1710, failure);
   }
-  const std::string text = render();
-  std::fwrite(text.data(), 1, text.size(), file);
-  std::fclose(file);
 }
 
 // Each getter is called when its line is reached, in the order of the file.

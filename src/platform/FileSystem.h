@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -21,7 +22,14 @@ struct OpenFileFacts {
   std::int64_t size = 0;
 };
 
-// Directory listing and removal of single files.
+// An advisory lock on a file, shared or exclusive, between processes and between
+// threads of one process. Released when destroyed, and by the OS when its holder dies.
+class FileLock {
+ public:
+  virtual ~FileLock() = default;
+};
+
+// Directory listing, removal of single files, whole-file replacement and file locks.
 class FileSystem {
  public:
   virtual ~FileSystem() = default;
@@ -41,6 +49,27 @@ class FileSystem {
   // rights for others, so that it is never writable by them even for a moment. Null
   // when the OS refuses. Not pure, like the one above.
   virtual std::FILE* openLogFile(const std::string& path, bool empty);
+
+  // The calls below are not pure either: a replacement that does not fake them asks
+  // the real one.
+
+  // Replaces `path` by `content` in one step: a temporary file in the same directory
+  // is written, synced and given `mode` (whatever the umask), then renamed over
+  // `path`, and the directory is synced. On false the old file is as it was, and
+  // `reason` holds the system's reason. A target that exists and is not a regular
+  // file is refused.
+  virtual bool writeWholeFile(const std::string& path, const std::string& content, unsigned mode,
+                              std::string& reason);
+  // Renames `from` over `to`, replacing it, and syncs the directory of `to`.
+  virtual bool replaceFile(const std::string& from, const std::string& to, std::string& reason);
+  // True when `path` exists and is no regular file (a FIFO, device, socket or
+  // directory), which a reader must refuse rather than open: a FIFO would block it.
+  virtual bool isSpecialFile(const std::string& path);
+  // Locks `path` (created with mode 0600 when missing, never through a link), waiting
+  // until granted unless `wait` is false. Null, with `reason`, when the file cannot be
+  // opened safely or, without waiting, another holder has it.
+  virtual std::unique_ptr<FileLock> lockFile(const std::string& path, bool exclusive, std::string& reason,
+                                             bool wait = true);
 };
 
 }  // namespace platform

@@ -12,10 +12,9 @@ namespace platform {
 // directory is refused at once (ENODEV, or EISDIR for a directory), never waited on.
 bool readRegularFile(const std::string& path, std::string& text);
 
-// Creates `path`, or empties an existing regular file, for writing with exactly `mode`,
-// whatever the process's umask (a file of another owner keeps its mode). Null, with
-// errno set, when the OS refuses or `path` is no regular file (ENODEV): a FIFO is
-// refused at once, never waited on.
-std::FILE* createFileWithMode(const std::string& path, unsigned int mode);
+// Whether `path` can be written: created with `mode` when missing (an existing file
+// is left as it is). False, with errno set, when the OS refuses or `path` is no
+// regular file (ENODEV): a FIFO is refused at once, never waited on.
+bool canCreateFile(const std::string& path, unsigned int mode);
 
 }  // namespace platform

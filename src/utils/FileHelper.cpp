@@ -6,6 +6,10 @@
 #include <utils/Log.h>
 #include <utils/System.h>
 
+#include <sstream>
+
+#include "platform/Host.h"
+
 namespace fs = boost::filesystem;
 
 namespace utils {
@@ -14,11 +18,22 @@ namespace {
 constexpr fs::perms kDirectoryRights = static_cast<fs::perms>(0755);
 constexpr fs::perms kFileRights = static_cast<fs::perms>(0640);
 
+// A new document gets 0644; a replaced one keeps its rights, less any write access
+// for group and others.
+unsigned documentMode(const std::string& path) {
+  boost::system::error_code error;
+  const fs::file_status status = fs::status(path, error);
+  if (error || !fs::exists(status)) return 0644;
+  return static_cast<unsigned>(status.permissions()) & 07755u;
+}
+
+// The document replaces the file whole or not at all: a reader never finds half a
+// document, and a failed write (a full disk) leaves the old one.
 void writeDocument(const json::Object& document, const std::string& path) {
-  // Without share modes on this platform, a plain truncating stream is the same.
-  std::ofstream out(path, std::ios::out | std::ios::trunc);
-  json::Writer::Write(document, out);
-  out.close();
+  std::ostringstream text;
+  json::Writer::Write(document, text);
+  std::string reason;
+  (void)platform::host().fileSystem().writeWholeFile(path, text.str(), documentMode(path), reason);
 }
 
 }  // namespace
@@ -108,6 +123,8 @@ void FileHelper::getLastModifiedTime(std::string& path, std::int64_t& time) {
 
 int FileHelper::getFileSize(std::string& path) {
   log_everything("utils::FileHelper::getFileSize");
+  // A FIFO would block the stream, a device feed it without end: neither has a size.
+  if (platform::host().fileSystem().isSpecialFile(path)) return -1;
   std::ifstream file(path, std::ios::in | std::ios::binary);
   if (!file.is_open()) return -1;
   file.seekg(0, std::ios::end);

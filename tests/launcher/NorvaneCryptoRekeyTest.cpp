@@ -8,6 +8,7 @@
 #include <json/Exception.h>
 #include <utils/MachineStore.h>
 
+#include <algorithm>
 #include <iostream>
 
 #include "json/JsonTestSupport.h"
@@ -54,6 +55,14 @@ bool setImmutable(const std::string& path, bool on) {
   return done;
 }
 
+// Every name in a directory, sorted, "." and ".." included.
+std::vector<std::string> listing(const std::string& directory) {
+  std::vector<std::string> names{".", ".."};
+  for (const auto& entry : std::filesystem::directory_iterator(directory)) names.push_back(entry.path().filename());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
 const std::string kServer = R"({"values":[{"user":"admin","password":"pw1"}]})";
 const std::string kSmtp = R"({"values":[{"server":"mail.example.com","password":"pw2"}]})";
 
@@ -96,7 +105,15 @@ TEST_F(RekeyTest, ReEnciphersEveryServerFileThatHoldsValuesAndTheSmtpFile) {
   EXPECT_EQ(canonical(R"({"values":{"pw":"x"},"more":[1,2]})"), plain(managedServers() + "Dave"));
   EXPECT_EQ(canonical(kSmtp), plain(smtpFile()));
   EXPECT_EQ("", readFile(managedServers() + "b-empty"));
-  EXPECT_EQ(carol, readFile(managedServers() + "carol"));  // left under the old key: lost
+  // Without "values" it is reported, yet carried over: a secret is never left behind.
+  EXPECT_NE(carol, readFile(managedServers() + "carol"));
+  EXPECT_EQ(canonical(R"({"other":1})"), plain(managedServers() + "carol"));
+  EXPECT_EQ((std::vector<std::string>{".", "..", "key.store", "managedservers", "secrets.lock", "secrets.lock.rekey",
+                                      "smtpServer", "value.store"}),
+            listing(bin()));
+  // Nothing staged or backed up is left behind.
+  EXPECT_EQ((std::vector<std::string>{".", "..", "A-empty", "Dave", "alice", "b-empty", "carol", "subdir"}),
+            listing(managedServers()));
 
   const std::string name = "launcher::NorvaneCrypto::reKey";
   std::vector<std::string> reports;
@@ -191,6 +208,7 @@ TEST_F(RekeyTest, AFailedWriteIsReportedAndTheRunGoesOnWithResultOne) {
     m_immutable.clear();
     GTEST_SKIP() << "the file system of the test home has no immutable flag";
   }
+  const std::string before = stores() + readFile(managedServers() + "bob") + readFile(smtpFile());
   const RekeyRun run = rekey();
   setImmutable(m_immutable, false);
   EXPECT_EQ(1, run.result);
@@ -198,7 +216,12 @@ TEST_F(RekeyTest, AFailedWriteIsReportedAndTheRunGoesOnWithResultOne) {
             " Encrypting Manage Server List Success!\n"
             " Encrypting SMTP Server List Success!\n",
             run.console);
-  EXPECT_EQ(canonical(kServer), plain(managedServers() + "bob"));
+  // Not committed: every file and both store files as they were.
+  EXPECT_EQ(before, stores() + readFile(managedServers() + "bob") + readFile(smtpFile()));
+  const launcher::NorvaneCrypto::ReKeyOutcome outcome = launcher::NorvaneCrypto::lastReKeyOutcome();
+  EXPECT_EQ("0 2 1", std::to_string(outcome.committed) + " " + std::to_string(outcome.reKeyed) + " " +
+                         std::to_string(outcome.failed));
+  EXPECT_EQ((std::vector<std::string>{".", "..", "alice", "bob"}), listing(managedServers()));
 }
 
 namespace {

@@ -1,5 +1,6 @@
 // The alert e-mail console through `norvanectl console`, its standard input and output
 // on pipes, in temporary installations of type 129.
+#include <sys/stat.h>
 #include <filesystem>
 
 #include "tools/ConsoleTestSupport.h"
@@ -58,11 +59,16 @@ TEST(ConsoleTest, InputAndFailuresEndTheMenu) {
       {"missing file, edit", "", "2\n", "1|" + kMenu + kLoadFailed + "|"},
       {"bad JSON", "{\"alertConfiguration\": ", "1\n", "1|" + kMenu + kLoadFailed + "|"},
       {"top level no object", "[1]", "1\n", "1|" + kMenu + kLoadFailed + "|"},
+      {"a FIFO, which would block the reader", "<fifo>", "1\n", "1|" + kMenu + kLoadFailed + "|"},
       {"after an invalid option", "", "9\n1\n3\n", "0|" + kMenu + kInvalid + kMenu + kLoadFailed + "|"},
   };
   for (const auto& c : cases) {
     ConsoleHome installation(c.installationType);
-    if (!c.document.empty()) installation.writeAlerts(c.document);
+    if (c.document == "<fifo>") {
+      ASSERT_EQ(0, mkfifo(installation.alertFile().c_str(), 0600));
+    } else if (!c.document.empty()) {
+      installation.writeAlerts(c.document);
+    }
     EXPECT_EQ(c.result, shown(installation.console(c.input))) << c.what;
     if (c.result.find(kLoadFailed) == std::string::npos) continue;
     EXPECT_NE(std::string::npos,

@@ -6,11 +6,15 @@
 #include <json/Exception.h>
 #include <json/Object.h>
 #include <json/Reader.h>
+#include <launcher/NorvaneCrypto.h>
+#include <utils/System.h>
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 
 #include "Command.h"
@@ -26,6 +30,20 @@ struct Finding {
   std::string problem;  // "" when the item is in order
   std::string fix;
 };
+
+// What 'keys init' writes: 36 characters, lower-case hexadecimal with four hyphens.
+bool isKeyText(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  char text[38] = {};
+  in.read(text, sizeof text);
+  if (in.gcount() != 36) return false;
+  for (int i = 0; i < 36; ++i) {
+    const bool hyphen = i == 8 || i == 13 || i == 18 || i == 23;
+    const char c = text[i];
+    if (hyphen ? c != '-' : !((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'))) return false;
+  }
+  return true;
+}
 
 // The store files hold one UUID each; the secret store derives its key from the first
 // 8 bytes of the key store and its IV from the whole value store.
@@ -45,7 +63,58 @@ Finding storeFile(const std::string& item, const std::string& path, off_t least)
     return {item, path + " holds " + std::to_string(info.st_size) + " bytes, fewer than " + std::to_string(least),
             "restore it from a backup (secrets made with other store files do not decrypt)"};
   }
+  if (!isKeyText(path)) {
+    return {item, path + " is not the UUID text that " + keys + " writes",
+            "restore it from a backup (secrets made with other store files do not decrypt)"};
+  }
   return {item, "", path};
+}
+
+// A re-key journal outlives only a re-key that died; the next use of the secret store
+// finishes or undoes it, and leaves a note of what it did.
+Finding interruptedReKey(const Installation& installation) {
+  const std::string bin = installation.keyStore().substr(0, installation.keyStore().rfind('/'));
+  struct stat info;
+  if (::stat((bin + "/rekey.journal").c_str(), &info) == 0) {
+    return {"re-key", "an interrupted re-key is waiting for recovery (" + bin + "/rekey.journal)",
+            Installation::command("secret get FILE") + " or any use of the secret store recovers it"};
+  }
+  std::ifstream note(bin + "/rekey.recovered");
+  std::string done;
+  if (std::getline(note, done)) return {"re-key", "", "an interrupted re-key was recovered: " + done};
+  return {"", "", ""};  // nothing to report: no row
+}
+
+// Each secret file must decipher under the store files and pass its integrity test;
+// only names are shown. Reading them goes through the secret store, which finishes
+// an interrupted re-key first.
+Finding storedSecrets(const Installation& installation) {
+  const std::string bin = installation.keyStore().substr(0, installation.keyStore().rfind('/'));
+  std::vector<std::string> paths{bin + "/smtpServer"};
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(bin + "/managedservers", error)) {
+    if (entry.is_regular_file(error) && entry.path().filename().string()[0] != '.') paths.push_back(entry.path());
+  }
+  std::sort(paths.begin() + 1, paths.end());
+  paths.erase(std::remove_if(paths.begin(), paths.end(),
+                             [&error](const std::string& path) {
+                               return std::filesystem::file_size(path, error) == 0 || error;
+                             }),
+              paths.end());
+  // Without secrets there is nothing to report, and the library is not started.
+  if (paths.empty()) return {"", "", ""};
+  std::string failing;
+  for (std::string& path : paths) {
+    std::string text;
+    const bool read = launcher::NorvaneCrypto::get_instance()->decrypt_file_to_str(path, text) != -1 &&
+                      launcher::NorvaneCrypto::lastCallReport().integrityPassed;
+    std::fill(text.begin(), text.end(), '\0');
+    if (!read) failing += (failing.empty() ? "" : ", ") + path.substr(path.rfind('/') + 1);
+  }
+  if (failing.empty()) return {"secrets", "", std::to_string(paths.size()) + " stored secrets decipher"};
+  return {"secrets", "these stored secrets do not decipher: " + failing,
+          "store them again with " + Installation::command("secret put FILE") +
+              ", or restore the store files they were enciphered with"};
 }
 
 // The alert console reads this document and walks alertConfiguration.properties.
@@ -146,6 +215,20 @@ bool homeFinding(std::vector<Finding>& findings, std::string& home) {
   return true;
 }
 
+// An interrupted re-key, when one waits or recovery has left a note; and the stored
+// secrets, once both store files are in order.
+std::vector<Finding> secretStoreState(const Installation& installation) {
+  std::vector<Finding> rows;
+  const Finding reKey = interruptedReKey(installation);
+  if (!reKey.item.empty()) rows.push_back(reKey);
+  if (storeFile("key store", installation.keyStore(), 8).problem.empty() &&
+      storeFile("value store", installation.valueStore(), 1).problem.empty()) {
+    const Finding secrets = storedSecrets(installation);
+    if (!secrets.item.empty()) rows.push_back(secrets);
+  }
+  return rows;
+}
+
 // The items under the home, in the order they are printed. Each area of the
 // installation adds its rows here: one function from the installation to findings.
 using Examination = std::vector<Finding> (*)(const Installation&);
@@ -158,6 +241,7 @@ const Examination kExaminations[] = {
     [](const Installation& installation) {
       return std::vector<Finding>{storeFile("value store", installation.valueStore(), 1)};
     },
+    secretStoreState,
     [](const Installation& installation) { return std::vector<Finding>{alertConfiguration(installation)}; },
 };
 
@@ -256,12 +340,16 @@ NORVANECTL_COMMANDS(check) {
               "  logs directory       <home>/logs exists and is writable (without it nothing\n"
               "                       is logged)\n"
               "  key store            <home>/bin/key.store and <home>/bin/value.store\n"
-              "  value store          present, readable and not empty (the secret store)\n"
+              "  value store          present, readable, the UUID text 'keys init' writes\n"
+              "  re-key               no interrupted re-key waiting; what recovery last did\n"
+              "  secrets              each stored secret deciphers (names only, never content)\n"
               "  alert configuration  <home>/conf/monitor/config-current.json: a JSON\n"
               "                       document with alertConfiguration.properties.actions\n"
               "The SMTP server file (<home>/bin/smtpServer) is written when e-mail settings\n"
-              "are saved, so it is not required. Nothing is changed and nothing is logged,\n"
-              "so check is safe beside a running server.\n\n"
+              "are saved, so it is not required. Only reading the secrets goes through the\n"
+              "library (which finishes an interrupted re-key, and logs to\n"
+              "<home>/logs/norvanectl.txt); nothing else is changed, so check is safe beside\n"
+              "a running server.\n\n"
               "--json prints the same findings as one JSON object for scripts:\n"
               "  {\"ok\": BOOL, \"problems\": N, \"items\": [{\"item\": TEXT, \"ok\": true,\n"
               "  \"detail\": TEXT} or {\"item\": TEXT, \"ok\": false, \"problem\": TEXT,\n"

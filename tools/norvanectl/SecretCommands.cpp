@@ -9,11 +9,15 @@
 #include <utils/Log.h>
 #include <utils/System.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <mutex>
+#include <thread>
 
 #include "Command.h"
 
@@ -74,6 +78,7 @@ int runKeys(Invocation& call) {
     }
     // Only the service account may read the key material.
     fs::permissions(path, fs::perms::owner_read | fs::perms::owner_write, error);
+    if (!error && !directory.empty()) fs::permissions(directory, fs::perms::owner_all, error);
     if (error) return finish(failure(call, "cannot restrict the rights of " + path + ": " + error.message()));
   }
   store().generateKeys();
@@ -108,6 +113,28 @@ bool readSecret(Invocation& call, std::string& secret) {
   return true;
 }
 
+// The system's reason for the library's last failure, or where the log tells it.
+std::string why() {
+  const std::string reason = launcher::NorvaneCrypto::lastCallReport().fileError;
+  return reason.empty() ? " (result -1; the log says why)" : ": " + reason;
+}
+
+int showSecret(Invocation& call, std::string& path) {
+  std::string secret;
+  const int result = store().decrypt_file_to_str(path, secret);
+  // Text that fails its integrity test is altered or no secret at all: never shown.
+  const bool intact = launcher::NorvaneCrypto::lastCallReport().integrityPassed;
+  if (result != -1 && !intact) {
+    wipe(secret);
+    return failure(call, path + " does not pass its integrity test: it was altered or enciphered under other keys");
+  }
+  if (result == -1) return failure(call, "deciphering " + path + " failed" + why());
+  if (result == 0) call.err << "norvanectl: " << path << " is empty: it holds no secret\n";
+  call.out << secret << "\n";
+  wipe(secret);
+  return kOk;
+}
+
 int runSecret(Invocation& call) {
   const Command& self = *findCommand("secret");
   if (call.args.size() != 2 || (call.args[0] != "put" && call.args[0] != "get")) {
@@ -122,17 +149,63 @@ int runSecret(Invocation& call) {
     int length = 0;
     const int result = store().encrypt_str_to_file(secret, length, path);
     wipe(secret);
-    if (result == -1) return finish(failure(call, "enciphering into " + path + " failed (result -1; the log says why)"));
+    if (result == -1) return finish(failure(call, "enciphering into " + path + " failed" + why()));
     call.out << "stored the secret in " << path << " (" << result << " bytes)\n";
     return finish(kOk);
   }
-  std::string secret;
-  const int result = store().decrypt_file_to_str(path, secret);
-  if (result == -1) return finish(failure(call, "deciphering " + path + " failed (result -1; the log says why)"));
-  if (result == 0) call.err << "norvanectl: " << path << " is empty: it holds no secret\n";
-  call.out << secret << "\n";
-  wipe(secret);
-  return finish(kOk);
+  return finish(showSecret(call, path));
+}
+
+// "re-keying: N s" on a terminal, once a second after the first, until stopped.
+class Progress {
+ public:
+  explicit Progress(std::ostream& err) : m_err(err), m_shown(isatty(STDERR_FILENO) == 1) {
+    if (m_shown) m_thread = std::thread([this] { run(); });
+  }
+  ~Progress() {
+    if (!m_shown) return;
+    {
+      std::lock_guard<std::mutex> hold(m_mutex);
+      m_done = true;
+    }
+    m_wake.notify_all();
+    m_thread.join();
+    if (m_seconds > 0) m_err << "\r\033[K" << std::flush;
+  }
+
+ private:
+  void run() {
+    std::unique_lock<std::mutex> hold(m_mutex);
+    while (!m_wake.wait_for(hold, std::chrono::seconds(1), [this] { return m_done; })) {
+      m_err << "\rre-keying: " << ++m_seconds << " s" << std::flush;
+    }
+  }
+
+  std::ostream& m_err;
+  const bool m_shown;
+  std::thread m_thread;
+  std::mutex m_mutex;
+  std::condition_variable m_wake;
+  bool m_done = false;
+  int m_seconds = 0;
+};
+
+// The run's result as the operator needs it: 1 whenever a secret is not under the
+// new key, though the library's defined result counts such a run as got through.
+int reportReKey(Invocation& call, int result) {
+  const launcher::NorvaneCrypto::ReKeyOutcome outcome = launcher::NorvaneCrypto::lastReKeyOutcome();
+  if (outcome.busy) return failure(call, "another re-key is running; this one changed nothing");
+  if (result == 1) {
+    call.out << "rekey: " << outcome.reKeyed << " files re-keyed, " << outcome.failed << " failed\n";
+    if (outcome.committed) return kOk;
+    return failure(call, "not every file could be written" + why() +
+                             "; every secret stays under the old key and the old store files");
+  }
+  std::string hint;
+  std::error_code error;
+  const std::string smtp = launcher::Preferences::get_instance()->get_smtp_server_loc();
+  if (!fs::exists(smtp, error)) hint = " (" + smtp + " is missing: an empty file stands for no mail server)";
+  return failure(call, "re-keying stopped before the store files were changed; nothing was lost" + hint);
 }
 
 int runRekey(Invocation& call) {
@@ -140,13 +213,13 @@ int runRekey(Invocation& call) {
   if (!call.args.empty()) return usageError(call, self, "rekey takes no arguments");
   if (!homeRegistered(call)) return finish(kFailed);
   try {
-    // The run prints its own progress on standard output, line by line.
-    if (store().reKey() == 1) return finish(kOk);
-    std::string hint;
-    std::error_code error;
-    const std::string smtp = launcher::Preferences::get_instance()->get_smtp_server_loc();
-    if (!fs::exists(smtp, error)) hint = " (" + smtp + " is missing: an empty file stands for no mail server)";
-    return finish(failure(call, "re-keying stopped before the store files were changed; nothing was lost" + hint));
+    int result = 0;
+    {
+      // The run prints its own progress on standard output, line by line.
+      Progress progress(call.err);
+      result = store().reKey();
+    }
+    return finish(reportReKey(call, result));
   } catch (const json::Exception& error) {
     return finish(failure(call, std::string("re-keying stopped: a deciphered file holds no JSON document (") +
                                     error.what() + "); the store files were not changed"));
@@ -171,14 +244,20 @@ NORVANECTL_COMMANDS(secrets) {
               "          from a pipe everything, less one final line end) and enciphers it\n"
               "          into FILE, replacing what FILE held.\n"
               "get FILE  deciphers FILE and prints the secret on standard output.\n"
-              "Both fail (exit 1) when the store gives result -1; the log tells why. Key and\n"
-              "IV come from the store files and this host's network adapter address.\n",
+              "Both fail (exit 1) with the reason when the store gives result -1; get also\n"
+              "fails, printing nothing, when the deciphered text does not pass its integrity\n"
+              "test. Key and IV come from the store files and this host's network adapter\n"
+              "address.\n",
               norvanectl::runSecret},
       Command{"rekey", "secrets", "replace the store files and encipher every secret again", "rekey",
               "Deciphers every managed server file and the SMTP server file, writes new\n"
-              "store files and enciphers everything again, printing its progress as it goes.\n"
-              "Exit 0 when the run got through (a failed write is reported above and does\n"
-              "not change that), 1 when it stopped before the store files were changed.\n",
+              "store files and enciphers everything again, printing its progress as it goes\n"
+              "and a summary at the end (files re-keyed, failed); on a terminal a line counts\n"
+              "the seconds of a long run. All or nothing: the new key takes over only when\n"
+              "every file was written; otherwise every secret stays under the old key.\n"
+              "Exit 0 when the new key is in force; 1 when a file could not be written, when\n"
+              "the run stopped before the store files were changed, or when another re-key\n"
+              "is running.\n",
               norvanectl::runRekey},
   };
 }

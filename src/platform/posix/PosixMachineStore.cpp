@@ -5,6 +5,7 @@
 #include <fstream>
 #include <mutex>
 #include <system_error>
+#include <vector>
 #include <filesystem>
 
 #include "platform/posix/PosixFacilities.h"
@@ -71,15 +72,33 @@ class PosixMachineStore final : public MachineStore {
 
   long setString(const std::string& keyPath, const std::string& valueName,
                  const std::string& value) override {
-    std::error_code error;
-    std::string directory = keyDirectory(keyPath);
-    std::filesystem::create_directories(directory, error);
-    if (error) return error.value();
-    std::ofstream out(directory + "/" + valueName, std::ios::binary | std::ios::trunc);
-    if (!out) return errno != 0 ? errno : EACCES;
-    out << value << '\n';
-    out.close();
-    return out ? 0 : EIO;
+    const std::string directory = keyDirectory(keyPath);
+    if (const long status = createKeyDirectories(directory)) return status;
+    // Readable by every user whose programs look for the installation, writable by
+    // its owner alone, whatever the umask; replaced whole, so a reader never finds a
+    // half-written path.
+    std::string reason;
+    if (!makeFileSystem()->writeWholeFile(directory + "/" + valueName, value + '\n', 0644, reason)) {
+      return errno != 0 ? errno : EIO;
+    }
+    return 0;
+  }
+
+ private:
+  // Creates the missing levels of the key's directory with mode 0755.
+  static long createKeyDirectories(const std::string& directory) {
+    std::vector<std::string> missing;
+    for (std::filesystem::path level(directory); !level.empty() && level != level.root_path();
+         level = level.parent_path()) {
+      std::error_code error;
+      if (std::filesystem::exists(level, error)) break;
+      missing.push_back(level.string());
+    }
+    for (auto level = missing.rbegin(); level != missing.rend(); ++level) {
+      if (mkdir(level->c_str(), 0755) != 0 && errno != EEXIST) return errno;
+      if (chmod(level->c_str(), 0755) != 0) return errno;
+    }
+    return 0;
   }
 };
 

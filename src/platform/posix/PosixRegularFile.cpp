@@ -57,24 +57,19 @@ bool readRegularFile(const std::string& path, std::string& text) {
   }
 }
 
-std::FILE* createFileWithMode(const std::string& path, unsigned int mode) {
-  // O_NONBLOCK: a FIFO with no reader fails at once (ENXIO) instead of waiting.
-  Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY | O_NONBLOCK,
+bool canCreateFile(const std::string& path, unsigned int mode) {
+  // O_NONBLOCK: a FIFO with no reader fails at once (ENXIO) instead of waiting. An
+  // existing file is opened, not emptied: it is replaced whole later.
+  Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK,
                          static_cast<mode_t>(mode)));
-  if (file.get() < 0) return nullptr;
+  if (file.get() < 0) return false;
   struct stat info {};
-  if (::fstat(file.get(), &info) != 0) return nullptr;
+  if (::fstat(file.get(), &info) != 0) return false;
   if (!S_ISREG(info.st_mode)) {
     errno = ENODEV;
-    return nullptr;
+    return false;
   }
-  if (::fcntl(file.get(), F_SETFL, 0) != 0) return nullptr;
-  // The creation mode passes through the umask, and an existing file keeps its own.
-  // A file of another owner that this user may write keeps its mode (EPERM).
-  if (::fchmod(file.get(), static_cast<mode_t>(mode)) != 0 && errno != EPERM) return nullptr;
-  std::FILE* stream = ::fdopen(file.get(), "w");
-  if (stream != nullptr) file.release();
-  return stream;
+  return true;
 }
 
 }  // namespace platform

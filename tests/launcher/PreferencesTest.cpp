@@ -208,21 +208,9 @@ TEST(PreferencesTest, DefaultsWithHomeAndNoFileAreWarnedGeneratedAndReadBack) {
   }
 }
 
-// Values written otherwise than the generator writes them read back the same.
-TEST(PreferencesTest, GeneratedFileReadsBackToTheSameValues) {
-  HomedInstallation installation(
-      "session_timeout = 600\nbypass_authentication = true\nuri_prefix = /API/v2\nldap_mode = TRUE\nreadOnly = false\n"
-      "statistics_mode = 0\nlog_level = 32\nldap_server = ldap.example.test\nfull_access_groups = Storage Admins\n"
-      "FW_DIR = /Firmware\nperf_duration = 30\nlog_file_count = 9\n");
-  const Settings before = readSettings(installation);
-  generate(installation);
-  expectAll(installation.readHomeFile("conf/Norvane.conf"), {"\nbypass_authentication = 1\n", "\nstatistics_mode = false\n",
-                                                             "\nreadOnly = 0\n", "\nuri_prefix = /api/v2\n"});
-  EXPECT_EQ(before, readSettings(installation));
-}
-
 // A home with capitals keeps them: only the fixed tail of a path getter is lower-cased.
-TEST(PreferencesTest, ValuesFromTheFileWithTheirQuirksUnderAHomeWithCapitals) {
+// The file generated from these values reads back to the same.
+TEST(PreferencesTest, ValuesFromTheFileWithTheirQuirksUnderAHomeWithCapitalsAndWrittenBack) {
   TempInstallation installation;
   const std::string home = installation.root() + "/Norvane Home";
   std::filesystem::create_directories(home + "/conf");
@@ -246,7 +234,12 @@ TEST(PreferencesTest, ValuesFromTheFileWithTheirQuirksUnderAHomeWithCapitals) {
     expected[row.line.substr(0, row.line.find(' '))] = row.expected;
   }
   writeFile(home + "/conf/Norvane.conf", text);
-  expectSettings(expected, readSettings(installation));
+  const Settings read = readSettings(installation);
+  expectSettings(expected, read);
+  generate(installation);
+  expectAll(readFile(home + "/conf/Norvane.conf"), {"\nbypass_authentication = 1\n", "\nstatistics_mode = false\n",
+                                                    "\nreadOnly = 0\n", "\nuri_prefix = /kestrane/api\n"});
+  EXPECT_EQ(read, readSettings(installation));
 }
 
 // Nothing registered: the configuration file is "../conf/Norvane.conf" from the work

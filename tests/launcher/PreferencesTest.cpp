@@ -178,7 +178,8 @@ TEST(PreferencesConstantsTest, KeysAndDefaultsThatNoGetterReads) {
       ROW("../conf/Norvane.conf", Preferences::SERVER_CONFIG_FILE_NAME), ROW("SUB_NAME", Preferences::SUB_NAME_KEY),
       ROW("root", Preferences::DEFAULT_FULL_ACCESS_GROUPS_NON_WINDOWS),
       ROW("users", Preferences::DEFAULT_READ_ONLY_ACCESS_GROUPS_NON_WINDOWS),
-      ROW("empty_SGPIO_display", Preferences::SGPIO_DISPLAY_VALUE_KEY), ROW("readOnly", Preferences::LDAP_ACCESS_MODE_KEY),
+      ROW("empty_SGPIO_display", Preferences::SGPIO_DISPLAY_VALUE_KEY),
+      ROW("readOnly", Preferences::LDAP_ACCESS_MODE_KEY),
       ROW("event_count_to_aen_process", Preferences::EVENTS_CALLBACK_AT_ONCE_COUNT_KEY),
       ROW("389", Preferences::DEFAULT_LDAP_PORT_DETAILS), ROW("64", bound),
   });
@@ -190,15 +191,17 @@ TEST(PreferencesTest, DefaultsWithHomeAndNoFileAreWarnedGeneratedAndReadBack) {
   HomedInstallation installation;
   const Settings defaults = readSettings(installation);
   const std::string home = installation.home();
-  expectSettings({{"LOCALE_PATH", home + "/conf/languages/"}, {"default_alert", home + "/conf/monitor/config-default.json"},
+  expectSettings({{"LOCALE_PATH", home + "/conf/languages/"},
+                  {"default_alert", home + "/conf/monitor/config-default.json"},
                   {"event_spec(de-DE)", home + "/conf/languages/de-DE/ctl_events_spec.ini"},
                   {"alert_param(de-DE)", home + "/conf/languages/de-DE/alertparam.ini"},
                   {"health_spec(de-DE)", home + "/conf/languages/de-DE/healthspec.json"}},
                  defaults);
-  expectAll(installation.readHomeFile("logs/norvane.txt"),
-            {"| Warning   : KVP:readCfg - Cann't open config file " + home + "/conf/Norvane.conf; using the server default"});
+  expectAll(installation.readHomeFile("logs/norvane.txt"), {"| Warning   : KVP:readCfg - Cann't open config file " +
+                                                             home + "/conf/Norvane.conf; using the server default"});
   generate(installation);
-  EXPECT_EQ(std::regex_replace(kGeneratedDefaults, std::regex("@HOME@"), home), installation.readHomeFile("conf/Norvane.conf"));
+  EXPECT_EQ(std::regex_replace(kGeneratedDefaults, std::regex("@HOME@"), home),
+            installation.readHomeFile("conf/Norvane.conf"));
   EXPECT_EQ(defaults, readSettings(installation));
   // A FIFO in the file's place is refused at once, like a path that cannot be created.
   ASSERT_EQ(0, mkfifo((home + "/conf/fifo.conf").c_str(), 0600));
@@ -250,8 +253,9 @@ TEST(PreferencesTest, FallbackRouteReadsPathKeysLowerCasedLogsWhyAndGeneratesThe
   const std::string root = installation.root();
   std::filesystem::create_directories(root + "/conf");
   std::filesystem::create_directories(root + "/Logs");
-  writeFile(root + "/conf/Norvane.conf", "session_timeout = 240\nkey_store = /Etc/Key.Store\nevent_spec = /Lang/Events.INI\n"
-                                         "alert_config-current = /Conf/Current.json\nPLUGIN_PATH = /Opt/Plugins\n");
+  writeFile(root + "/conf/Norvane.conf", "session_timeout = 240\nkey_store = /Etc/Key.Store\n"
+                                         "event_spec = /Lang/Events.INI\nalert_config-current = /Conf/Current.json\n"
+                                         "PLUGIN_PATH = /Opt/Plugins\n");
   expectSettings({{"session_timeout", "240"}, {"key_store", "/etc/key.store"}, {"event_spec", "/lang/events.ini"},
                   {"event_spec(de-DE)", "/lang/events.ini"},  // the locale plays no part
                   {"alert_config-current", "/conf/current.json"}, {"default_alert", "/conf/current.json"},
@@ -259,7 +263,8 @@ TEST(PreferencesTest, FallbackRouteReadsPathKeysLowerCasedLogsWhyAndGeneratesThe
                   // Keys absent from the file give the fallbacks as they stand.
                   {"log_file", "../Logs/norvane.txt"}, {"monitor_log_path", "conf/monitor/logs/"},
                   {"LOCALE_PATH", "../conf/languages"}, {"MANAGED_SERVER_PATH", "/bin/managedservers"},
-                  {"event_code", "../conf/monitor/eventcode.ini"}, {"alert_param", "../conf/languages/en-US/alertparam.ini"},
+                  {"event_code", "../conf/monitor/eventcode.ini"},
+                  {"alert_param", "../conf/languages/en-US/alertparam.ini"},
                   {"health_spec(de-DE)", "../conf/languages/en-US/healthspec.json"},
                   {"smtp_server", "./bin/smtpServer"}, {"value_store", "./bin/value.store"}},
                  readSettings(installation));
@@ -270,7 +275,8 @@ TEST(PreferencesTest, FallbackRouteReadsPathKeysLowerCasedLogsWhyAndGeneratesThe
                              "dalertCfgFile - Invalid Norvane Home Path, read from default conf file",
                              "monLog - Exception @ getMonitorLogFilePath", "localePath - Exception @ LOCALE_PATH",
                              "manageP - Exception @ MANAGED_SERVER", "evtCode - Exception @ get_alert_param_loc",
-                             "getHealthL - Exception @ get_alert_spec_file", "healthSpc - Exception @ get_alert_spec_file",
+                             "getHealthL - Exception @ get_alert_spec_file",
+                             "healthSpc - Exception @ get_alert_spec_file",
                              "smtp - Exception @ get_smtp_servr_loc"}) {
     const bool exception = std::string(origin).find("Exception") != std::string::npos;
     lines.push_back(std::string("| Error     : Pref:") + origin + (exception ? " returning default file " : ""));
@@ -278,7 +284,8 @@ TEST(PreferencesTest, FallbackRouteReadsPathKeysLowerCasedLogsWhyAndGeneratesThe
   expectAll(log, lines);
   EXPECT_EQ(std::string::npos, log.find("log_file")) << log;  // get_log_file_loc falls back silently
   generate(installation);
-  expectAll(readFile(root + "/conf/Norvane.conf"), {"\nsmtp_server = ./bin/smtpServer\n", "\nlog_file = ../Logs/norvane.txt\n"});
+  expectAll(readFile(root + "/conf/Norvane.conf"),
+            {"\nsmtp_server = ./bin/smtpServer\n", "\nlog_file = ../Logs/norvane.txt\n"});
   expectAll(readFile(root + "/Logs/norvane.txt"),
             {"| Error     : Pref:genConf - Invalid Norvane Home Path, using default conf file path"});
 }

@@ -56,12 +56,12 @@ TEST(NorvanectlHostTest, HostShowsEveryFactWithTheCallThatGaveItAsTextAndAsJson)
   Installation installation;
   installation.useStore();
   utils::System& system = *utils::System::get_instance();
-  std::string name;
+  std::string name, mac = system.getMACAddress();
   const std::string result = std::to_string(system.getHostName(name)), text = installation.ctl({"host"});
   EXPECT_TRUE(std::regex_match(text, std::regex("0\\|(get[A-Za-z]+ +(result -?\\d+ +)?[^\n]*\n){10}\\|"))) << text;
   EXPECT_NE(std::string::npos, text.find("\ngetHostName" + std::string(17, ' ') + "result " + result +
                                          std::string(3 - result.size(), ' ') + "'" + name + "'\n")) << text;
-  EXPECT_NE(std::string::npos, text.find("\ngetMACAddress" + std::string(25, ' ') + "'" + system.getMACAddress() + "'\n"));
+  EXPECT_NE(std::string::npos, text.find("\ngetMACAddress" + std::string(25, ' ') + "'" + mac + "'\n"));
   const std::string json = installation.ctl({"host", "--json"});
   ASSERT_EQ("0|{", json.substr(0, 3)) << json;
   testsupport::writeFile(installation.root() + "/host.json", json.substr(2, json.size() - 3));
@@ -76,14 +76,15 @@ TEST(NorvanectlHostTest, PluginLoadsCallsAndUnloadsOrSaysWhy) {
   Installation installation;
   const std::string record = installation.ctl({"plugin", PLUGIN_RECORD_PATH});
   EXPECT_TRUE(std::regex_match(record, std::regex("0\\|" + std::string(PLUGIN_RECORD_PATH) +
-                                                  ": getHelperInstance returned a record at 0x[0-9a-f]+\n\\|"))) << record;
+                                                  ": getHelperInstance returned a record at 0x[0-9a-f]+\n\\|")));
   const std::string thrower = PLUGIN_THROWS_PATH, without = PLUGIN_WITHOUT_ENTRY_PATH, none = "/nonexistent/libnone.so";
   const std::string onePath = usage("plugin needs exactly one library PATH", "plugin PATH");
   const struct { std::vector<std::string> args; std::string run; } rows[] = {
       {{"plugin", without}, "1||norvanectl: '" + without + "' does not export getHelperInstance\n"},
       {{"plugin", none}, "1||norvanectl: cannot load '" + none + "': " + none + ": cannot open shared object file: No "
                          "such file or directory\n"},
-      {{"plugin"}, onePath}, {{"plugin", "a.so", "b.so"}, onePath}, {{"plugin", ""}, usage("PATH must not be empty", "plugin PATH")},
+      {{"plugin"}, onePath}, {{"plugin", "a.so", "b.so"}, onePath},
+      {{"plugin", ""}, usage("PATH must not be empty", "plugin PATH")},
       {{"plugin", thrower}, "1||norvanectl: getHelperInstance of '" + thrower + "' threw: no helper today\n"},
   };
   for (const auto& row : rows) EXPECT_EQ(row.run, installation.ctl(row.args)) << row.args.back();
@@ -97,11 +98,13 @@ TEST(NorvanectlHostTest, EventChecksItsArguments) {
       {{"event", "a", "--event-id", "x1"}, "--event-id needs a number, not 'x1'"},
       {{"event", "a", "--event-id", "-5"}, "--event-id must be from 0 to 65535, not '-5'"},
       {{"event", "a", "--severity", "65536"}, "--severity must be from 0 to 65535, not '65536'"},
-      {{"event", "a", "--category-mask", "99999999999999999999"}, "--category-mask needs a number, not '99999999999999999999'"},
+      {{"event", "a", "--category-mask", "99999999999999999999"},
+       "--category-mask needs a number, not '99999999999999999999'"},
       {{"event", "a", "--colour", "red"}, "unknown option '--colour'"},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(usage(row.message, "event TEXT [--severity N] [--event-id N] [--category-mask N]"), installation.ctl(row.args));
+    const std::string synopsis = "event TEXT [--severity N] [--event-id N] [--category-mask N]";
+    EXPECT_EQ(usage(row.message, synopsis), installation.ctl(row.args));
   }
 }
 

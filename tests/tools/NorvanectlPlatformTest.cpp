@@ -28,7 +28,7 @@ struct Installation : testsupport::HomedInstallation {
   // Each row: the tool's arguments, split at spaces, with {U} for `unitDir`; its run as
   // "exit|out|err" (only the start of it for usage errors), with {U} too.
   void expectRows(const std::vector<std::pair<std::string, std::string>>& rows, const std::string& unitDir = "") const {
-    const auto expand = [&](const std::string& text) { return std::regex_replace(text, std::regex("\\{U\\}"), unitDir); };
+    const auto expand = [&](const std::string& t) { return std::regex_replace(t, std::regex("\\{U\\}"), unitDir); };
     for (const auto& [args, run] : rows) {
       std::vector<std::string> words;
       std::istringstream split(expand(args));
@@ -74,7 +74,8 @@ TEST(NorvanectlServiceTest, InstallStatusAndUninstallSayWhatTheyDid) {
        "1||norvanectl: cannot use PROGRAM '/nonexistent/server': No such file or directory\n"},
       {service + "install {U}", "1||norvanectl: cannot use PROGRAM '{U}': Is a directory\n"},
       {service + "install /bin/true", "0|NorvaneService installed and enabled: " + unit},
-      {service + "install /bin/false", "0|NorvaneService is already installed: {U}/NorvaneService.service (left as it is)\n|"},
+      {service + "install /bin/false",
+       "0|NorvaneService is already installed: {U}/NorvaneService.service (left as it is)\n|"},
       {service + "status", "0|NorvaneService is installed: " + unit},
       {service + "uninstall", "0|NorvaneService disabled and removed: " + unit},
       {service + "uninstall", "0|NorvaneService is not installed: nothing to remove\n|"},
@@ -122,20 +123,20 @@ TEST(NorvanectlServiceTest, ControlSignalsOnlyAProgramBuiltOnTheServiceFramework
 
 // Disks are numbered from 0 in order; the figure moves with every file written meanwhile.
 TEST(NorvanectlDiskTest, DiskUsageShowsEachPhysicalDiskAndRefusesOthers) {
-  Installation installation;
-  const std::string all = installation.ctl({"disk-usage"});
+  Installation in;
+  const std::string all = in.ctl({"disk-usage"});
   const std::size_t disks = std::count(all.begin(), all.end(), '\n');
   std::string numbered = "0|";  // the run with each figure as N
   for (std::size_t disk = 0; disk < disks; ++disk) numbered += "Disk " + std::to_string(disk) + ": N KiB used\n";
   EXPECT_EQ(numbered + "|", std::regex_replace(all, std::regex(": \\d+ KiB"), ": N KiB")) << all;
   const std::string known = disks == 0 ? "none" : disks == 1 ? "Disk 0" : "Disk 0 to Disk " + std::to_string(disks - 1);
-  EXPECT_EQ(0u, installation.ctl({"disk-usage", "Disk"}).find("2||norvanectl: DISK must be a label such as 'Disk 0'\n"));
+  EXPECT_EQ(0u, in.ctl({"disk-usage", "Disk"}).find("2||norvanectl: DISK must be a label such as 'Disk 0'\n"));
   for (const std::string label : {"Disk " + std::to_string(disks), std::string("Disk abc"), std::string("Disk -1")}) {
     EXPECT_EQ("1||norvanectl: no disk '" + label + "' on this machine (its physical disks: " + known + ")\n",
-              installation.ctl({"disk-usage", label}));
+              in.ctl({"disk-usage", label}));
   }
   if (disks > 0) {
-    EXPECT_TRUE(std::regex_match(installation.ctl({"disk-usage", "Disk 0"}), std::regex("0\\|Disk 0: \\d+ KiB used\n\\|")));
+    EXPECT_TRUE(std::regex_match(in.ctl({"disk-usage", "Disk 0"}), std::regex("0\\|Disk 0: \\d+ KiB used\n\\|")));
   }
 }
 
@@ -170,7 +171,8 @@ TEST(NorvanectlSmtpTest, SmtpProbeShowsTheDialogueAndFailsWithTheReason) {
   close(listener);
   const std::string closed = std::to_string(testsupport::freeLoopbackPort());
   installation.expectRows({
-      {"smtp-probe 127.0.0.1 " + closed, "1||norvanectl: cannot connect to 127.0.0.1 port " + closed + ": Connection refused\n"},
+      {"smtp-probe 127.0.0.1 " + closed,
+       "1||norvanectl: cannot connect to 127.0.0.1 port " + closed + ": Connection refused\n"},
       {"smtp-probe 127.0.0.1 70000", "2||norvanectl: PORT must be a number from 1 to 65535\n"},
       {"smtp-probe", "2||norvanectl: smtp-probe needs HOST and an optional PORT\n"},
   });

@@ -51,7 +51,7 @@ struct Installation : TempInstallation {
   // prefix for this store.
   std::string x(std::string text) const {
     const std::pair<const char*, std::string> marks[] = {
-        {"{R}", root()}, {"{H}", home()}, {"{S}", storeRoot()}, {"{C}", "norvanectl --store-root " + storeRoot() + " "}};
+        {"{C}", "norvanectl --store-root {S} "}, {"{R}", root()}, {"{H}", home()}, {"{S}", storeRoot()}};
     for (const auto& [mark, value] : marks) {
       for (std::string::size_type at; (at = text.find(mark)) != std::string::npos;) text.replace(at, 3, value);
     }
@@ -93,7 +93,8 @@ TEST(NorvanectlTest, HelpListsEveryCommandAndEachCommandHasItsOwn) {
       "set-home DIR", "show-home", "check [--json]", "generate-config [PATH]", "show-config [KEY...]",
       "log [--restart-log] LEVEL MESSAGE [LEVEL MESSAGE]...", "zip ARCHIVE FILE...",
       "auth local USER | auth domain USER DOMAIN | auth ldap USER [OPTIONS] | auth install-pam [--dir DIR]", "console",
-      "disk-usage [DISK]", "host [--json]", "plugin PATH", "event TEXT [--severity N] [--event-id N] [--category-mask N]",
+      "disk-usage [DISK]", "host [--json]", "plugin PATH",
+      "event TEXT [--severity N] [--event-id N] [--category-mask N]",
       "keys init", "secret put|get FILE", "rekey", "service install PROGRAM | uninstall | status | control CODE PID",
       "smtp-probe HOST [PORT]"};
   std::string listed, expected;  // the overview's commands in its order, and the usages'
@@ -120,11 +121,12 @@ TEST(NorvanectlTest, UsageErrorsExitWithTwo) {
       {{"show-home", "extra"}, "show-home takes no arguments\n"}, {{"zip", "a.zip"}, "zip needs at least one FILE\n"},
       {{"check", "extra"}, "check takes no arguments but --json\n"}, {{"keys"}, "keys needs the word init\n"},
       {{"generate-config", "conf/x"}, "the path must start with '/'"}, {{"log", "loud", "x"}, "unknown level 'loud'\n"},
-      {{"log", "info"}, "log needs LEVEL MESSAGE pairs\n"}, {{"log", "--restart-log"}, "log needs LEVEL MESSAGE pairs\n"},
-      {{"log", "--force", "info", "x"}, "unknown option '--force'\n"}, {{"keys", "reset"}, "keys needs the word init\n"},
+      {{"log", "info"}, "log needs LEVEL MESSAGE pairs\n"}, {{"keys", "reset"}, "keys needs the word init\n"},
+      {{"log", "--restart-log"}, "log needs LEVEL MESSAGE pairs\n"}, {{"rekey", "now"}, "rekey takes no arguments\n"},
+      {{"log", "--force", "info", "x"}, "unknown option '--force'\n"},
       {{"zip"}, "zip needs an ARCHIVE and at least one FILE\n"}, {{"help", "nothing"}, "unknown command 'nothing'\n"},
       {{"secret", "put"}, "secret needs put FILE or get FILE\n"}, {{"secret", "get", ""}, "FILE must not be empty\n"},
-      {{"secret", "show", "x"}, "secret needs put FILE or get FILE\n"}, {{"rekey", "now"}, "rekey takes no arguments\n"},
+      {{"secret", "show", "x"}, "secret needs put FILE or get FILE\n"},
       {{"console", "now"}, "console takes no arguments\n"},
   };
   for (const auto& c : cases) EXPECT_EQ(0u, run(c.args).find("2||norvanectl: " + c.message)) << c.message;
@@ -172,7 +174,8 @@ TEST(NorvanectlTest, GenerateConfigWritesTheFileTheLibraryReads) {
 TEST(NorvanectlTest, ShowConfigPrintsEverySettingOrTheChosenOnesAndReportsAZeroPerfDuration) {
   Installation in;
   in.registerHome();
-  EXPECT_EQ(0u, in.ctl({"show-config"}).find(in.x("0|# settings in force; {H}/conf/Norvane.conf is missing, so all are defaults\n")));
+  const std::string none = in.ctl({"show-config"});
+  EXPECT_EQ(0u, none.find(in.x("0|# settings in force; {H}/conf/Norvane.conf is missing, so all are defaults\n")));
   in.writeConfig("session_timeout = 240\nuri_prefix = /API\n");
   const std::string all = in.ctl({"show-config"});
   EXPECT_EQ(0u, all.find(in.x("0|# settings in force, read from {H}/conf/Norvane.conf\nSUB_NAME = C=US,"))) << all;
@@ -196,12 +199,13 @@ TEST(NorvanectlTest, LogRestartsALogThatHoldsLinesOnlyWhenTold) {
   in.writeConfig("log_level = 16\n");
   const std::string logFile = in.home() + "/logs/norvane.txt", server = "19/11 10:00:00 1f | Info      : server line\n";
   writeFile(logFile, server);
-  in.expect("1||norvanectl: {H}/logs/norvane.txt already holds 44 bytes of log lines; starting the log would empty it.\n"
-            "Run '{C}log --restart-log LEVEL MESSAGE...' to empty it and write anyway.\n", {"log", "info", "tool line"});
+  in.expect("1||norvanectl: {H}/logs/norvane.txt already holds 44 bytes of log lines; starting the log would empty "
+            "it.\nRun '{C}log --restart-log LEVEL MESSAGE...' to empty it and write anyway.\n",
+            {"log", "info", "tool line"});
   EXPECT_EQ(server, readFile(logFile));
   in.expect("0|log file: {H}/logs/norvane.txt\n|norvanectl: note: restarted {H}/logs/norvane.txt; the 44 bytes it "
             "held went to a rotated file\n", {"log", "--restart-log", "info", "tool line"});
-  EXPECT_TRUE(std::regex_match(readFile(logFile), std::regex("[^\n]* \\| Info      : tool line\n"))) << readFile(logFile);
+  EXPECT_TRUE(std::regex_match(readFile(logFile), std::regex("[^\n]* \\| Info      : tool line\n")));
   writeFile(logFile, "");  // holds nothing to lose
   in.expect("0|log file: {H}/logs/norvane.txt\n|norvanectl: note: level debug (32) is above log_level 16; line not "
             "written\n", {"log", "--", "error", "disk 5% slower", "info", "--restart-log", "debug", "hidden"});
@@ -233,7 +237,8 @@ TEST(NorvanectlTest, LogFailsWithTheReasonWhenTheLineCannotBeWritten) {
   for (const auto& c : cases) {
     c.setUp();
     // Root may write anywhere: permissions are tried as an ordinary user.
-    in.expect("1||norvanectl: " + c.err + "\n", {"log", "info", "lost"}, {in.root() + "/cwd/sub", c.nobody && geteuid() == 0});
+    const RunAs as{in.root() + "/cwd/sub", c.nobody && geteuid() == 0};
+    in.expect("1||norvanectl: " + c.err + "\n", {"log", "info", "lost"}, as);
     EXPECT_EQ(std::vector<std::string>{"sub"}, entriesOf(in.root() + "/cwd")) << c.err;
   }
   EXPECT_EQ("", readFile(file));
@@ -243,7 +248,8 @@ TEST(NorvanectlTest, LogFailsWithTheReasonWhenTheLineCannotBeWritten) {
 // are the ones the library itself uses.
 TEST(NorvanectlTest, CheckNamesEachMissingItemWithItsFixAndPassesACompleteInstallation) {
   Installation in;
-  const std::string noHome = "1|PROBLEM  home path: @\n         fix: {C}set-home DIR\nthe other items need the home path\n|";
+  const std::string noHome = "1|PROBLEM  home path: @\n         fix: {C}set-home DIR\n"
+                             "the other items need the home path\n|";
   in.expect(std::regex_replace(noHome, std::regex("@"), kNoHome), {"check"});
   in.registerHome(in.root() + "/gone");
   in.expect(std::regex_replace(noHome, std::regex("@"), "{R}/gone: No such file or directory"), {"check"});
@@ -283,10 +289,12 @@ all 6 items in order
 TEST(NorvanectlTest, CheckReportsUnusableItems) {
   const std::string alert = "{H}/conf/monitor/config-current.json", fallback = "{H}/conf/monitor/config-default.json";
   // How each item is spoilt: d a directory, p a named pipe, f a file of `text`, r removed.
-  const struct { const char* path; char spoil; const char* text; bool withDefault; std::string problem, fix; } cases[] = {
+  const struct { const char* path; char spoil; const char* text; bool withDefault; std::string problem, fix; }
+  cases[] = {
       {"conf/Norvane.conf", 'd', "", false, "configuration file: {H}/conf/Norvane.conf: Is a directory",
        "make it a readable file, or move it away and run {C}generate-config"},
-      {"logs/norvane.txt", 'p', "", false, "logs directory: log file {H}/logs/norvane.txt is a named pipe", "move it away"},
+      {"logs/norvane.txt", 'p', "", false, "logs directory: log file {H}/logs/norvane.txt is a named pipe",
+       "move it away"},
       {"logs", 'f', "", false, "logs directory: log directory {H}/logs: Not a directory",
        "move {H}/logs away, then {C}set-home {H}"},
       {"bin/key.store", 'f', "", false, "key store: {H}/bin/key.store is empty", "{C}keys init fills it"},
@@ -362,7 +370,8 @@ TEST(NorvanectlTest, ZipPacksRegularFilesUnderSafeNamesAndSkipsTheRest) {
        "as 'top.txt', the name of an earlier FILE; 'twice.zip' not written\n"},
       {{"zip", "old.zip", "bundle", "missing"}, "1||" + skipDir + "norvanectl: cannot read 'missing': No such file or "
        "directory\nnorvanectl: nothing to pack; 'old.zip' not written\n"},
-      {{"zip", "absent/a.zip", "top.txt"}, "1||norvanectl: cannot write archive 'absent/a.zip': No such file or directory\n"},
+      {{"zip", "absent/a.zip", "top.txt"},
+       "1||norvanectl: cannot write archive 'absent/a.zip': No such file or directory\n"},
       {{"zip", "dir.zip", "top.txt"}, "1||norvanectl: cannot write archive 'dir.zip': Is a directory\n"},
   };
   for (const auto& row : rows) EXPECT_EQ(row.run, run(row.args, {work})) << row.args[1];

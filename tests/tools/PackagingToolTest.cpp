@@ -10,6 +10,7 @@
 #include "support/ToolRun.h"
 
 using testsupport::commandOutput;
+using testsupport::readFile;
 
 namespace {
 
@@ -25,7 +26,7 @@ TEST(PackagingToolTest, EveryCommandHasAManSectionAndACompletion) {
   // The command names of the overview's "Commands:" block, read here on their own.
   std::istringstream names(commandOutput(NORVANECTL_PATH " --help | awk '/^Commands:$/ {on = 1; next} "
                                          "on && /^  / {print $1; next} on {exit}'"));
-  const std::string page = testsupport::readFile(NORVANECTL_MAN_PAGE), script = testsupport::readFile(NORVANECTL_COMPLETION);
+  const std::string page = readFile(NORVANECTL_MAN_PAGE), script = readFile(NORVANECTL_COMPLETION);
   int count = 0;
   for (std::string name; std::getline(names, name); ++count) {
     std::string roffName;  // a hyphen in the page is a hyphen, not a break
@@ -41,7 +42,8 @@ TEST(PackagingToolTest, EveryCommandHasAManSectionAndACompletion) {
 TEST(PackagingToolTest, CompletionOffersTheWordsOfTheUsage) {
   const struct { const char* words; const char* offered; } cases[] = {
       {"norvanectl se", "set-home secret service\n"}, {"norvanectl --", "--store-root --unit-dir --help --version\n"},
-      {"norvanectl secret \"\"", "put get --help\n"}, {"norvanectl service \"\"", "install uninstall status control --help\n"},
+      {"norvanectl secret \"\"", "put get --help\n"},
+      {"norvanectl service \"\"", "install uninstall status control --help\n"},
       {"norvanectl auth i", "install-pam\n"}, {"norvanectl help rek", "rekey\n"},
       {"norvanectl secret put \"\"", "\n"},  // a file name: bash's own completion
   };

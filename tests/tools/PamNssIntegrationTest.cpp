@@ -28,7 +28,8 @@ class PamNssTest : public testing::Test {
     writeFile(d + "/passdb", "alice:alicepw:norvane-local\nbob:bobpw:norvane-local\ncarol:carolpw:norvane-local\n"
                              "erin:erinpw:norvane-local\nalice@corp.test:domainpw:norvane-domain\n");
     writeFile(d + "/group", "alice:x:1101:\nbob:x:1102:\ncarol:x:1103:\nerin:x:1104:\nAdministrators:x:1200:alice\n"
-                            "staff:x:1201:bob,carol\nalice@corp.test:x:1301:\nadmins@corp.test:x:1302:alice@corp.test\n");
+                            "staff:x:1201:bob,carol\nalice@corp.test:x:1301:\n"
+                            "admins@corp.test:x:1302:alice@corp.test\n");
     writeFile(d + "/hosts", "127.0.0.1 node1.corp.test node1\n");
     mkdir((d + "/pam.d").c_str(), 0700);
     // carol's account is locked: the account step refuses her after her password passed.
@@ -93,7 +94,8 @@ TEST_F(PamNssTest, LoginsGetTheirLevelFromTheGroupDatabase) {
               auth(row.args, row.password)) << row.args.back() << " " << row.password;
     if (row.code == 6) {
       const std::string log = m_installation.readHomeFile("logs/norvanectl.txt");
-      EXPECT_NE(std::string::npos, log.find("User 'alice@corp.test' failed to login to local server: 'Permission denied'"));
+      EXPECT_NE(std::string::npos,
+                log.find("User 'alice@corp.test' failed to login to local server: 'Permission denied'"));
       EXPECT_EQ(std::string::npos, log.find("domainpw"));
     }
   }

@@ -5,12 +5,10 @@
 
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <regex>
@@ -70,8 +68,8 @@ struct Installation : TempInstallation {
   void complete() const {
     registerHome();
     writeConfig("log_level = 64\n");
-    fs::create_directories(home() + "/bin");
     fs::create_directories(home() + "/conf/monitor");
+    fs::create_directories(home() + "/bin");
     writeFile(home() + "/bin/key.store", "0f6c2d3e-8a41-4b5e-9c7d-1e2f3a4b5c6d");
     writeFile(home() + "/bin/value.store", "7a8b9c0d-1e2f-4a3b-8c4d-5e6f7a8b9c0d");
     writeFile(home() + "/conf/monitor/config-current.json",
@@ -154,11 +152,14 @@ TEST(NorvanectlTest, SetHomeStoresThePathAndCreatesTheLogDirectory) {
   in.expect("0|{H}\n|", {"show-home"});
 }
 
-TEST(NorvanectlTest, GenerateConfigWritesTheFileTheLibraryReads) {
+// A zero perf_duration is reported, not fatal as in the library.
+TEST(NorvanectlTest, GenerateConfigAndShowConfigFromNoFileToAZeroPerfDuration) {
   Installation in;
   in.expect("1||norvanectl: " + kNoHome + "; run '{C}set-home DIR' first\n", {"generate-config"});
   in.registerHome();
   fs::remove_all(in.home() + "/conf");
+  const std::string none = in.ctl({"show-config"});
+  EXPECT_EQ(0u, none.find(in.x("0|# settings in force; {H}/conf/Norvane.conf is missing, so all are defaults\n")));
   in.expect("0|wrote {H}/conf/Norvane.conf\n|", {"generate-config"});
   const std::string text = in.readHomeFile("conf/Norvane.conf");
   EXPECT_EQ(0u, text.find("# Subject name\nSUB_NAME = C=US,"));
@@ -168,14 +169,6 @@ TEST(NorvanectlTest, GenerateConfigWritesTheFileTheLibraryReads) {
   in.expect("1||norvanectl: cannot create configuration file {H}/: Is a directory\n", {"generate-config", "/"});
   in.expect("1||norvanectl: cannot create directory {H}/conf/plain: Not a directory\n",
             {"generate-config", "/conf/plain/x.conf"});
-}
-
-// A zero perf_duration is reported, not fatal as in the library.
-TEST(NorvanectlTest, ShowConfigPrintsEverySettingOrTheChosenOnesAndReportsAZeroPerfDuration) {
-  Installation in;
-  in.registerHome();
-  const std::string none = in.ctl({"show-config"});
-  EXPECT_EQ(0u, none.find(in.x("0|# settings in force; {H}/conf/Norvane.conf is missing, so all are defaults\n")));
   in.writeConfig("session_timeout = 240\nuri_prefix = /API\n");
   const std::string all = in.ctl({"show-config"});
   EXPECT_EQ(0u, all.find(in.x("0|# settings in force, read from {H}/conf/Norvane.conf\nSUB_NAME = C=US,"))) << all;
@@ -218,6 +211,7 @@ TEST(NorvanectlTest, LogFailsWithTheReasonWhenTheLineCannotBeWritten) {
   Installation in;
   const std::string logs = in.home() + "/logs", plain = in.root() + "/plain", file = logs + "/norvane.txt";
   fs::create_directories(in.root() + "/cwd/sub");
+  for (const std::string& dir : {in.root(), in.home(), in.storeRoot()}) chmod(dir.c_str(), 0755);  // for nobody
   const struct { std::function<void()> setUp; std::string err; bool nobody; } cases[] = {
       {[] {}, kNoHome + "; run '{C}set-home DIR' first", false},
       {[&] { writeFile(plain, ""); in.registerHome(plain); }, "log directory {R}/plain/logs: Not a directory", false},
@@ -225,12 +219,8 @@ TEST(NorvanectlTest, LogFailsWithTheReasonWhenTheLineCannotBeWritten) {
        "log directory {H}/logs: No such file or directory ({C}set-home {H} creates it)", false},
       {[&] { writeFile(logs, ""); }, "log directory {H}/logs: Not a directory", false},
       {[&] { fs::remove(logs); fs::create_directories(file); }, "log file {H}/logs/norvane.txt is a directory", false},
-      {[&] {
-         fs::remove_all(logs);
-         fs::create_directories(logs);
-         for (const std::string& dir : {in.root(), in.home(), in.storeRoot()}) chmod(dir.c_str(), 0755);
-         chmod(logs.c_str(), 0555);
-       }, "cannot write to log directory {H}/logs: Permission denied", true},
+      {[&] { fs::remove_all(logs); fs::create_directories(logs); chmod(logs.c_str(), 0555); },
+       "cannot write to log directory {H}/logs: Permission denied", true},
       {[&] { chmod(logs.c_str(), 0777); writeFile(file, ""); chmod(file.c_str(), 0444); },
        "cannot write log file {H}/logs/norvane.txt: Permission denied", true},
   };
@@ -339,11 +329,7 @@ TEST(NorvanectlTest, ZipPacksRegularFilesUnderSafeNamesAndSkipsTheRest) {
   writeFile(work + "/top.txt", "top\n");
   writeFile(work + "/empty.txt", "");
   mkfifo((work + "/pipe").c_str(), 0644);
-  std::tm stamp{};  // 2021-03-04 05:06:08 local time
-  stamp.tm_year = 121, stamp.tm_mon = 2, stamp.tm_mday = 4, stamp.tm_hour = 5, stamp.tm_min = 6, stamp.tm_sec = 8;
-  stamp.tm_isdst = -1;
-  const struct timeval times[2] = {{mktime(&stamp), 0}, {mktime(&stamp), 0}};
-  utimes((work + "/top.txt").c_str(), times);
+  commandOutput("touch -d '2021-03-04 05:06:08' " + work + "/top.txt");  // local time
   chmod((work + "/top.txt").c_str(), 0640);
   const std::string skipPipe = "norvanectl: warning: skipping 'pipe': a named pipe, not a regular file\n";
   const std::string skipDir = "norvanectl: warning: skipping 'bundle': a directory, not a regular file\n";

@@ -40,7 +40,7 @@ std::string problem(const std::string& text, const std::string& fix) {
 
 }  // namespace
 
-TEST(SettingsToolTest, CheckNamesEveryLineTheLibraryReadsOtherwiseThanWritten) {
+TEST(SettingsToolTest, CheckNamesEveryLineTheLibraryReadsOtherwiseThanWrittenAlsoAsJson) {
   LongHome in;
   writeFile(in.conf, "session_timeout = banana\nlog_level = -5\nstatistics_mode = yes\n# comment\n"
                      "no_such_key = 1\nuri_prefix = /a = b\nsession_timeout = 5\njust a line\nperf_duration = 0\n"
@@ -67,27 +67,17 @@ TEST(SettingsToolTest, CheckNamesEveryLineTheLibraryReadsOtherwiseThanWritten) {
   const std::string run = in.ctl({"check"});
   EXPECT_EQ(0u, run.find(expected)) << run;
   EXPECT_EQ('|', run.back()) << "nothing on stderr";
-}
-
-TEST(SettingsToolTest, CheckJsonIsOneDocumentWithTheSameFindings) {
-  LongHome in;
+  // --json gives one document with the same findings.
   writeFile(in.conf, "readOnly = \"no\"\t\n");
-  const std::string run = in.ctl({"check", "--json"});
-  EXPECT_EQ(0u, run.find("1|{\"ok\": false, \"problems\": 4, \"items\": [{\"item\": \"home path\", \"ok\": true, "
+  const std::string json = in.ctl({"check", "--json"});
+  EXPECT_EQ(0u, json.find("1|{\"ok\": false, \"problems\": 4, \"items\": [{\"item\": \"home path\", \"ok\": true, "
                          "\"detail\": \"" + in.home + "\"}, {\"item\": \"configuration file\", \"ok\": false, "
                          "\"problem\": \"" + in.conf + " line 1: readOnly = '\\\"no\\\"' is not true, false, 1 or 0; "
                          "the library reads false\", \"fix\": \"write true or false, or remove the line for the "
-                         "default true\"}, {\"item\": \"logs directory\", \"ok\": true")) << run;
-  writeFile(in.root() + "/check.json", run.substr(2, run.size() - 3));
+                         "default true\"}, {\"item\": \"logs directory\", \"ok\": true")) << json;
+  writeFile(in.root() + "/check.json", json.substr(2, json.size() - 3));
   EXPECT_EQ("4\n", testsupport::commandOutput("python3 -c 'import json,sys; print(json.load(open(sys.argv[1]))"
                                               "[\"problems\"])' " + in.root() + "/check.json"));
-}
-
-TEST(SettingsToolTest, ShowConfigReportsUnknownKeysAndStillShowsTheKnownOnes) {
-  LongHome in;
-  writeFile(in.conf, "log_level = 16\n");
-  EXPECT_EQ("1|log_level = 16\nldap_mode = false\n|norvanectl: unknown setting 'nosuchkey'\n",
-            in.ctl({"show-config", "log_level", "nosuchkey", "ldap_mode"}));
 }
 
 // Paths that climb out of the home are refused; the file is 0640 and new directories
@@ -115,9 +105,14 @@ TEST(SettingsToolTest, GenerateConfigStaysUnderTheHomeAndWritesOwnerAndGroupOnly
   }
 }
 
-// A FIFO in place of the configuration is refused at once: no hang, all defaults.
-TEST(SettingsToolTest, AFifoInPlaceOfTheConfigurationIsRefusedWithoutWaiting) {
+// show-config still shows the known keys after an unknown one. A FIFO in place of the
+// configuration is refused at once: no hang, all defaults.
+TEST(SettingsToolTest, ShowConfigReportsUnknownKeysAndRefusesAFifoWithoutWaiting) {
   LongHome in;
+  writeFile(in.conf, "log_level = 16\n");
+  EXPECT_EQ("1|log_level = 16\nldap_mode = false\n|norvanectl: unknown setting 'nosuchkey'\n",
+            in.ctl({"show-config", "log_level", "nosuchkey", "ldap_mode"}));
+  fs::remove(in.conf);
   ASSERT_EQ(0, mkfifo(in.conf.c_str(), 0644));
   const std::string heading = "0|# settings in force; " + in.conf + " is a named pipe, so all are defaults\n";
   EXPECT_EQ(heading, in.ctl({"show-config"}).substr(0, heading.size()));

@@ -122,6 +122,7 @@ TEST(NorvanectlTest, UsageErrorsExitWithTwo) {
       {{"log", "info"}, "log needs LEVEL MESSAGE pairs\n"}, {{"keys", "reset"}, "keys needs the word init\n"},
       {{"log", "--restart-log"}, "log needs LEVEL MESSAGE pairs\n"}, {{"rekey", "now"}, "rekey takes no arguments\n"},
       {{"log", "--force", "info", "x"}, "unknown option '--force'\n"},
+      {{"check", "--json", "x"}, "check takes no arguments but --json\n"},
       {{"zip"}, "zip needs an ARCHIVE and at least one FILE\n"}, {{"help", "nothing"}, "unknown command 'nothing'\n"},
       {{"secret", "put"}, "secret needs put FILE or get FILE\n"}, {{"secret", "get", ""}, "FILE must not be empty\n"},
       {{"secret", "show", "x"}, "secret needs put FILE or get FILE\n"},

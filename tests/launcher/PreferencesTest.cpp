@@ -31,53 +31,51 @@ using conversiontest::expectAll;
 using launcher::Preferences;
 using Settings = std::map<std::string, std::string>;
 
-// One "key=value" line per setting of the table (flags as true/false), then the
-// getters the table leaves out.
-NORVANE_CHILD(preferences_dump) {
+// With store args[0] and work directory args[1], args[2] says what to do:
+// "dump" prints one "key=value" line per setting of the table (flags as true/false),
+// then the getters the table leaves out; "generate" writes args[3] (relative to the
+// home); "firmware" sets the firmware location. An exception's text is printed.
+NORVANE_CHILD(preferences) {
   utils::MachineStore::setRoot(args[0]);
   std::filesystem::current_path(args[1]);
-  const launcher::Preferences& p = *launcher::Preferences::get_instance();
-  for (const launcher::preferences_table::Setting& setting : launcher::preferences_table::settings()) {
-    std::cout << setting.key << "=" << setting.shownText(p) << "\n";
-  }
-  std::cout << "default_alert=" << p.get_default_alert_config_file() << "\n"
-            << "event_spec(de-DE)=" << p.get_event_spec_loc("de-DE") << "\n"
-            << "alert_param(de-DE)=" << p.get_alert_param_loc("de-DE") << "\n"
-            << "health_spec(de-DE)=" << p.getHealthSpecFile("de-DE") << "\n";
-  std::cout.flush();
-  utils::formatted_log_t::uninitializeLogger();
-  return 0;
-}
-
-// Generates args[2] (relative to the home) in a child with store args[0] and work
-// directory args[1]; prints the exception text when there is one.
-NORVANE_CHILD(generate_config) {
-  utils::MachineStore::setRoot(args[0]);
-  std::filesystem::current_path(args[1]);
+  Preferences& p = *Preferences::get_instance();
   int status = 0;
+  std::string firmware = "C:\\FW";
   try {
-    launcher::Preferences::get_instance()->generate_config_file(args[2]);
+    if (args[2] == "generate") p.generate_config_file(args[3]);
+    if (args[2] == "firmware") p.set_firmware_file_loc(firmware);
   } catch (utils::AppException& error) {
-    std::cout << error.what() << "\n";
+    std::cout << (args[2] == "firmware" ? "thrown: " : "") << error.what() << "\n";
     status = 3;
   }
+  if (args[2] == "firmware") std::cout << "caller: " << firmware << "\ngetter: " << p.get_firmware_file_loc() << "\n";
+  if (args[2] == "dump") {
+    for (const launcher::preferences_table::Setting& setting : launcher::preferences_table::settings()) {
+      std::cout << setting.key << "=" << setting.shownText(p) << "\n";
+    }
+    std::cout << "default_alert=" << p.get_default_alert_config_file() << "\n"
+              << "event_spec(de-DE)=" << p.get_event_spec_loc("de-DE") << "\n"
+              << "alert_param(de-DE)=" << p.get_alert_param_loc("de-DE") << "\n"
+              << "health_spec(de-DE)=" << p.getHealthSpecFile("de-DE") << "\n";
+  }
+  std::cout.flush();
   utils::formatted_log_t::uninitializeLogger();
   return status;
 }
 
 namespace {
 
-// The work directory of the children: <root>/bin, so the fallback "../conf/Norvane.conf"
-// is <root>/conf/Norvane.conf.
-std::string workDirectory(const TempInstallation& installation) {
-  const std::string work = installation.root() + "/bin";
-  std::filesystem::create_directories(work);
-  return work;
+// The child on the installation with work directory <root>/bin, so the fallback
+// "../conf/Norvane.conf" is <root>/conf/Norvane.conf.
+ChildResult inChild(const TempInstallation& installation, std::vector<std::string> args) {
+  std::filesystem::create_directories(installation.root() + "/bin");
+  args.insert(args.begin(), {installation.storeRoot(), installation.root() + "/bin"});
+  return runChild("preferences", args);
 }
 
-// Every setting's value, read in a child with the installation's store and work directory.
+// Every setting's value, read in a child.
 Settings readSettings(const TempInstallation& installation) {
-  ChildResult result = runChild("preferences_dump", {installation.storeRoot(), workDirectory(installation)});
+  const ChildResult result = inChild(installation, {"dump"});
   EXPECT_EQ(0, result.exitCode) << result.output;
   Settings settings;
   std::istringstream lines(result.output);
@@ -88,113 +86,12 @@ Settings readSettings(const TempInstallation& installation) {
   return settings;
 }
 
-// Nothing registered: <root>/conf and <root>/Logs, where the fallback route from the
-// work directory finds the configuration file and writes the log.
-void prepareFallbackRoute(const TempInstallation& installation) {
-  std::filesystem::create_directories(installation.root() + "/conf");
-  std::filesystem::create_directories(installation.root() + "/Logs");
-}
-
 // Generates `relative` (to the home) in a child; expects its exit code and gives its output.
 std::string generate(const TempInstallation& installation, const std::string& relative = "/conf/Norvane.conf",
                      int exitCode = 0) {
-  const ChildResult result =
-      runChild("generate_config", {installation.storeRoot(), workDirectory(installation), relative});
+  const ChildResult result = inChild(installation, {"generate", relative});
   EXPECT_EQ(exitCode, result.exitCode) << result.output;
   return result.output;
-}
-
-// The generated file with every default, @HOME@ standing for the home path.
-const char kGeneratedDefaults[] =
-    "# Subject name\n"
-    "SUB_NAME = C=US,ST=California,L=San Jose,O=Kestrane,OU=Storage Management,CN=localhost,emailAddress=root@localhost\n"
-    "# Kestrane WEB GUI configuration file\n# Generated by : System generated\n\n"
-    "# Socket port to which server would listen\n# Please keep it same as per the nginx configuration\n"
-    "listening_port = 9000\nlistening_port_backlog = 256\n\n"
-    "#Client Listening Port\nclient_listening_port = 2463\n\n"
-    "# Thread Pool Configuration\n\n"
-    "# Maximum Thread Count for Request Pool. Should be greater than Maximum concurrent user count. Default value 15\n"
-    "request_max_thread_count = 15\n\n"
-    "# REST API prefix (case insensitive)\nuri_prefix = /kestrane/storage/ctl/api/1.0\n\n"
-    "# Session timeout (in sec.) for client (default 3 min)\nsession_timeout = 180\n\n"
-    "# Maximum concurrent user count (default 9)\nmax_user_count = 9\n\n"
-    "# Maximum event response time (default 1 min)\nmax_event_response_time = 55\n\n"
-    "# Maximum event grouping time gap (default 1 sec. Set it to 0 to get real time events. if events and progress are populated slower than expected then event grouping value can be modified to zero. delay in events are common from ESXi env)\n"
-    "event_grouping_time_gap = 1\n\n"
-    "# Maximum number of events which can be stored in event-queue\n# After that it will behave like a cyclic queue\n"
-    "event_queue_size_threshold = 2048\n\n"
-    "# Keep plugin level execution statistics\nstatistics_mode = true\n\n"
-    "# Current Alert Configuration file Name and Path\n"
-    "alert_config-current = @HOME@/conf/monitor/config-current.json\n\n"
-    "# Alert Specification file Name and Path\nhealth_spec = @HOME@/conf/languages/en-US/healthspec.json\n\n"
-    "# Alert Params Localization file Name and Path\nalert_param = @HOME@/conf/languages/en-US/alertparam.ini\n\n"
-    "# Event Specification file Name and Path\nevent_spec = @HOME@/conf/languages/en-US/ctl_events_spec.ini\n\n"
-    "# Event Code file's Name and Path\nevent_code = @HOME@/conf/monitor/eventcode.ini\n\n"
-    "# Key Store file's Name and Path\nkey_store = @HOME@/bin/key.store\n\n"
-    "# Value Store file's Name and Path\nvalue_store = @HOME@/bin/value.store\n\n"
-    "# SMTP Server file's Name and Path\nsmtp_server = @HOME@/bin/smtpServer\n\n"
-    "# Maximum number of events can retrieve as history for an individual call\nmax_events_retrieve_count = 30\n\n"
-    "# Log level used (NOLOG=0,PERF=1,CRITICAL=2,ERROR=4,WARNING=8,INFO=16,DEBUG=32,FUNCTION_ENTRY=64, EVERYTHING=255\n"
-    "log_level = 64\n\n"
-    "# Log cache (1=enable, 0=disable); enable to get performance benefit or disable to get updated file always\n"
-    "log_cache_mode = 1\n\n"
-    "# Log file Name and Path\nlog_file = @HOME@/logs/norvane.txt\n\n"
-    "#Path of the plug-in DLL file(s) to load at the launch time\nPLUGIN_PATH = @HOME@/plugins/\n\n"
-    "#Maximum number of events Client can handle in a call\nmax_events_client_handle = 30\n\n"
-    "#Path of the monitor log file used for the event history\nmonitor_log_path = @HOME@/conf/monitor/logs/\n\n"
-    "#Monitor log event level (0=no logging, 1=log only non persisted controller events, 255=log all)\n"
-    "monitor_log_level = 1\n\n"
-    "# Duration for virtual drives performance collection\nperf_duration = 15\n\n"
-    "# Location to store firmware flash image files\nFW_DIR = /server/upload_files\n\n"
-    "# LDAP Mode (1=enable, 0=disable); enable to get LDAP Login benefit or disable to opt out of LDAP Login\n"
-    "ldap_mode = 0\n\n"
-    "# LDAP Server\nldap_server = \n\n"
-    "# LDAP Protocol version\nldap_protocol_version = v3\n\n"
-    "# LDAP_BINDING\nldap_binding = BASIC\n\n"
-    "# LDAP_DN_DETAILS\ndn_details = \n\n"
-    "# LDAP Port Number\nldap_port_number = 389\n\n"
-    "# NAT Details\nnat_ipv4_ipv6 = \n\n"
-    "# LDA Access Mode (1=READ-ONLY, 0=FULL-ACCESS)\nreadOnly = 1\n\n"
-    "#Path of the Managed Server file(s) to load at the launch time\n"
-    "MANAGED_SERVER_PATH = @HOME@/bin/managedservers/\n\n"
-    "# Norvane Installation Type User Performed(0=Gateway,1=StandAlone,2=DirectAgent,129=LightWeightMonitor)\n"
-    "installation_type = 0\n\n"
-    "# Repository Cache Mode(0=Quick,1=Lazy)\nrepository_cache_mode = 0\n\n"
-    "# set interval time for slp find service (in seconds)\nslp_find_service_interval = 60\n\n"
-    "# enable multicast (0 = disable, 1 = enable)\nenable_multicast = 0\n\n"
-    "# maximum downloadable events\nmax_events_download_count = 300\n\n"
-    "# controller time sync interval in minutes. Default=60\ncontroller_time_sync_interval = 60\n\n"
-    "#Private IP Range Details(Example:10,169 etc.,)\nprivate_ip_range = \n\n"
-    "# Set IP change time for polling (in seconds)\nip_polling_interval = 60\n\n"
-    "# Interval for volatile data update (60=min seconds, 3600=max seconds)\nvolatile_data_update_interval = 300\n\n"
-    "# Interval for Drives locate (1=min seconds)\ndrives_locate_interval = 300\n\n"
-    "# maximum log file count (max = 255)\nlog_file_count = 4\n\n"
-    "# maximum log file size in MB (max = 255)\nlog_file_size = 25\n\n"
-    "# bypass authentication (use with caution)\nbypass_authentication = 0\n\n"
-    "# Retrieve range of events used to generate alert notification, if Norvane not found LastProcessedSeqNum.\n"
-    "# (0=Since Last Shutdown, 1=Since Last Clear, 2=Since Last Reboot, 3=Since Newest\n"
-    "retrieve_range_of_events_since = 0\n\n"
-    "# locale id, this is used to set installation locale\nlocale = 1\n\n"
-    "# Base for drive capacity calculation \nbase_for_drive_capacity_calculation = 1024\n\n"
-    "# Protocol Value (0=HTTP(Unsecure connection mislead security), 1=HTTPS)\nprotocol_type = 0\n\n"
-    "# Empty Virtual SGPIO Display Value (0=Disable, 1=Enable)\nempty_SGPIO_display = 1\n\n"
-    "# Number of boot events wants to retrieve(30=Default)\nboot_event_count = 30\n"
-    "# Process AEN callbacks in single shot if this value is set (0=disabled, 1=enabled)\n"
-    "events_callback_at_once_vmware = 0\n\n"
-    "# Process AEN callbacks in single shot if greater than or equal to this value\nevent_count_to_aen_process = 30\n\n"
-    "# Repository Retry Counter (1=min count)\nrepository_retry_counter = 8\n\n"
-    "# User Groups who can have a FULL (or) Admin ACCESS to Norvane (Example:Administrators)\n"
-    "full_access_groups = Administrators\n\n"
-    "# User Groups who can have a Read-Only (or) Non-Admin ACCESS to Norvane (Example:Authenticated Users )\n"
-    "readonly_access_groups = Authenticated Users\n\n";
-
-// The getters outside the generated file, with a valid home path.
-Settings extrasUnder(const std::string& home) {
-  return {{"LOCALE_PATH", home + "/conf/languages/"},
-          {"default_alert", home + "/conf/monitor/config-default.json"},
-          {"event_spec(de-DE)", home + "/conf/languages/de-DE/ctl_events_spec.ini"},
-          {"alert_param(de-DE)", home + "/conf/languages/de-DE/alertparam.ini"},
-          {"health_spec(de-DE)", home + "/conf/languages/de-DE/healthspec.json"}};
 }
 
 // Each expected value, named on failure; `expected` may cover only some settings.
@@ -203,6 +100,75 @@ void expectSettings(const Settings& expected, const Settings& actual) {
     EXPECT_EQ(value, actual.count(key) != 0 ? actual.at(key) : "<no such setting>") << key;
   }
 }
+
+// The generated file with every default, @HOME@ standing for the home path.
+const char kGeneratedDefaults[] =
+    "# Subject name\n"
+    "SUB_NAME = C=US,ST=California,L=San Jose,O=Kestrane,OU=Storage Management,CN=localhost,emailAddress=root@localhost\n"
+    "# Kestrane WEB GUI configuration file\n# Generated by : System generated\n\n"
+    "# Socket port to which server would listen\n# Please keep it same as per the nginx configuration\n"
+    "listening_port = 9000\nlistening_port_backlog = 256\n\n#Client Listening Port\nclient_listening_port = 2463\n\n"
+    "# Thread Pool Configuration\n\n"
+    "# Maximum Thread Count for Request Pool. Should be greater than Maximum concurrent user count. Default value 15\n"
+    "request_max_thread_count = 15\n\n# REST API prefix (case insensitive)\n"
+    "uri_prefix = /kestrane/storage/ctl/api/1.0\n\n# Session timeout (in sec.) for client (default 3 min)\n"
+    "session_timeout = 180\n\n# Maximum concurrent user count (default 9)\nmax_user_count = 9\n\n"
+    "# Maximum event response time (default 1 min)\nmax_event_response_time = 55\n\n"
+    "# Maximum event grouping time gap (default 1 sec. Set it to 0 to get real time events. if events and progress are populated slower than expected then event grouping value can be modified to zero. delay in events are common from ESXi env)\n"
+    "event_grouping_time_gap = 1\n\n# Maximum number of events which can be stored in event-queue\n"
+    "# After that it will behave like a cyclic queue\nevent_queue_size_threshold = 2048\n\n"
+    "# Keep plugin level execution statistics\nstatistics_mode = true\n\n"
+    "# Current Alert Configuration file Name and Path\n"
+    "alert_config-current = @HOME@/conf/monitor/config-current.json\n\n# Alert Specification file Name and Path\n"
+    "health_spec = @HOME@/conf/languages/en-US/healthspec.json\n\n# Alert Params Localization file Name and Path\n"
+    "alert_param = @HOME@/conf/languages/en-US/alertparam.ini\n\n# Event Specification file Name and Path\n"
+    "event_spec = @HOME@/conf/languages/en-US/ctl_events_spec.ini\n\n# Event Code file's Name and Path\n"
+    "event_code = @HOME@/conf/monitor/eventcode.ini\n\n# Key Store file's Name and Path\n"
+    "key_store = @HOME@/bin/key.store\n\n# Value Store file's Name and Path\nvalue_store = @HOME@/bin/value.store\n\n"
+    "# SMTP Server file's Name and Path\nsmtp_server = @HOME@/bin/smtpServer\n\n"
+    "# Maximum number of events can retrieve as history for an individual call\nmax_events_retrieve_count = 30\n\n"
+    "# Log level used (NOLOG=0,PERF=1,CRITICAL=2,ERROR=4,WARNING=8,INFO=16,DEBUG=32,FUNCTION_ENTRY=64, EVERYTHING=255\n"
+    "log_level = 64\n\n"
+    "# Log cache (1=enable, 0=disable); enable to get performance benefit or disable to get updated file always\n"
+    "log_cache_mode = 1\n\n# Log file Name and Path\nlog_file = @HOME@/logs/norvane.txt\n\n"
+    "#Path of the plug-in DLL file(s) to load at the launch time\nPLUGIN_PATH = @HOME@/plugins/\n\n"
+    "#Maximum number of events Client can handle in a call\nmax_events_client_handle = 30\n\n"
+    "#Path of the monitor log file used for the event history\nmonitor_log_path = @HOME@/conf/monitor/logs/\n\n"
+    "#Monitor log event level (0=no logging, 1=log only non persisted controller events, 255=log all)\n"
+    "monitor_log_level = 1\n\n# Duration for virtual drives performance collection\nperf_duration = 15\n\n"
+    "# Location to store firmware flash image files\nFW_DIR = /server/upload_files\n\n"
+    "# LDAP Mode (1=enable, 0=disable); enable to get LDAP Login benefit or disable to opt out of LDAP Login\n"
+    "ldap_mode = 0\n\n# LDAP Server\nldap_server = \n\n# LDAP Protocol version\nldap_protocol_version = v3\n\n"
+    "# LDAP_BINDING\nldap_binding = BASIC\n\n# LDAP_DN_DETAILS\ndn_details = \n\n# LDAP Port Number\n"
+    "ldap_port_number = 389\n\n# NAT Details\nnat_ipv4_ipv6 = \n\n# LDA Access Mode (1=READ-ONLY, 0=FULL-ACCESS)\n"
+    "readOnly = 1\n\n#Path of the Managed Server file(s) to load at the launch time\n"
+    "MANAGED_SERVER_PATH = @HOME@/bin/managedservers/\n\n"
+    "# Norvane Installation Type User Performed(0=Gateway,1=StandAlone,2=DirectAgent,129=LightWeightMonitor)\n"
+    "installation_type = 0\n\n# Repository Cache Mode(0=Quick,1=Lazy)\nrepository_cache_mode = 0\n\n"
+    "# set interval time for slp find service (in seconds)\nslp_find_service_interval = 60\n\n"
+    "# enable multicast (0 = disable, 1 = enable)\nenable_multicast = 0\n\n# maximum downloadable events\n"
+    "max_events_download_count = 300\n\n# controller time sync interval in minutes. Default=60\n"
+    "controller_time_sync_interval = 60\n\n#Private IP Range Details(Example:10,169 etc.,)\nprivate_ip_range = \n\n"
+    "# Set IP change time for polling (in seconds)\nip_polling_interval = 60\n\n"
+    "# Interval for volatile data update (60=min seconds, 3600=max seconds)\nvolatile_data_update_interval = 300\n\n"
+    "# Interval for Drives locate (1=min seconds)\ndrives_locate_interval = 300\n\n"
+    "# maximum log file count (max = 255)\nlog_file_count = 4\n\n# maximum log file size in MB (max = 255)\n"
+    "log_file_size = 25\n\n# bypass authentication (use with caution)\nbypass_authentication = 0\n\n"
+    "# Retrieve range of events used to generate alert notification, if Norvane not found LastProcessedSeqNum.\n"
+    "# (0=Since Last Shutdown, 1=Since Last Clear, 2=Since Last Reboot, 3=Since Newest\n"
+    "retrieve_range_of_events_since = 0\n\n# locale id, this is used to set installation locale\nlocale = 1\n\n"
+    "# Base for drive capacity calculation \nbase_for_drive_capacity_calculation = 1024\n\n"
+    "# Protocol Value (0=HTTP(Unsecure connection mislead security), 1=HTTPS)\nprotocol_type = 0\n\n"
+    "# Empty Virtual SGPIO Display Value (0=Disable, 1=Enable)\nempty_SGPIO_display = 1\n\n"
+    "# Number of boot events wants to retrieve(30=Default)\nboot_event_count = 30\n"
+    "# Process AEN callbacks in single shot if this value is set (0=disabled, 1=enabled)\n"
+    "events_callback_at_once_vmware = 0\n\n"
+    "# Process AEN callbacks in single shot if greater than or equal to this value\nevent_count_to_aen_process = 30\n"
+    "\n# Repository Retry Counter (1=min count)\nrepository_retry_counter = 8\n\n"
+    "# User Groups who can have a FULL (or) Admin ACCESS to Norvane (Example:Administrators)\n"
+    "full_access_groups = Administrators\n\n"
+    "# User Groups who can have a Read-Only (or) Non-Admin ACCESS to Norvane (Example:Authenticated Users )\n"
+    "readonly_access_groups = Authenticated Users\n\n";
 
 }  // namespace
 
@@ -224,16 +190,21 @@ TEST(PreferencesConstantsTest, KeysAndDefaultsThatNoGetterReads) {
 TEST(PreferencesTest, DefaultsWithHomeAndNoFileAreWarnedGeneratedAndReadBack) {
   HomedInstallation installation;
   const Settings defaults = readSettings(installation);
-  expectSettings(extrasUnder(installation.home()), defaults);
-  expectAll(installation.readHomeFile("logs/norvane.txt"),
-            {"| Warning   : KVP:readCfg - Cann't open config file " + installation.home() +
-             "/conf/Norvane.conf; using the server default"});
+  const std::string home = installation.home();
+  expectSettings({{"LOCALE_PATH", home + "/conf/languages/"},
+                  {"default_alert", home + "/conf/monitor/config-default.json"},
+                  {"event_spec(de-DE)", home + "/conf/languages/de-DE/ctl_events_spec.ini"},
+                  {"alert_param(de-DE)", home + "/conf/languages/de-DE/alertparam.ini"},
+                  {"health_spec(de-DE)", home + "/conf/languages/de-DE/healthspec.json"}},
+                 defaults);
+  expectAll(installation.readHomeFile("logs/norvane.txt"), {"| Warning   : KVP:readCfg - Cann't open config file " +
+                                                             home + "/conf/Norvane.conf; using the server default"});
   generate(installation);
-  EXPECT_EQ(std::regex_replace(kGeneratedDefaults, std::regex("@HOME@"), installation.home()),
+  EXPECT_EQ(std::regex_replace(kGeneratedDefaults, std::regex("@HOME@"), home),
             installation.readHomeFile("conf/Norvane.conf"));
   EXPECT_EQ(defaults, readSettings(installation));
   // A FIFO in the file's place is refused at once, like a path that cannot be created.
-  ASSERT_EQ(0, mkfifo((installation.home() + "/conf/fifo.conf").c_str(), 0600));
+  ASSERT_EQ(0, mkfifo((home + "/conf/fifo.conf").c_str(), 0600));
   for (const char* unusable : {"/no/such/dir/Norvane.conf", "/conf/fifo.conf"}) {
     EXPECT_EQ("File : ..\\..\\..\\..\\launcher\\Preferences Line : 1710 Exception : Unknown exception\n",
               generate(installation, unusable, 3));
@@ -241,27 +212,20 @@ TEST(PreferencesTest, DefaultsWithHomeAndNoFileAreWarnedGeneratedAndReadBack) {
 }
 
 // A home with capitals keeps them: only the fixed tail of a path getter is lower-cased.
-TEST(PreferencesTest, ValuesFromTheFileWithTheirQuirksUnderAHomeWithCapitals) {
+// The file generated from these values reads back to the same.
+TEST(PreferencesTest, ValuesFromTheFileWithTheirQuirksUnderAHomeWithCapitalsAndWrittenBack) {
   TempInstallation installation;
   const std::string home = installation.root() + "/Norvane Home";
   std::filesystem::create_directories(home + "/conf");
   std::filesystem::create_directories(home + "/logs");
   installation.registerHome(home);
   const struct { std::string line, expected; } rows[] = {
-      {"session_timeout =", "0"},  // empty value: atoi gives 0
-      {"log_file_count = abc", "0"},  // no number: 0, not the default
-      {"max_user_count = -1", "4294967295"},  // wraps, no range test
-      {"ldap_port_number = -1", "18446744073709551615"},
-      {"listening_port_backlog = 12abc", "12"},
-      {"perf_duration = 5", "5"},
-      {"statistics_mode = yes", "false"},
-      {"bypass_authentication = TRUE", "true"},
-      {"ldap_mode = 1", "true"},
-      {"readOnly = 0", "false"},
-      {"uri_prefix = /Kestrane/API", "/kestrane/api"},
-      {"FW_DIR = C:\\Upload", "c:\\upload"},
-      {"ldap_binding = Digest", "Digest"},
-      {"full_access_groups = Storage Admins", "Storage Admins"},
+      {"session_timeout =", "0"}, {"log_file_count = abc", "0"},  // atoi: 0, not the default
+      {"max_user_count = -1", "4294967295"}, {"ldap_port_number = -1", "18446744073709551615"},  // no range test
+      {"listening_port_backlog = 12abc", "12"}, {"perf_duration = 5", "5"}, {"statistics_mode = yes", "false"},
+      {"bypass_authentication = TRUE", "true"}, {"ldap_mode = 1", "true"}, {"readOnly = 0", "false"},
+      {"uri_prefix = /Kestrane/API", "/kestrane/api"}, {"FW_DIR = C:\\Upload", "c:\\upload"},
+      {"ldap_binding = Digest", "Digest"}, {"full_access_groups = Storage Admins", "Storage Admins"},
       // With a home path the path keys are not read.
       {"key_store = /elsewhere/key.store", home + "/bin/key.store"},
       {"log_file = /elsewhere/log.txt", home + "/logs/norvane.txt"},
@@ -273,17 +237,25 @@ TEST(PreferencesTest, ValuesFromTheFileWithTheirQuirksUnderAHomeWithCapitals) {
     expected[row.line.substr(0, row.line.find(' '))] = row.expected;
   }
   writeFile(home + "/conf/Norvane.conf", text);
-  expectSettings(expected, readSettings(installation));
+  const Settings read = readSettings(installation);
+  expectSettings(expected, read);
+  generate(installation);
+  expectAll(readFile(home + "/conf/Norvane.conf"), {"\nbypass_authentication = 1\n", "\nstatistics_mode = false\n",
+                                                    "\nreadOnly = 0\n", "\nuri_prefix = /kestrane/api\n"});
+  EXPECT_EQ(read, readSettings(installation));
 }
 
 // Nothing registered: the configuration file is "../conf/Norvane.conf" from the work
-// directory <root>/bin, and the log the fallback "../Logs/norvane.txt".
-TEST(PreferencesTest, FallbackRouteReadsPathKeysLowerCasedAndLogsWhy) {
+// directory <root>/bin, and the log the fallback "../Logs/norvane.txt"; the generator
+// writes the fallback paths there.
+TEST(PreferencesTest, FallbackRouteReadsPathKeysLowerCasedLogsWhyAndGeneratesThere) {
   TempInstallation installation;
-  prepareFallbackRoute(installation);
-  writeFile(installation.root() + "/conf/Norvane.conf",
-                         "session_timeout = 240\nkey_store = /Etc/Key.Store\nevent_spec = /Lang/Events.INI\n"
-                         "alert_config-current = /Conf/Current.json\nPLUGIN_PATH = /Opt/Plugins\n");
+  const std::string root = installation.root();
+  std::filesystem::create_directories(root + "/conf");
+  std::filesystem::create_directories(root + "/Logs");
+  writeFile(root + "/conf/Norvane.conf", "session_timeout = 240\nkey_store = /Etc/Key.Store\n"
+                                         "event_spec = /Lang/Events.INI\nalert_config-current = /Conf/Current.json\n"
+                                         "PLUGIN_PATH = /Opt/Plugins\n");
   expectSettings({{"session_timeout", "240"}, {"key_store", "/etc/key.store"}, {"event_spec", "/lang/events.ini"},
                   {"event_spec(de-DE)", "/lang/events.ini"},  // the locale plays no part
                   {"alert_config-current", "/conf/current.json"}, {"default_alert", "/conf/current.json"},
@@ -296,76 +268,43 @@ TEST(PreferencesTest, FallbackRouteReadsPathKeysLowerCasedAndLogsWhy) {
                   {"health_spec(de-DE)", "../conf/languages/en-US/healthspec.json"},
                   {"smtp_server", "./bin/smtpServer"}, {"value_store", "./bin/value.store"}},
                  readSettings(installation));
-  const std::string log = readFile(installation.root() + "/Logs/norvane.txt");
-  const std::string readFrom = " - Invalid Norvane Home Path, read from ";
-  const std::string exception = " - Exception @ ";
-  expectAll(log, {"| Error     : Pref:key" + readFrom + "conf file",
-                  "| Error     : Pref:evtSpecL" + readFrom + "conf file",
-                  "| Error     : Pref:dalertCfgFile" + readFrom + "default conf file",
-                  "| Error     : Pref:monLog" + exception + "getMonitorLogFilePath returning default file ",
-                  "| Error     : Pref:localePath" + exception + "LOCALE_PATH returning default file ",
-                  "| Error     : Pref:manageP" + exception + "MANAGED_SERVER returning default file ",
-                  "| Error     : Pref:evtCode" + exception + "get_alert_param_loc returning default file ",
-                  "| Error     : Pref:getHealthL" + exception + "get_alert_spec_file returning default file ",
-                  "| Error     : Pref:healthSpc" + exception + "get_alert_spec_file returning default file ",
-                  "| Error     : Pref:smtp" + exception + "get_smtp_servr_loc returning default file "});
+  const std::string log = readFile(root + "/Logs/norvane.txt");
+  std::vector<std::string> lines;
+  for (const char* origin : {"key - Invalid Norvane Home Path, read from conf file",
+                             "evtSpecL - Invalid Norvane Home Path, read from conf file",
+                             "dalertCfgFile - Invalid Norvane Home Path, read from default conf file",
+                             "monLog - Exception @ getMonitorLogFilePath", "localePath - Exception @ LOCALE_PATH",
+                             "manageP - Exception @ MANAGED_SERVER", "evtCode - Exception @ get_alert_param_loc",
+                             "getHealthL - Exception @ get_alert_spec_file",
+                             "healthSpc - Exception @ get_alert_spec_file",
+                             "smtp - Exception @ get_smtp_servr_loc"}) {
+    const bool exception = std::string(origin).find("Exception") != std::string::npos;
+    lines.push_back(std::string("| Error     : Pref:") + origin + (exception ? " returning default file " : ""));
+  }
+  expectAll(log, lines);
   EXPECT_EQ(std::string::npos, log.find("log_file")) << log;  // get_log_file_loc falls back silently
+  generate(installation);
+  expectAll(readFile(root + "/conf/Norvane.conf"),
+            {"\nsmtp_server = ./bin/smtpServer\n", "\nlog_file = ../Logs/norvane.txt\n"});
+  expectAll(readFile(root + "/Logs/norvane.txt"),
+            {"| Error     : Pref:genConf - Invalid Norvane Home Path, using default conf file path"});
 }
 
-TEST(PreferencesTest, EntryTracesExceptForTheLoggersOwnGetters) {
-  HomedInstallation installation("log_level = 255\nlog_cache_mode = 0\n");
-  readSettings(installation);
-  const std::string log = installation.readHomeFile("logs/norvane.txt");
-  std::vector<std::string> expected = {"Pref:FullAccG - FULL_ACCESS_GROUPS value is:Administrators\n",
-                                       "Pref:FullAccG - DEFAULT_FULL_ACCESS_GROUPS value is:Administrators\n",
-                                       "Pref:FullAccG - nResult value is:0\n"};
-  for (const char* traced : {"get_session_timeout", "getLDAPPortNumber", "get_perf_polling_duration",
-                             "get_statistics_mode", "get_uri_prefix", "get_key_store_loc",
-                             "getHealthSpecFile", "get_subject_name", "getFullAccessGroups"}) {
-    expected.push_back(std::string("| Everything: launcher::Preferences::") + traced + "\n");
-  }
-  expectAll(log, expected);
-  for (const char* silent : {"get_log_level", "get_log_file_cache_mode", "get_log_file_count",
-                             "get_log_file_size_in_mb", "getIPChangePollingInterval",
-                             "get_slp_find_service_interval", "get_enable_multicast", "get_log_file_loc"}) {
-    EXPECT_EQ(std::string::npos, log.find(std::string("launcher::Preferences::") + silent + "\n")) << silent;
-  }
-}
-
-// A stored 0, or no number, ends the process at its reading; a missing key gives 15
-// (the golden text).
-TEST(PreferencesTest, ZeroPerfDurationEndsTheProcess) {
-  for (const char* config : {"perf_duration = 0\n", "perf_duration = none\n"}) {
-    HomedInstallation installation(config);
-    const ChildResult result = runChild("preferences_dump", {installation.storeRoot(), workDirectory(installation)});
-    EXPECT_EQ(SIGABRT, result.signal) << config << result.output;
-  }
-}
-
-NORVANE_CHILD(set_firmware_location) {
-  utils::MachineStore::setRoot(args[0]);
-  const launcher::Preferences& preferences = *launcher::Preferences::get_instance();
-  std::string path = "C:\\FW";
-  try {
-    preferences.set_firmware_file_loc(path);
-  } catch (utils::AppException& error) {
-    std::cout << "thrown: " << error.what() << "\n";
-  }
-  std::cout << "caller: " << path << "\ngetter: " << preferences.get_firmware_file_loc() << "\n";
-  return 0;
-}
-
-// The value is lower-cased and kept in memory only; without the key in the file it throws.
-TEST(PreferencesTest, SetFirmwareLocation) {
-  const struct { const char *config, *output; } rows[] = {
-      {"FW_DIR = /old\n", "caller: c:\\fw\ngetter: c:\\fw\n"},
-      {"session_timeout = 1\n",
-       "thrown: File : ..\\..\\..\\..\\utils\\KeyValueParser Line : 115 Exception : Unknown exception\n"
-       "caller: c:\\fw\ngetter: /server/upload_files\n"},
+// A stored perf_duration of 0, or no number, ends the process at its reading (a
+// missing key gives 15: the golden text). The firmware location is lower-cased and kept
+// in memory only; without the key in the file it throws. The file stays as it was.
+TEST(PreferencesTest, ZeroPerfDurationEndsTheProcessAndTheFirmwareLocationStaysInMemory) {
+  const struct { const char *config, *action, *output; } rows[] = {
+      {"perf_duration = 0\n", "dump", nullptr}, {"perf_duration = none\n", "dump", nullptr},
+      {"FW_DIR = /old\n", "firmware", "caller: c:\\fw\ngetter: c:\\fw\n"},
+      {"session_timeout = 1\n", "firmware", "thrown: File : ..\\..\\..\\..\\utils\\KeyValueParser Line : 115 Exception "
+                                            ": Unknown exception\ncaller: c:\\fw\ngetter: /server/upload_files\n"},
   };
   for (const auto& row : rows) {
     HomedInstallation installation(row.config);
-    EXPECT_EQ(row.output, runChild("set_firmware_location", {installation.storeRoot()}).output) << row.config;
+    const ChildResult result = inChild(installation, {row.action});
+    if (row.output == nullptr) EXPECT_EQ(SIGABRT, result.signal) << row.config << result.output;
+    if (row.output != nullptr) EXPECT_EQ(row.output, result.output) << row.config;
     EXPECT_EQ(row.config, installation.readHomeFile("conf/Norvane.conf"));
   }
 }
@@ -380,7 +319,7 @@ NORVANE_CHILD(first_use_from_threads) {
   for (int i = 0; i < std::stoi(args[1]); ++i) {
     threads.emplace_back([i, &wrong] {
       if (i % 2 == 0) utils::log_info("thread %1% logs first") % i;
-      if (launcher::Preferences::get_instance()->get_max_user_count() != 9) ++wrong;
+      if (Preferences::get_instance()->get_max_user_count() != 9) ++wrong;
       utils::log_info("thread %1% done") % i;
     });
   }
@@ -401,30 +340,4 @@ TEST(PreferencesTest, FirstUseWithTheLoggerStartedFirstWarnsOnceAndLogsEveryLine
     for (int i = 0; i < threads; ++i) lines.push_back("| Info      : thread " + std::to_string(i) + " done\n");
     expectAll(log, lines);
   }
-}
-
-TEST(GenerateConfigTest, GeneratedFileReadsBackToTheSameValues) {
-  HomedInstallation installation(
-      "session_timeout = 600\nbypass_authentication = true\nuri_prefix = /API/v2\n"
-      "ldap_mode = TRUE\nreadOnly = false\nstatistics_mode = 0\nlog_level = 32\n"
-      "ldap_server = ldap.example.test\nfull_access_groups = Storage Admins\n"
-      "FW_DIR = /Firmware\nperf_duration = 30\nlog_file_count = 9\n");
-  const Settings before = readSettings(installation);
-  EXPECT_EQ("600", before.at("session_timeout"));
-  generate(installation);
-  expectAll(installation.readHomeFile("conf/Norvane.conf"),
-            {"\nbypass_authentication = 1\n", "\nstatistics_mode = false\n", "\nreadOnly = 0\n",
-             "\nuri_prefix = /api/v2\n"});
-  EXPECT_EQ(before, readSettings(installation));
-}
-
-TEST(GenerateConfigTest, WithoutHomeThePathGoesUnderTheParentDirectory) {
-  TempInstallation installation;
-  prepareFallbackRoute(installation);
-  generate(installation);
-  // Work directory <root>/bin: "../conf/Norvane.conf" is <root>/conf/Norvane.conf.
-  expectAll(testsupport::readFile(installation.root() + "/conf/Norvane.conf"),
-            {"\nkey_store = ./bin/key.store\n", "\nlog_file = ../Logs/norvane.txt\n"});
-  expectAll(testsupport::readFile(installation.root() + "/Logs/norvane.txt"),
-            {"| Error     : Pref:genConf - Invalid Norvane Home Path, using default conf file path"});
 }

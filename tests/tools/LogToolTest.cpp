@@ -6,6 +6,7 @@
 #include <utils/Log.h>
 
 #include <filesystem>
+#include <regex>
 
 #include "platform/MachineStore.h"
 #include "support/ChildProcess.h"
@@ -18,8 +19,8 @@ namespace fs = std::filesystem;
 using testsupport::readFile;
 using testsupport::shown;
 
-testsupport::ToolResult ctl(const testsupport::TempInstallation& installation, const std::vector<std::string>& args) {
-  return testsupport::runCtl(NORVANECTL_PATH, installation.storeRoot(), args);
+std::string ctl(const testsupport::TempInstallation& in, const std::vector<std::string>& args) {
+  return shown(testsupport::runCtl(NORVANECTL_PATH, in.storeRoot(), args));
 }
 
 bool waitFor(const std::string& path) {
@@ -45,41 +46,38 @@ NORVANE_CHILD(running_writer) {
 // The tool's own library calls log to a file of their own and leave a running
 // server's log as it was.
 TEST(LogToolTest, CommandsLeaveTheServersLogAlone) {
-  testsupport::HomedInstallation installation("log_cache_mode = 0\n");
-  const std::string root = installation.root(), logs = installation.home() + "/logs";
-  const int writer = testsupport::startChild("running_writer", {installation.storeRoot(), root + "/ready", root + "/go"},
-                                             root + "/writer.out");
+  testsupport::HomedInstallation in("log_cache_mode = 0\n");
+  const std::string root = in.root(), logs = in.home() + "/logs";
+  const int writer = testsupport::startChild("running_writer", {in.storeRoot(), root + "/ready", root + "/go"},
+                                             root + "/out");
   ASSERT_TRUE(waitFor(root + "/ready"));
-  EXPECT_EQ(0, ctl(installation, {"keys", "init"}).exitCode);
+  EXPECT_EQ("0|", ctl(in, {"keys", "init"}).substr(0, 2));
   for (const std::vector<std::string>& command :
-       {std::vector<std::string>{"show-config"}, {"secret", "get", installation.home() + "/bin/none"}, {"check"},
-        {"rekey"}}) {
-    ctl(installation, command);
+       {std::vector<std::string>{"show-config"}, {"secret", "get", logs + "/none"}, {"check"}, {"rekey"}}) {
+    ctl(in, command);
   }
   testsupport::writeFile(root + "/go", "");
   EXPECT_EQ(0, testsupport::waitChild(writer).exitCode);
   const std::string log = readFile(logs + "/norvane.txt");
-  EXPECT_NE(std::string::npos, log.find(" | Info      : before\n")) << log;
-  EXPECT_NE(std::string::npos, log.find(" | Info      : after\n")) << log;
+  EXPECT_TRUE(std::regex_match(log, std::regex("[^\n]* \\| Info      : before\n[^\n]* \\| Info      : after\n")));
   EXPECT_TRUE(fs::exists(logs + "/norvanectl.txt"));
 }
 
 // Any home the system takes logs: set-home stores a home of 200 bytes and `log`
 // writes there. A message is one line; level names are taken in any case.
 TEST(LogToolTest, LongHomesLogAndMessagesAreOneLineAtALevelInAnyCase) {
-  testsupport::TempInstallation installation;
-  const std::string home = installation.root() + "/" + std::string(199 - installation.root().size(), 'h');
+  testsupport::TempInstallation in;
+  const std::string home = in.root() + "/" + std::string(199 - in.root().size(), 'h');
   fs::create_directories(home);
   EXPECT_EQ("0|NorvaneHOME = " + home + "\ncreated " + home + "/logs (the log directory)\n|",
-            shown(ctl(installation, {"set-home", home})));
-  EXPECT_EQ("0|log file: " + home + "/logs/norvane.txt\n|", shown(ctl(installation, {"log", "INFO", "long", "Error", "home"})));
+            ctl(in, {"set-home", home}));
+  EXPECT_EQ("0|log file: " + home + "/logs/norvane.txt\n|",
+            ctl(in, {"log", "INFO", "long", "Error", "home"}));
   const std::string log = readFile(home + "/logs/norvane.txt");
-  EXPECT_NE(std::string::npos, log.find(" | Info      : long\n")) << log;
-  EXPECT_NE(std::string::npos, log.find(" | Error     : home\n")) << log;
+  EXPECT_TRUE(std::regex_search(log, std::regex("\\| Info      : long\n[^\n]* \\| Error     : home\n$"))) << log;
   for (const std::string message : {"forged\n01/01 00:00:00 1 | Info      : x", "carriage\rreturn"}) {
-    const auto run = ctl(installation, {"log", "--restart-log", "info", "ok", "warning", message});
-    EXPECT_EQ(2, run.exitCode);
-    EXPECT_EQ(0u, run.err.find("norvanectl: message 2 holds a line end; a log line is one line\n")) << run.err;
+    const std::string run = ctl(in, {"log", "--restart-log", "info", "ok", "warning", message});
+    EXPECT_EQ(0u, run.find("2||norvanectl: message 2 holds a line end; a log line is one line\n")) << run;
   }
   EXPECT_EQ(log, readFile(home + "/logs/norvane.txt"));
 }

@@ -88,8 +88,9 @@ class NORVANE_API formatted_log_t {
 
   // Points this process's log at `fileName` in the configured log directory instead
   // of the configured file, for a program that must leave another's log alone (every
-  // start of the log empties its active file). The file is rotated and trimmed by the
-  // same rules under its own base name (the name less its last four characters).
+  // start of the log empties its active file). Such a file is appended to at each
+  // start, not emptied, and rotated by size and trimmed by the same rules under its
+  // own base name (the name less its last four characters).
   // Call it before the process's first statement:
   //
   //   utils::formatted_log_t::useLogFile("norvanectl.txt");

@@ -344,10 +344,14 @@ bool LogWriter::openLock() {
 int LogWriter::openActiveFile(unsigned int cacheMode) {
   // Opening for output empties the active file (every start does, in any process);
   // what it held goes to a rotated file first, so that a restart after a crash
-  // keeps the lines that tell why.
-  keepWhatTheActiveFileHeld();
+  // keeps the lines that tell why. A file a client chose for itself (useLogFile) is
+  // appended to instead: a tool run many times keeps every run's lines in one file
+  // and leaves no copy per run beside the server's files, whose retention counts
+  // every name that holds its base name.
+  const bool chosenFile = m_chosenFileName[0] != '\0';
+  if (!chosenFile) keepWhatTheActiveFileHeld();
   platform::FileSystem& files = platform::host().fileSystem();
-  if (std::FILE* emptied = files.openLogFile(m_logPath, true)) std::fclose(emptied);
+  if (std::FILE* opened = files.openLogFile(m_logPath, !chosenFile)) std::fclose(opened);
   applyActiveFileRights();
   m_cacheMode.store(static_cast<unsigned char>(cacheMode), std::memory_order_relaxed);
 

@@ -287,6 +287,7 @@ TEST(SecretToolTest, ModesHoldAtUmaskZero) {
   const mode_t saved = umask(0);
   Store store(1);
   testsupport::TempInstallation fresh;
+  std::filesystem::remove(fresh.home() + "/logs");  // set-home makes it
   const ToolResult setHome = runTool(NORVANECTL_PATH, {"--store-root", fresh.storeRoot(), "set-home", fresh.home()});
   umask(saved);
   std::string machineStore;
@@ -297,9 +298,10 @@ TEST(SecretToolTest, ModesHoldAtUmaskZero) {
                                             modeOf(store.bin() + "/value.store") + " " + modeOf(store.server(0)) +
                                             " " + modeOf(store.smtp()));
   EXPECT_EQ(0, setHome.exitCode) << setHome.err;
+  EXPECT_EQ("0755", modeOf(fresh.home() + "/logs"));
   EXPECT_EQ(std::string::npos, machineStore.find(" 0777")) << machineStore;
   EXPECT_EQ(std::string::npos, machineStore.find(" 0666")) << machineStore;
-  figure("modes checked", 5 + std::count(machineStore.begin(), machineStore.end(), ';'));
+  figure("modes checked", 6 + std::count(machineStore.begin(), machineStore.end(), ';'));
 }
 
 TEST(SecretToolTest, FifosAreRefusedWithoutAHang) {

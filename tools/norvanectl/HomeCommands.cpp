@@ -40,7 +40,8 @@ int runSetHome(Invocation& call) {
   // every process is lost without a word.
   const Installation installation(text);
   const std::string logs = installation.logDirectory();
-  if (::mkdir(logs.c_str(), 0777) == 0) {
+  // 0755 whatever the umask: no directory of an installation is writable by others.
+  if (::mkdir(logs.c_str(), 0755) == 0 && ::chmod(logs.c_str(), 0755) == 0) {
     call.out << "created " << logs << " (the log directory)\n";
   } else if (errno != EEXIST) {
     return failure(call, "cannot create log directory " + logs + ": " + reason(errno));

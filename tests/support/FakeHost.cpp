@@ -10,21 +10,8 @@ namespace testsupport {
 FakeHostFacts::FakeHostFacts() {
   versionRecord.platformId = platform::kPlatformLinux;
   versionRecord.distributionPrettyName = "Debian GNU/Linux 12 (bookworm)";
-  versionRecord.distributionName = "Debian GNU/Linux";
-  versionRecord.kernelName = "Linux";
+  versionRecord.distributionName = "Debian GNU/Linux", versionRecord.kernelName = "Linux";
   versionRecord.kernelRelease = "6.1.0-18-amd64";
-}
-
-void FakeHostFacts::useWindows(unsigned long major, unsigned long minor, unsigned long build,
-                               unsigned char productType, const std::wstring& servicePack,
-                               unsigned long platformId) {
-  versionRecord = platform::VersionRecord{};
-  versionRecord.majorVersion = major;
-  versionRecord.minorVersion = minor;
-  versionRecord.buildNumber = build;
-  versionRecord.productType = productType;
-  versionRecord.servicePack = servicePack;
-  versionRecord.platformId = platformId;
 }
 
 // A struct hostent and the storage its fields point into.
@@ -38,14 +25,11 @@ struct FakeNetwork::Entry {
 platform::NetworkInterface adapter(unsigned int index, const std::string& name, const std::string& mac,
                                    bool hardwareDevice, int addressAssignment) {
   platform::NetworkInterface item;
-  item.index = index;
-  item.name = name;
+  item.index = index, item.name = name;
   for (std::size_t i = 0; i < mac.size(); i += 3) {
     item.hardwareAddress.push_back(static_cast<char>(std::stoul(mac.substr(i, 2), nullptr, 16)));
   }
-  item.loopback = name == "lo";
-  item.hardwareDevice = hardwareDevice;
-  item.addressAssignment = addressAssignment;
+  item.loopback = name == "lo", item.hardwareDevice = hardwareDevice, item.addressAssignment = addressAssignment;
   return item;
 }
 
@@ -79,8 +63,7 @@ void FakeNetwork::addHostByAddress(const std::string& address, const std::string
 }
 
 const void* FakeNetwork::hostByName(const std::string& name) {
-  lookups.push_back("name:" + name);
-  return m_byName.count(name) ? m_byName[name] : nullptr;
+  return lookups.push_back("name:" + name), m_byName.count(name) ? m_byName[name] : nullptr;
 }
 
 const void* FakeNetwork::hostByAddress(const unsigned char* address, int length, int family) {
@@ -91,14 +74,11 @@ const void* FakeNetwork::hostByAddress(const unsigned char* address, int length,
 }
 
 bool FakeNetwork::resolve(const std::string& name, std::vector<platform::ResolvedAddress>& addresses) {
-  if (resolved.count(name) == 0) return false;
-  addresses = resolved[name];
-  return true;
+  return resolved.count(name) != 0 && (addresses = resolved[name], true);
 }
 
 platform::InterfaceListing FakeNetwork::interfaces(std::vector<platform::NetworkInterface>& interfaces) {
-  if (listing == platform::InterfaceListing::kListed) interfaces = adapters;
-  return listing;
+  return listing == platform::InterfaceListing::kListed ? (interfaces = adapters, listing) : listing;
 }
 
 }  // namespace testsupport

@@ -32,23 +32,25 @@
 
 namespace testsupport {
 
-class FakeHostFacts : public platform::HostFacts {
- public:
+struct FakeHostFacts : platform::HostFacts {
   FakeHostFacts();  // Debian 12 on kernel 6.1.0-18-amd64
   // A Windows version record instead (platform id 2 unless told otherwise).
   void useWindows(unsigned long major, unsigned long minor, unsigned long build, unsigned char productType,
-                  const std::wstring& servicePack = L"", unsigned long platformId = platform::kPlatformWinNT);
+                  const std::wstring& servicePack = L"", unsigned long platformId = platform::kPlatformWinNT) {
+    versionRecord = {};
+    versionRecord.majorVersion = major, versionRecord.minorVersion = minor, versionRecord.buildNumber = build;
+    versionRecord.productType = productType, versionRecord.servicePack = servicePack;
+    versionRecord.platformId = platformId;
+  }
 
   platform::VersionLookup versionLookup = platform::VersionLookup::kFound;
   platform::VersionRecord versionRecord;
   int architecture = platform::kArchitectureAmd64;
   unsigned long processors = 4;
-  bool memoryKnown = true;
+  bool memoryKnown = true, nameServiceAvailable = true;
   std::uint64_t memoryBytes = std::uint64_t{8} << 30;
   long localeStatus = 0;  // nonzero: the locale setting cannot be read
-  std::string locale = "en_US.UTF-8";
-  bool nameServiceAvailable = true;
-  std::string hostname = "fakehost";  // what hostName() gives
+  std::string locale = "en_US.UTF-8", hostname = "fakehost";  // hostname: what hostName() gives
 
   platform::VersionLookup version(platform::VersionRecord& record) override {
     if (versionLookup == platform::VersionLookup::kFound) record = versionRecord;
@@ -57,16 +59,12 @@ class FakeHostFacts : public platform::HostFacts {
   int nativeArchitecture() override { return architecture; }
   unsigned long logicalProcessors() override { return processors; }
   bool totalPhysicalMemory(std::uint64_t& bytes) override { return memoryKnown && (bytes = memoryBytes, true); }
-  long systemLocale(std::string& name) override {
-    if (localeStatus == 0) name = locale;
-    return localeStatus;
-  }
+  long systemLocale(std::string& name) override { return localeStatus == 0 && (name = locale, true) ? 0 : localeStatus; }
   bool hostName(std::string& name) override { return nameServiceAvailable && (name = hostname, true); }
   std::string errorText(unsigned long) override { return ""; }
 };
 
-class FakeEventLog : public platform::EventLog {
- public:
+struct FakeEventLog : platform::EventLog {
   struct Record {
     std::string source;
     int type;
@@ -92,43 +90,31 @@ class FakeEventLog : public platform::EventLog {
   }
 };
 
-class FakeLibraries : public platform::Libraries {
- public:
+struct FakeLibraries : platform::Libraries {
   // A library that open(name) finds, exporting these symbols.
-  void add(const std::string& name, std::map<std::string, void*> symbols) { m_libraries.push_back({name, symbols}); }
+  void add(const std::string& name, std::map<std::string, void*> symbols) { libraries[name] = {name, symbols}; }
   std::string closeRefusal;         // non-empty: close() refuses with this reason
   std::vector<std::string> closed;  // names of the libraries closed, in order
 
-  void* open(const std::string& name) override {
-    for (Library& library : m_libraries) {
-      if (library.name == name) return &library;
-    }
-    return nullptr;
-  }
+  void* open(const std::string& name) override { return libraries.count(name) ? &libraries[name] : nullptr; }
   void* symbol(void* library, const char* name) override {
     if (library == nullptr || name == nullptr) return nullptr;
-    const auto& symbols = static_cast<Library*>(library)->symbols;
+    const auto& symbols = static_cast<Library*>(library)->second;
     return symbols.count(name) ? symbols.at(name) : nullptr;
   }
   bool close(void* library, std::string& error) override {
     if (library == nullptr || !closeRefusal.empty()) {
-      error = library == nullptr ? "invalid library handle" : closeRefusal;
-      return false;
+      return error = library == nullptr ? "invalid library handle" : closeRefusal, false;
     }
-    closed.push_back(static_cast<Library*>(library)->name);
-    return true;
+    return closed.push_back(static_cast<Library*>(library)->first), true;
   }
 
  private:
-  struct Library {
-    std::string name;
-    std::map<std::string, void*> symbols;
-  };
-  std::deque<Library> m_libraries;
+  using Library = std::pair<std::string, std::map<std::string, void*>>;
+  std::map<std::string, Library> libraries;  // nodes stay where they are
 };
 
-class FakeNetwork : public platform::Network {
- public:
+struct FakeNetwork : platform::Network {
   // The interfaces as the kernel would list them; `listing` other than kListed
   // makes the listing fail that way.
   std::vector<platform::NetworkInterface> adapters;
@@ -165,8 +151,7 @@ inline platform::ResolvedAddress ipv6(const std::string& text) { return {platfor
 platform::NetworkInterface adapter(unsigned int index, const std::string& name, const std::string& mac,
                                    bool hardwareDevice, int addressAssignment = platform::kAddressPermanent);
 
-class FakeHost : public SecondZeroFreeHost {
- public:
+struct FakeHost : SecondZeroFreeHost {
   FakeHostFacts facts;
   FakeEventLog events;
   FakeLibraries plugins;

@@ -19,7 +19,7 @@ using Level = utils::System::AccessLevel_;
 template <typename Login>
 std::string outcome(Login login) {
   std::string reserved = "r", message = "old";
-  Level level = static_cast<Level>(3);
+  auto level = static_cast<Level>(3);
   int code = -1;
   const bool result = login(*utils::System::get_instance(), reserved, level, code, message);
   return std::string(result ? "true" : "false") + " " + std::to_string(static_cast<int>(level)) + " " +
@@ -69,11 +69,11 @@ std::string repeated(const std::string& item, int times, const std::string& sepa
   return joined(std::vector<std::string>(static_cast<std::size_t>(times), item), separator);
 }
 
-std::string runCase(Case body, const std::string& config, const std::vector<std::string>& args) {
+std::string runCase(const std::string& config, const std::function<std::string(testsupport::ScopedFakeHost&)>& body) {
   testsupport::ScopedFakeSettings settings(config);
   testsupport::ScopedFakeHost fake;
   g_mark = std::make_unique<systemtest::LogMark>();
-  return body(fake, args);
+  return body(fake);
 }
 
 }  // namespace authtest

@@ -5,6 +5,7 @@
 
 #include <utils/DiskProperty.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
@@ -96,32 +97,23 @@ TEST_F(FakeHostTest, DiskUsageFollowsTheDrivesLayoutAndQueries) {
 namespace {
 
 // Root scenery: a loop device over an image of the test's own with a partition
-// table, detached by the destructor.
-class LoopDisk {
- public:
-  LoopDisk(const std::string& tag, const std::string& table)
-      : m_image("/tmp/nv13-" + std::to_string(getpid()) + "-" + tag + ".img") {
-    if (std::system(("truncate -s 24M " + m_image + " && printf '%s' '" + table + "' | sfdisk -q " + m_image +
-                     " >/dev/null 2>&1").c_str()) != 0) {
-      return;
-    }
-    m_device = testsupport::commandOutput("losetup -P --find --show " + m_image + " | tr -d '\\n'");
+// table, detached by the destructor; an empty device when it could not be made.
+struct LoopDisk {
+  explicit LoopDisk(const std::string& table) {
+    if (std::system(("truncate -s 24M " + image + " && printf '%s' '" + table + "' | sfdisk -q " + image +
+                     " >/dev/null 2>&1").c_str()) != 0) return;
+    device = testsupport::commandOutput("losetup -P --find --show " + image + " | tr -d '\\n'");
     // Where the kernel's own scan of the table is not done, partx adds the partitions.
-    if (!m_device.empty() && !std::filesystem::exists(m_device + "p1")) {
-      std::system(("partx -a " + m_device + " >/dev/null 2>&1").c_str());
+    if (!device.empty() && !std::filesystem::exists(device + "p1")) {
+      std::system(("partx -a " + device + " >/dev/null 2>&1").c_str());
     }
-    m_ready = !m_device.empty() && std::filesystem::exists(m_device + "p1");
+    if (!std::filesystem::exists(device + "p1")) device.clear();
   }
   ~LoopDisk() {
-    if (!m_device.empty()) std::system(("losetup -d " + m_device).c_str());
-    std::remove(m_image.c_str());
+    if (!device.empty()) std::system(("losetup -d " + device).c_str());
+    std::remove(image.c_str());
   }
-  bool ready() const { return m_ready; }
-  const std::string& device() const { return m_device; }
-
- private:
-  std::string m_image, m_device;
-  bool m_ready = false;
+  std::string image = "/tmp/nv13-" + std::to_string(getpid()) + ".img", device;
 };
 
 // In a private mount namespace: mounts the loop device's partitions given after the
@@ -156,9 +148,7 @@ NORVANE_CHILD(loop_disk_usage) {
   for (std::size_t i = 0; i < ids.size() && index < 0; ++i) {
     std::vector<std::string> partitions;
     platform::host().disks().partitions(ids[i], partitions);
-    for (const std::string& partition : partitions) {
-      if (partition == device + "p1") index = static_cast<int>(i);
-    }
+    if (std::count(partitions.begin(), partitions.end(), device + "p1")) index = static_cast<int>(i);
   }
   std::vector<platform::PartitionRecord> records;
   platform::host().disks().layout("\\\\.\\PHYSICALDRIVE" + std::to_string(index), records);
@@ -172,13 +162,7 @@ NORVANE_CHILD(loop_disk_usage) {
 
 TEST(DiskPosixTest, LoopDevicesWithTablesOfTheTestsAreMeasured) {
   NSTEST_REQUIRE_ROOT();
-  const struct {
-    const char* tag;
-    std::string table;
-    std::vector<std::string> mounted;
-    std::string records;
-    bool dynamic;
-  } rows[] = {
+  const struct { const char* tag; std::string table; std::vector<std::string> mounted; std::string records; bool dynamic; } rows[] = {
       {"mbr", "label: dos\n,8M,83\n,8M,83\n", {"1", "2"}, "records 0:131: 0:131:\n", false},
       {"mbrdyn", "label: dos\n,8M,83\n,8M,42\n", {"1"}, "records 0:131: 0:66:\n", true},
       {"gpt", "label: gpt\n,8M,0FC63DAF-8483-4772-8E79-3D69D8477DE4\n", {"1"},
@@ -187,9 +171,9 @@ TEST(DiskPosixTest, LoopDevicesWithTablesOfTheTestsAreMeasured) {
        std::string("records 1:0:0FC63DAF-8483-4772-8E79-3D69D8477DE4 1:0:") + kDynamicGPT + "\n", true},
   };
   for (const auto& row : rows) {
-    LoopDisk disk(row.tag, row.table);
-    ASSERT_TRUE(disk.ready()) << row.tag;
-    std::vector<std::string> args{disk.device()};
+    LoopDisk disk(row.table);
+    ASSERT_FALSE(disk.device.empty()) << row.tag;
+    std::vector<std::string> args{disk.device};
     args.insert(args.end(), row.mounted.begin(), row.mounted.end());
     const testsupport::ChildResult result = testsupport::runChild("loop_disk_usage", args);
     if (result.exitCode == nstest::kNoNamespaces) GTEST_SKIP() << "no private mount namespace";

@@ -11,29 +11,19 @@
 #include "support/Loopback.h"
 #include "support/TempInstallation.h"
 #include "support/ToolRun.h"
+#include "utils/AuthenticationTestSupport.h"
 
 namespace {
 
-using Level = utils::System::AccessLevel_;
-
-// "<result> <level> <errorCode> [<errorMessage>]", outputs preset to 3, -1, "old".
 std::string ldapLogin(const std::string& user, const std::string& password, int port, int mode) {
-  std::string reserved, message = "old";
-  Level level = static_cast<Level>(3);
-  int code = -1;
-  const bool result = utils::System::get_instance()->authenticate(
-      user, password, "127.0.0.1", "dc=example,dc=com", static_cast<unsigned long>(port), 3, mode, reserved, level,
-      code, message);
-  return std::string(result ? "true " : "false ") + std::to_string(static_cast<int>(level)) + " " +
-         std::to_string(code) + " [" + message + "]";
+  return authtest::ldap(user, password, "127.0.0.1", "dc=example,dc=com", static_cast<unsigned long>(port), 3, mode);
 }
 
-std::string person(const std::string& name, const std::string& extra) {
+// An entry of the directory; a user object when memberOf is given, even empty.
+std::string person(const std::string& name, const char* memberOf = nullptr) {
   return "dn: cn=" + name + ",dc=example,dc=com\nobjectClass: person\ncn: " + name + "\nsn: " + name +
-         "\nuserPassword: " + name + "pw\n" + extra + "\n";
-}
-std::string user(const std::string& name, const std::string& memberOf) {
-  return person(name, "objectClass: user\nobjectCategory: person\n" + memberOf);
+         "\nuserPassword: " + name + "pw\n" +
+         (memberOf ? "objectClass: user\nobjectCategory: person\n" + std::string(memberOf) : "") + "\n";
 }
 
 class SlapdTest : public testing::Test {
@@ -42,9 +32,9 @@ class SlapdTest : public testing::Test {
     s_installation = std::make_unique<testsupport::HomedInstallation>("log_level = 255\nlog_cache_mode = 0\n");
     s_installation->useStore();
     s_slapd = std::make_unique<authit::Slapd>(
-        user("alice", "memberOf: CN=Administrators,CN=Builtin,DC=example,DC=com\nmemberOf: CN=Staff,DC=example,DC=com\n") +
-        user("bob", "memberOf: CN=Staff,DC=example,DC=com\nmemberOf: CN=Administrators,DC=example,DC=com\n") +
-        user("dave", "") + person("carol", ""));
+        person("alice", "memberOf: CN=Administrators,CN=Builtin,DC=example,DC=com\nmemberOf: CN=Staff,DC=example,DC=com\n") +
+        person("bob", "memberOf: CN=Staff,DC=example,DC=com\nmemberOf: CN=Administrators,DC=example,DC=com\n") +
+        person("dave", "") + person("carol"));
     // libldap reads its trust anchors from the environment when first used.
     setenv("LDAPTLS_CACERT", s_slapd->certificate().c_str(), 1);
   }

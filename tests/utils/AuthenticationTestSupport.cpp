@@ -12,41 +12,7 @@ namespace {
 
 std::unique_ptr<systemtest::LogMark> g_mark;
 
-using Level = utils::System::AccessLevel_;
-
-// Runs one login with the outputs preset to level 3, code -1 and "old" and a reserved
-// argument of "r", and tells what came back.
-template <typename Login>
-std::string outcome(Login login) {
-  std::string reserved = "r", message = "old";
-  auto level = static_cast<Level>(3);
-  int code = -1;
-  const bool result = login(*utils::System::get_instance(), reserved, level, code, message);
-  return std::string(result ? "true" : "false") + " " + std::to_string(static_cast<int>(level)) + " " +
-         std::to_string(code) + " [" + message + "]" + (reserved == "r" ? "" : " reserved changed");
-}
-
 }  // namespace
-
-std::string local(const std::string& user, const std::string& password) {
-  return outcome([&](utils::System& system, std::string& reserved, Level& level, int& code, std::string& message) {
-    return system.authenticate(user, password, reserved, level, code, message);
-  });
-}
-
-std::string domain(const std::string& user, const std::string& password, const std::string& domainName) {
-  return outcome([&](utils::System& system, std::string& reserved, Level& level, int& code, std::string& message) {
-    return system.authenticate(user, password, domainName, reserved, level, code, message);
-  });
-}
-
-std::string ldap(const std::string& user, const std::string& password, const std::string& server,
-                 const std::string& base, unsigned long port, unsigned int version, int bindingMode) {
-  return outcome([&](utils::System& system, std::string& reserved, Level& level, int& code, std::string& message) {
-    return system.authenticate(user, password, server, base, port, version, bindingMode, reserved, level, code,
-                               message);
-  });
-}
 
 std::vector<std::string> logLines(const std::string& containing) {
   // Lines written at the "always" level carry no banner.

@@ -22,13 +22,27 @@ namespace authtest {
 // what the body observed as text.
 std::string runCase(const std::string& config, const std::function<std::string(testsupport::ScopedFakeHost&)>& body);
 
-// In a case: "<result> <level> <errorCode> [<errorMessage>]" of one login, with the
-// outputs preset to level 3, code -1 and "old" so that untouched ones show. A
-// reserved argument that came back changed adds " reserved changed".
-std::string local(const std::string& user, const std::string& password);
-std::string domain(const std::string& user, const std::string& password, const std::string& domainName);
-std::string ldap(const std::string& user, const std::string& password, const std::string& server,
-                 const std::string& base, unsigned long port, unsigned int version, int bindingMode);
+// "<result> <level> <errorCode> [<errorMessage>]" of the login with these leading
+// arguments, the outputs preset to level 3, code -1 and "old" so that untouched ones
+// show. A reserved argument that came back changed adds " reserved changed".
+template <typename... Leading>
+std::string login(const Leading&... leading) {
+  std::string reserved = "r", message = "old";
+  auto level = static_cast<utils::System::AccessLevel_>(3);
+  int code = -1;
+  const bool result = utils::System::get_instance()->authenticate(leading..., reserved, level, code, message);
+  return std::string(result ? "true " : "false ") + std::to_string(static_cast<int>(level)) + " " +
+         std::to_string(code) + " [" + message + "]" + (reserved == "r" ? "" : " reserved changed");
+}
+inline std::string local(const std::string& user, const std::string& password) { return login(user, password); }
+inline std::string domain(const std::string& user, const std::string& password, const std::string& domainName) {
+  return login(user, password, domainName);
+}
+inline std::string ldap(const std::string& user, const std::string& password, const std::string& server,
+                        const std::string& base, unsigned long port, unsigned int version, int bindingMode) {
+  return login(user, password, server, base, port, version, bindingMode);
+}
+
 // The log lines written since the case began, as "Level: message", those holding
 // `containing` only.
 std::vector<std::string> logLines(const std::string& containing = "");

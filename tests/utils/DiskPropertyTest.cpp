@@ -116,25 +116,17 @@ struct LoopDisk {
   std::string image = "/tmp/nv13-" + std::to_string(getpid()) + ".img", device;
 };
 
-// In a private mount namespace: mounts the loop device's partitions given after the
-// device (mkfs first), then prints the library's answer and statvfs's sum.
+// In a private mount namespace, whose mounts go with it: mounts the loop device's
+// partitions given after the device and a directory for the mount points (mkfs
+// first), then prints the library's answer and statvfs's sum.
 NORVANE_CHILD(loop_disk_usage) {
   if (!nstest::enterPrivateMounts()) return nstest::kNoNamespaces;
   platform::countLoopDevicesAsDrives(true);
   const std::string device = args.at(0);
   std::uint64_t used = 0;
-  std::vector<std::string> points;
-  struct Unmount {
-    std::vector<std::string>& points;
-    ~Unmount() {
-      for (const std::string& point : points) umount2(point.c_str(), MNT_DETACH), rmdir(point.c_str());
-    }
-  } unmount{points};
-  for (std::size_t i = 1; i < args.size(); ++i) {
-    const std::string partition = device + "p" + args[i];
-    const std::string point = "/tmp/nv13-" + std::to_string(getpid()) + "-mnt" + args[i];
+  for (std::size_t i = 2; i < args.size(); ++i) {
+    const std::string partition = device + "p" + args[i], point = args[1] + "/mnt" + args[i];
     std::filesystem::create_directories(point);
-    points.push_back(point);
     if (std::system(("mkfs.ext4 -q -F " + partition + " >/dev/null 2>&1 && mount " + partition + " " + point).c_str()) != 0) return 3;
     testsupport::writeFile(point + "/data", std::string(300000 * std::stoi(args[i]), 'x'));
     struct statvfs figures {};
@@ -173,7 +165,8 @@ TEST(DiskPosixTest, LoopDevicesWithTablesOfTheTestsAreMeasured) {
   for (const auto& row : rows) {
     LoopDisk disk(row.table);
     ASSERT_FALSE(disk.device.empty()) << row.tag;
-    std::vector<std::string> args{disk.device};
+    testsupport::TempInstallation scratch;
+    std::vector<std::string> args{disk.device, scratch.root()};
     args.insert(args.end(), row.mounted.begin(), row.mounted.end());
     const testsupport::ChildResult result = testsupport::runChild("loop_disk_usage", args);
     if (result.exitCode == nstest::kNoNamespaces) GTEST_SKIP() << "no private mount namespace";

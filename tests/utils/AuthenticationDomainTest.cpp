@@ -85,9 +85,7 @@ TEST(DomainAccessTest, FailureRowsAndTheDomainTest) {
                 "\n"
             "Info: DomainNameDns:corp.example.com,Info: DomainNameDns is NULL\n"
             "Always: DsRoleGetPrimaryDomainInformation:-2,Always: DsRoleGetPrimaryDomainInformation:-2\n"
-            "Always: GetComputerName() fails with error code '38'\n"
-            "Info: pGroupInfo->GroupCount:1,Info: pGroupInfo->GroupCount:1\n"
-            "Info: strUserGroup is:CORP\\Domain Admins,Info: strUserGroup is:CORP\\Domain Admins",
+            "Always: GetComputerName() fails with error code '38'",
             runCase("full_access_groups = CORP\\Domain Admins\n", [](auto& fake) {
   fake.pam.accept("norvane-domain", "alice@corp", "pw");
   fake.nss.tokens["alice@corp"] = {{"Domain Admins", "CORP"}};
@@ -102,7 +100,7 @@ TEST(DomainAccessTest, FailureRowsAndTheDomainTest) {
   seen.push_back(domain("alice", "pw", "corp"));
   fake.pam.machineStatus = 38;
   seen.push_back(domain("alice", "pw", "corp"));
-  for (const char* text : {"User '", "DomainNameDns", "DsRole", "GetComputerName", "GroupCount", "strUserGroup"}) {
+  for (const char* text : {"User '", "DomainNameDns", "DsRole", "GetComputerName"}) {
     seen.push_back(joined(logLines(text)));
   }
   return joined(seen, "\n");

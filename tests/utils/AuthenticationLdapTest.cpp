@@ -9,7 +9,6 @@
 using authtest::joined;
 using authtest::ldap;
 using authtest::logLines;
-using authtest::repeated;
 using authtest::runCase;
 using platform::LdapAttribute;
 
@@ -118,7 +117,7 @@ TEST(LdapLoginTest, OnlyTheFirstMemberOfValueCanGiveFullAccess) {
     seen.push_back(outcome.substr(0, 6) + " unbind*" + std::to_string(unbinds) + " newlines*" +
                    std::to_string(printed.size()));
   }
-  for (const char* text : {"memberOf", "strAttributeValue", "Admin access", "Attribute array", "VALUE"}) {
+  for (const char* text : {"Admin access", "Attribute array", "VALUE"}) {
     seen.push_back(joined(logLines(text)));
   }
   return joined(seen, "\n");
@@ -133,15 +132,7 @@ TEST(LdapLoginTest, OnlyTheFirstMemberOfValueCanGiveFullAccess) {
       "true 1 unbind*1 newlines*1\n"  // the attribute's name is case-sensitive
       "true 3 unbind*1 newlines*0\n"  // no attribute: the level stays
       "true 3 unbind*1 newlines*2\n"  // attributes without values
-      "true 1 unbind*1 newlines*1\n" +
-          repeated("Info: Attribute Name: memberOf,"
-                   "Info: got the memberOf details so trying to retreive the attribute values", 5, ",") +
-          "\n"
-      "Info: strAttributeValue: CN=Administrators,"
-      "Info: strAttributeValue: CN=Staff,Info: strAttributeValue: CN=Administrators,"
-      "Info: strAttributeValue: CN=Staff,Info: strAttributeValue: DC=x,"
-      "Info: strAttributeValue: CN=administrators,Info: strAttributeValue: DC=x,"
-      "Info: strAttributeValue: CN=Staff,Info: strAttributeValue:  CN=Administrators\n"
+      "true 1 unbind*1 newlines*1\n"
       "Info: LDAP user has Admin access,Info: LDAP user has Admin access\n"
       "Info: Attribute array values: CN=Administrators,DC=x,Info: Attribute array values: b\n"
       "Info: NO ATTRIBUTE VALUE RETURNED,Info: BAD VALUE LIST",

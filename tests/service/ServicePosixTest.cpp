@@ -96,10 +96,7 @@ TEST(ServiceUnitTest, InstallWritesAndEnablesTheUnitAndUnInstallRemovesIt) {
 
 TEST(ServiceSignalTest, SignalsBecomeControlCodesAndReportsReachSystemd) {
   const std::string stopping = "STOPPING=1\nSTATUS=stop pending";
-  struct Step {
-    int signal, value;
-    std::vector<std::string> messages;
-  };
+  struct Step { int signal, value; std::vector<std::string> messages; };
   const struct { const char* controls; std::vector<Step> steps; std::string reactions; } services[] = {
       {"7",  // stop, pause and shutdown
        {{SIGUSR1, 0, {"STATUS=pause pending", "STATUS=paused"}}, {SIGHUP, 0, {"STATUS=paused"}},

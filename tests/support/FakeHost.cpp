@@ -33,10 +33,6 @@ platform::NetworkInterface adapter(unsigned int index, const std::string& name, 
   return item;
 }
 
-void FakeNetwork::useMACAddress(const std::string& mac) {
-  adapters = {adapter(1, "lo", "00:00:00:00:00:00", false), adapter(2, "eth0", mac, true)};
-}
-
 const void* FakeNetwork::store(const std::string& name, const std::vector<std::string>& addresses) {
   auto record = std::make_shared<Entry>();
   record->name = name;
@@ -54,31 +50,11 @@ const void* FakeNetwork::store(const std::string& name, const std::vector<std::s
   return &record->entry;
 }
 
-void FakeNetwork::addHost(const std::string& name, const std::vector<std::string>& addresses) {
-  m_byName[name] = store(name, addresses);
-}
-
-void FakeNetwork::addHostByAddress(const std::string& address, const std::string& name) {
-  m_byAddress[address] = store(name, {address});
-}
-
-const void* FakeNetwork::hostByName(const std::string& name) {
-  return lookups.push_back("name:" + name), m_byName.count(name) ? m_byName[name] : nullptr;
-}
-
 const void* FakeNetwork::hostByAddress(const unsigned char* address, int length, int family) {
   char text[INET_ADDRSTRLEN] = {};
   if (length == 4 && family == AF_INET) inet_ntop(AF_INET, address, text, sizeof text);
   lookups.push_back(std::string("address:") + text);
   return m_byAddress.count(text) ? m_byAddress[text] : nullptr;
-}
-
-bool FakeNetwork::resolve(const std::string& name, std::vector<platform::ResolvedAddress>& addresses) {
-  return resolved.count(name) != 0 && (addresses = resolved[name], true);
-}
-
-platform::InterfaceListing FakeNetwork::interfaces(std::vector<platform::NetworkInterface>& interfaces) {
-  return listing == platform::InterfaceListing::kListed ? (interfaces = adapters, listing) : listing;
 }
 
 }  // namespace testsupport

@@ -114,28 +114,45 @@ struct FakeLibraries : platform::Libraries {
   std::map<std::string, Library> libraries;  // nodes stay where they are
 };
 
+// Items of FakeNetwork::resolved and FakeNetwork::adapters; mac as "aa:bb:...",
+// any number of bytes.
+inline platform::ResolvedAddress ipv4(const std::string& text) { return {platform::kAddressFamilyIPv4, text, 0}; }
+inline platform::ResolvedAddress ipv6(const std::string& text) { return {platform::kAddressFamilyIPv6, text, 0}; }
+platform::NetworkInterface adapter(unsigned int index, const std::string& name, const std::string& mac,
+                                   bool hardwareDevice, int addressAssignment = platform::kAddressPermanent);
+
 struct FakeNetwork : platform::Network {
   // The interfaces as the kernel would list them; `listing` other than kListed
   // makes the listing fail that way.
   std::vector<platform::NetworkInterface> adapters;
   platform::InterfaceListing listing = platform::InterfaceListing::kListed;
   // Loopback, then one hardware-backed "eth0" with this address.
-  void useMACAddress(const std::string& mac);
+  void useMACAddress(const std::string& mac) {
+    adapters = {adapter(1, "lo", "00:00:00:00:00:00", false), adapter(2, "eth0", mac, true)};
+  }
 
   // A host entry (a real struct hostent) for hostByName(name): IPv4 when the first
   // address is dotted, IPv6 otherwise; no address gives an empty list.
-  void addHost(const std::string& name, const std::vector<std::string>& addresses);
+  void addHost(const std::string& name, const std::vector<std::string>& addresses) {
+    m_byName[name] = store(name, addresses);
+  }
   // A host entry for hostByAddress of this IPv4 address.
-  void addHostByAddress(const std::string& address, const std::string& name);
+  void addHostByAddress(const std::string& address, const std::string& name) { m_byAddress[address] = store(name, {address}); }
   // What resolve(name) gives; names not listed do not resolve.
   std::map<std::string, std::vector<platform::ResolvedAddress>> resolved;
   // The lookups made, as "name:<text>" or "address:<dotted>", in order.
   std::vector<std::string> lookups;
 
-  const void* hostByName(const std::string& name) override;
+  const void* hostByName(const std::string& name) override {
+    return lookups.push_back("name:" + name), m_byName.count(name) ? m_byName[name] : nullptr;
+  }
   const void* hostByAddress(const unsigned char* address, int length, int family) override;
-  bool resolve(const std::string& name, std::vector<platform::ResolvedAddress>& addresses) override;
-  platform::InterfaceListing interfaces(std::vector<platform::NetworkInterface>& interfaces) override;
+  bool resolve(const std::string& name, std::vector<platform::ResolvedAddress>& addresses) override {
+    return resolved.count(name) != 0 && (addresses = resolved[name], true);
+  }
+  platform::InterfaceListing interfaces(std::vector<platform::NetworkInterface>& interfaces) override {
+    return listing == platform::InterfaceListing::kListed ? (interfaces = adapters, listing) : listing;
+  }
 
  private:
   struct Entry;
@@ -143,13 +160,6 @@ struct FakeNetwork : platform::Network {
   std::deque<std::shared_ptr<Entry>> m_entries;
   std::map<std::string, const void*> m_byName, m_byAddress;
 };
-
-// Items of FakeNetwork::resolved and FakeNetwork::adapters; mac as "aa:bb:...",
-// any number of bytes.
-inline platform::ResolvedAddress ipv4(const std::string& text) { return {platform::kAddressFamilyIPv4, text, 0}; }
-inline platform::ResolvedAddress ipv6(const std::string& text) { return {platform::kAddressFamilyIPv6, text, 0}; }
-platform::NetworkInterface adapter(unsigned int index, const std::string& name, const std::string& mac,
-                                   bool hardwareDevice, int addressAssignment = platform::kAddressPermanent);
 
 struct FakeHost : SecondZeroFreeHost {
   FakeHostFacts facts;

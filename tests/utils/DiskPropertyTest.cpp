@@ -33,10 +33,7 @@ unsigned long usage(const std::string& label) { return utils::DiskProperty::get_
 
 TEST_F(FakeHostTest, DiskUsageSumsTheVolumesBeforeShifting) {
   constexpr std::uint64_t kTiB = std::uint64_t{1} << 40;
-  const struct {
-    std::vector<platform::VolumeSpace> volumes;
-    unsigned long kib;
-  } rows[] = {
+  const struct { std::vector<platform::VolumeSpace> volumes; unsigned long kib; } rows[] = {
       {{volume(1023, 0)}, 0},
       {{volume(1024, 0)}, 1},
       {{volume(3000, 2000), volume(3000, 2500), volume(600, 0)}, 2},  // 1000 + 500 + 600 bytes
@@ -55,13 +52,8 @@ TEST_F(FakeHostTest, DiskUsageSumsTheVolumesBeforeShifting) {
 }
 
 TEST_F(FakeHostTest, DiskUsageFollowsTheDrivesLayoutAndQueries) {
-  const struct {
-    const char* label;
-    std::vector<platform::PartitionRecord> layout;
-    bool layoutReadable;
-    std::string failure;
-    unsigned long kib;
-  } rows[] = {
+  const struct { const char* label; std::vector<platform::PartitionRecord> layout; bool layoutReadable;
+                 std::string failure; unsigned long kib; } rows[] = {
       {"Disk 0", {mbr(0x07), mbr(0x42)}, true, "", 0},    // dynamic MBR
       {"Disk 0", {gpt(kBasicGPT), gpt(kDynamicGPT)}, true, "", 0},
       {"Disk 0", {gpt("42")}, true, "", 3},               // only the GUID counts on GPT

@@ -40,11 +40,7 @@ std::string whatOf(const std::function<void()>& call) {
 
 TEST(KeyValueParserTest, LineRules) {
   const std::nullopt_t absent = std::nullopt;
-  struct Row {
-    std::string text, separator;
-    std::vector<std::pair<std::string, std::optional<std::string>>> lookups;
-  };
-  const Row rows[] = {
+  const struct { std::string text, separator; std::vector<std::pair<std::string, std::optional<std::string>>> lookups; } rows[] = {
       {"  session_timeout   =   240  \n\tlog_level\t=\t32\t\n", "=", {{"session_timeout", "240"}, {"log_level", "32"}}},
       // Comments only at the start of the trimmed line.
       {"# a = 1\n   # b = 2\na = b # c\n\n   \n", "=", {{"# a", absent}, {"b", absent}, {"a", "b # c"}}},
@@ -68,7 +64,7 @@ TEST(KeyValueParserTest, LineRules) {
   };
   TempInstallation scratch;
   const std::string path = scratch.root() + "/values.conf";
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     testsupport::writeFile(path, row.text);
     KeyValueParser parser(path, row.separator);
     for (const auto& [key, expected] : row.lookups) {

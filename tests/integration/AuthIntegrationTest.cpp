@@ -1,6 +1,5 @@
-// Logins against real components: a slapd of the test's own on loopback (both LDAP
-// sequences, in this process), and PAM and NSS through pam_wrapper and nss_wrapper
-// (local and domain logins, through norvanectl with the password on a pipe).
+// LDAP logins against a slapd of the test's own on loopback: both sequences, in this
+// process.
 #include <gtest/gtest.h>
 #include <utils/System.h>
 
@@ -10,7 +9,6 @@
 #include "AuthIntegrationSupport.h"
 #include "support/Loopback.h"
 #include "support/TempInstallation.h"
-#include "support/ToolRun.h"
 #include "utils/AuthenticationTestSupport.h"
 
 namespace {
@@ -69,23 +67,5 @@ TEST_F(SlapdTest, BothSequencesBindSearchAndReadMemberOf) {
   EXPECT_EQ("false 3 -1 [Can't contact LDAP server]", ldapLogin("alice", "alicepw", s_slapd->port(), 1));
   EXPECT_EQ("false 3 -1 [Can't contact LDAP server]", ldapLogin("alice", "alicepw", testsupport::freeLoopbackPort(), 0));
 }
-
-#ifdef NORVANECTL_PATH
-TEST_F(SlapdTest, NorvanectlTakesThePasswordFromAPipe) {
-  testsupport::HomedInstallation installation;
-  const std::vector<std::string> args = {"--store-root", installation.storeRoot(), "auth", "ldap", "alice",
-                                         "--server", "127.0.0.1", "--port", std::to_string(s_slapd->port()),
-                                         "--base", "dc=example,dc=com", "--version", "v3", "--mode", "basic"};
-  const testsupport::ToolResult run = testsupport::runTool(NORVANECTL_PATH, args, "alicepw\n");
-  EXPECT_EQ(0, run.exitCode) << run.err;
-  // Blank lines come first: the attribute walk writes one for each attribute it reads.
-  EXPECT_EQ("verdict: accepted\naccess level: 2 (FULL_ACCESS)\nerror code: 0\nerror message: ''\n",
-            run.out.substr(run.out.find_first_not_of('\n')));
-  EXPECT_EQ("", run.err);
-  const std::string log = installation.readHomeFile("logs/norvanectl.txt");
-  EXPECT_NE(std::string::npos, log.find("Final strDNName:cn=alice,dc=example,dc=com"));
-  EXPECT_EQ(std::string::npos, log.find("alicepw"));
-}
-#endif
 
 }  // namespace

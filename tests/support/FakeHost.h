@@ -65,13 +65,7 @@ struct FakeHostFacts : platform::HostFacts {
 };
 
 struct FakeEventLog : platform::EventLog {
-  struct Record {
-    std::string source;
-    int type;
-    unsigned category;
-    int eventId;
-    std::string text;
-  };
+  struct Record { std::string source; int type; unsigned category; int eventId; std::string text; };
   bool reachable = true;     // false: no source can be registered
   bool takesRecords = true;  // false: every report fails after registering
   std::vector<Record> records;

@@ -79,9 +79,8 @@ struct FakeAccounts : platform::Accounts {
   }
   long accountNames(unsigned long& resume, std::vector<std::optional<std::string>>& names) override {
     if (batches.empty()) {
-      for (const platform::DirectoryObject& object : objects) {
+      for (const platform::DirectoryObject& object : objects)
         if (object.isUser) names.emplace_back(object.name);
-      }
       return 0;
     }
     if (resume >= batches.size()) return 0;

@@ -94,49 +94,40 @@ TEST(LdapLoginTest, EveryFailingStepHasItsTextAndCode) {
 }
 
 TEST(LdapLoginTest, OnlyTheFirstMemberOfValueCanGiveFullAccess) {
-  const auto walk = [](testsupport::ScopedFakeHost& fake) {
-  const std::vector<std::vector<LdapAttribute>> entries = {
-      {{"cn", true, {"alice"}}, {"memberOf", true, {"CN=Administrators,CN=Builtin,DC=x"}}},
-      {{"memberOf", true, {"CN=Staff,CN=Administrators,DC=x"}}, {"cn", true, {"alice"}}},
-      {{"memberOf", true, {"CN=Staff,DC=x", "CN=Administrators,DC=x"}}},
-      {{"memberOf", true, {"CN=administrators,DC=x"}}},
-      {{"memberOf", true, {"CN=Staff, CN=Administrators"}}},
-      {{"memberof", true, {"CN=Administrators,DC=x"}}},
-      {},
-      {{"jpegPhoto", false, {}}, {"seeAlso", true, {}}},
-      {{"sn", true, {"a", "b"}}},
-  };
-  std::vector<std::string> seen;
-  for (const auto& attributes : entries) {
-    fake.ldap.entries = {{attributes}};
-    fake.ldap.calls.clear();
-    testing::internal::CaptureStdout();
-    const std::string outcome = login(0);
-    const std::string printed = testing::internal::GetCapturedStdout();
-    const std::size_t unbinds = std::count(fake.ldap.calls.begin(), fake.ldap.calls.end(), "unbind");
-    seen.push_back(outcome.substr(0, 6) + " unbind*" + std::to_string(unbinds) + " newlines*" +
-                   std::to_string(printed.size()));
-  }
-  for (const char* text : {"Admin access", "Attribute array", "VALUE"}) {
-    seen.push_back(joined(logLines(text)));
-  }
-  return joined(seen, "\n");
-  };
-  EXPECT_EQ(
+  // "<result> <level> unbind*<unbinds> newlines*<printed>", then the lines logged.
+  const struct { std::vector<LdapAttribute> attributes; const char* expected; } rows[] = {
       // The hit ends the session inside the walk, and the caller ends it again.
-      "true 2 unbind*2 newlines*1\n"
-      "true 2 unbind*2 newlines*0\n"
-      "true 1 unbind*1 newlines*1\n"  // the Administrators group in the second value
-      "true 1 unbind*1 newlines*1\n"  // other letter case
-      "true 1 unbind*1 newlines*1\n"  // parts are not trimmed
-      "true 1 unbind*1 newlines*1\n"  // the attribute's name is case-sensitive
-      "true 3 unbind*1 newlines*0\n"  // no attribute: the level stays
-      "true 3 unbind*1 newlines*2\n"  // attributes without values
-      "true 1 unbind*1 newlines*1\n"
-      "Info: LDAP user has Admin access,Info: LDAP user has Admin access\n"
-      "Info: Attribute array values: CN=Administrators,DC=x,Info: Attribute array values: b\n"
-      "Info: NO ATTRIBUTE VALUE RETURNED,Info: BAD VALUE LIST",
-      runCase("", walk));
+      {{{"cn", true, {"alice"}}, {"memberOf", true, {"CN=Administrators,CN=Builtin,DC=x"}}},
+       "true 2 unbind*2 newlines*1 Info: LDAP user has Admin access"},
+      {{{"memberOf", true, {"CN=Staff,CN=Administrators,DC=x"}}, {"cn", true, {"alice"}}},
+       "true 2 unbind*2 newlines*0 Info: LDAP user has Admin access"},
+      // The Administrators group in the second value; other letter case; parts not
+      // trimmed; the attribute's name is case-sensitive.
+      {{{"memberOf", true, {"CN=Staff,DC=x", "CN=Administrators,DC=x"}}},
+       "true 1 unbind*1 newlines*1 Info: Attribute array values: CN=Administrators,DC=x"},
+      {{{"memberOf", true, {"CN=administrators,DC=x"}}}, "true 1 unbind*1 newlines*1 "},
+      {{{"memberOf", true, {"CN=Staff, CN=Administrators"}}}, "true 1 unbind*1 newlines*1 "},
+      {{{"memberof", true, {"CN=Administrators,DC=x"}}}, "true 1 unbind*1 newlines*1 "},
+      {{}, "true 3 unbind*1 newlines*0 "},  // no attribute: the level stays
+      {{{"jpegPhoto", false, {}}, {"seeAlso", true, {}}},
+       "true 3 unbind*1 newlines*2 Info: NO ATTRIBUTE VALUE RETURNED,Info: BAD VALUE LIST"},
+      {{{"sn", true, {"a", "b"}}}, "true 1 unbind*1 newlines*1 Info: Attribute array values: b"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(row.expected, runCase("", [&](auto& fake) {
+      fake.ldap.entries = {{row.attributes}};
+      testing::internal::CaptureStdout();
+      const std::string outcome = login(0);
+      const std::string printed = testing::internal::GetCapturedStdout();
+      std::vector<std::string> lines;
+      for (const char* text : {"Admin access", "Attribute array", "VALUE"}) {
+        for (const std::string& line : logLines(text)) lines.push_back(line);
+      }
+      return outcome.substr(0, 6) + " unbind*" +
+             std::to_string(std::count(fake.ldap.calls.begin(), fake.ldap.calls.end(), "unbind")) + " newlines*" +
+             std::to_string(printed.size()) + " " + joined(lines);
+    })) << row.expected;
+  }
 }
 
 TEST(LdapLoginTest, SettingsAreValidWithLdapOnOneServerAndABase) {

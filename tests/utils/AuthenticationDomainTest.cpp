@@ -16,26 +16,26 @@ const TokenGroup kAuthenticated{"Authenticated Users", "NT AUTHORITY"};
 // "user=<result>/<level> ..." of the logins of six users into the domain.
 std::string levels(const std::string& config, const std::string& domainName) {
   return runCase(config, [&](auto& fake) {
-  fake.nss.dns = "corp.example.com";
-  const std::map<std::string, std::vector<TokenGroup>> tokens = {
-      {"alice", {{"Domain Users", "CORP"}, kAuthenticated}},
-      {"bob", {{"Domain Admins", "CORP"}}},
-      {"carol", {{"Domain Admins", "corp.example.com"}}},
-      // The first group that hits decides: read-only ahead of full access.
-      {"dave", {kAuthenticated, {"Operators", "OTHER"}}},
-      {"erin", {{"Operators", "OTHER", false}, {"Operators", "OTHER", true, false}, {std::string(1024, 'x'), "OTHER"},
-                {"Domain Users", "CORP"}}},
-      {"frank", {{"Domain Users", "CORP"}, {"Operators", "OTHER"}}},
-  };
-  std::string levels;
-  for (const auto& [user, groups] : tokens) {
-    fake.pam.accept("norvane-domain", user + "@" + domainName, "pw");
-    fake.nss.tokens[user + "@" + domainName] = groups;
-    const std::string outcome = domain(user, "pw", domainName);
-    levels += (levels.empty() ? "" : " ") + user + "=" + outcome.substr(0, outcome.find(' ')) + "/" +
-              outcome.substr(outcome.find(' ') + 1, 1);
-  }
-  return levels;
+    fake.nss.dns = "corp.example.com";
+    const std::map<std::string, std::vector<TokenGroup>> tokens = {
+        {"alice", {{"Domain Users", "CORP"}, kAuthenticated}},
+        {"bob", {{"Domain Admins", "CORP"}}},
+        {"carol", {{"Domain Admins", "corp.example.com"}}},
+        // The first group that hits decides: read-only ahead of full access.
+        {"dave", {kAuthenticated, {"Operators", "OTHER"}}},
+        {"erin", {{"Operators", "OTHER", false}, {"Operators", "OTHER", true, false}, {std::string(1024, 'x'), "OTHER"},
+                  {"Domain Users", "CORP"}}},
+        {"frank", {{"Domain Users", "CORP"}, {"Operators", "OTHER"}}},
+    };
+    std::string levels;
+    for (const auto& [user, groups] : tokens) {
+      fake.pam.accept("norvane-domain", user + "@" + domainName, "pw");
+      fake.nss.tokens[user + "@" + domainName] = groups;
+      const std::string outcome = domain(user, "pw", domainName);
+      levels += (levels.empty() ? "" : " ") + user + "=" + outcome.substr(0, outcome.find(' ')) + "/" +
+                outcome.substr(outcome.find(' ') + 1, 1);
+    }
+    return levels;
   });
 }
 
@@ -72,6 +72,25 @@ TEST(DomainAccessTest, TokenGroupsMatchByTheirCandidateTexts) {
 }
 
 TEST(DomainAccessTest, FailureRowsAndTheDomainTest) {
+  const auto rows = [](testsupport::ScopedFakeHost& fake) {
+    fake.pam.accept("norvane-domain", "alice@corp", "pw");
+    fake.nss.tokens["alice@corp"] = {{"Domain Admins", "CORP"}};
+    std::vector<std::string> seen = {domain("alice", "bad", "corp"), domain("CORP\\alice", "pw", "corp")};
+    fake.nss.dns = "corp.example.com";
+    seen.push_back(domain("alice", "pw", "corp"));
+    fake.nss.dnsPresent = false;
+    seen.push_back(domain("alice", "pw", "corp"));
+    fake.nss.dnsStatus = -2;  // the question fails: counts as in the domain
+    seen.push_back(domain("alice", "pw", "corp"));
+    fake.nss.tokens.clear();
+    seen.push_back(domain("alice", "pw", "corp"));
+    fake.pam.machineStatus = 38;
+    seen.push_back(domain("alice", "pw", "corp"));
+    for (const char* text : {"User '", "DomainNameDns", "DsRole", "GetComputerName"}) {
+      seen.push_back(joined(logLines(text)));
+    }
+    return joined(seen, "\n");
+  };
   EXPECT_EQ("false 3 7 [Authentication failure]\n"
             "false 3 7 [Authentication failure]\n"  // "CORP\alice@corp": the name is not parsed
             "true 2 -1 [old]\n"
@@ -86,23 +105,5 @@ TEST(DomainAccessTest, FailureRowsAndTheDomainTest) {
             "Info: DomainNameDns:corp.example.com,Info: DomainNameDns is NULL\n"
             "Always: DsRoleGetPrimaryDomainInformation:-2,Always: DsRoleGetPrimaryDomainInformation:-2\n"
             "Always: GetComputerName() fails with error code '38'",
-            runCase("full_access_groups = CORP\\Domain Admins\n", [](auto& fake) {
-  fake.pam.accept("norvane-domain", "alice@corp", "pw");
-  fake.nss.tokens["alice@corp"] = {{"Domain Admins", "CORP"}};
-  std::vector<std::string> seen = {domain("alice", "bad", "corp"), domain("CORP\\alice", "pw", "corp")};
-  fake.nss.dns = "corp.example.com";
-  seen.push_back(domain("alice", "pw", "corp"));
-  fake.nss.dnsPresent = false;
-  seen.push_back(domain("alice", "pw", "corp"));
-  fake.nss.dnsStatus = -2;  // the question fails: counts as in the domain
-  seen.push_back(domain("alice", "pw", "corp"));
-  fake.nss.tokens.clear();
-  seen.push_back(domain("alice", "pw", "corp"));
-  fake.pam.machineStatus = 38;
-  seen.push_back(domain("alice", "pw", "corp"));
-  for (const char* text : {"User '", "DomainNameDns", "DsRole", "GetComputerName"}) {
-    seen.push_back(joined(logLines(text)));
-  }
-  return joined(seen, "\n");
-}));
+            runCase("full_access_groups = CORP\\Domain Admins\n", rows));
 }

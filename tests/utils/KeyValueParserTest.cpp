@@ -97,25 +97,25 @@ TEST(KeyValueParserTest, SetChangesTheMemoryCopyOnlyAndMissingKeysThrow) {
   });
 }
 
-NORVANE_CHILD(kvp_missing_file_and_resource) {
+// args: store root, the configuration file, a directory.
+NORVANE_CHILD(kvp_special_file_and_missing_resource) {
   utils::MachineStore::setRoot(args[0]);
-  KeyValueParser missing(args[1], "="), special(args[3], "=");
-  const std::string shown = KeyValueParser(args[2], "=").get_resource_key_value("no.such.text");
+  KeyValueParser special(args[2], "=");
+  const std::string shown = KeyValueParser(args[1], "=").get_resource_key_value("no.such.text");
   utils::formatted_log_t::uninitializeLogger();
   return shown == "no.such.text" ? 0 : 1;
 }
 
-TEST(KeyValueParserTest, MissingFileAndMissingResourceAreWarnedInTheLog) {
+// The warning for a missing file is checked with the settings that read it.
+TEST(KeyValueParserTest, SpecialFileAndMissingResourceAreWarnedInTheLog) {
   testsupport::HomedInstallation installation;
   installation.writeConfig("");
-  const std::string missing = installation.root() + "/absent.conf";
-  testsupport::ChildResult result = testsupport::runChild(
-      "kvp_missing_file_and_resource",
-      {installation.storeRoot(), missing, installation.home() + "/conf/Norvane.conf", installation.home()});
+  const testsupport::ChildResult result = testsupport::runChild(
+      "kvp_special_file_and_missing_resource",
+      {installation.storeRoot(), installation.home() + "/conf/Norvane.conf", installation.home()});
   ASSERT_EQ(0, result.exitCode) << result.output;
-  conversiontest::expectAll(installation.readHomeFile("logs/norvane.txt"), {"| Warning   : KVP:readCfg - Cann't open config file " + missing +
-                                       "; using the server default",
-                                   "| Warning   : KVP:readCfg - Cann't open config file " + installation.home() +
-                                       "; using the server default",
-                                   "| Warning   : KVP:getRes - Cann't find value for key: no.such.text"});
+  conversiontest::expectAll(installation.readHomeFile("logs/norvane.txt"),
+                            {"| Warning   : KVP:readCfg - Cann't open config file " + installation.home() +
+                                 "; using the server default",
+                             "| Warning   : KVP:getRes - Cann't find value for key: no.such.text"});
 }

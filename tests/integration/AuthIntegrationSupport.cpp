@@ -18,10 +18,8 @@ namespace {
 
 // Attribute types and the class the login reads, in the manner of a Windows directory.
 constexpr const char* kSchema =
-    "attributetype ( 1.3.6.1.4.1.55555.1.1 NAME 'objectCategory' EQUALITY caseIgnoreMatch\n"
-    "  SYNTAX 1.3.6.1.4.1.1466.115.121.1.15 )\n"
-    "attributetype ( 1.3.6.1.4.1.55555.1.2 NAME 'memberOf' EQUALITY caseIgnoreMatch\n"
-    "  SYNTAX 1.3.6.1.4.1.1466.115.121.1.15 )\n"
+    "attributetype ( 1.3.6.1.4.1.55555.1.1 NAME 'objectCategory' EQUALITY caseIgnoreMatch\n  SYNTAX 1.3.6.1.4.1.1466.115.121.1.15 )\n"
+    "attributetype ( 1.3.6.1.4.1.55555.1.2 NAME 'memberOf' EQUALITY caseIgnoreMatch\n  SYNTAX 1.3.6.1.4.1.1466.115.121.1.15 )\n"
     "objectclass ( 1.3.6.1.4.1.55555.2.1 NAME 'user' SUP top AUXILIARY MAY ( objectCategory $ memberOf ) )\n";
 
 }  // namespace
@@ -34,20 +32,12 @@ Slapd::Slapd(const std::string& ldif) {
   }
   testsupport::writeFile(d + "/norvane.schema", kSchema);
   testsupport::writeFile(d + "/slapd.conf",
-                         "include /etc/ldap/schema/core.schema\n"
-                         "include " + d + "/norvane.schema\n"
-                         "modulepath /usr/lib/ldap\n"
-                         "moduleload back_mdb\n"
-                         "pidfile " + d + "/slapd.pid\n"
-                         "TLSCertificateFile " + d + "/cert.pem\n"
-                         "TLSCertificateKeyFile " + d + "/key.pem\n"
+                         "include /etc/ldap/schema/core.schema\ninclude " + d + "/norvane.schema\n"
+                         "modulepath /usr/lib/ldap\nmoduleload back_mdb\npidfile " + d + "/slapd.pid\n"
+                         "TLSCertificateFile " + d + "/cert.pem\nTLSCertificateKeyFile " + d + "/key.pem\n"
                          "authz-regexp \"uid=([^,]*),.*cn=auth\" \"cn=$1,dc=example,dc=com\"\n"
-                         "sasl-secprops none\n"
-                         "sasl-auxprops slapd\n"
-                         "database mdb\n"
-                         "suffix \"dc=example,dc=com\"\n"
-                         "directory " + d + "/db\n"
-                         "access to attrs=userPassword by anonymous auth by * none\n"
+                         "sasl-secprops none\nsasl-auxprops slapd\ndatabase mdb\nsuffix \"dc=example,dc=com\"\n"
+                         "directory " + d + "/db\naccess to attrs=userPassword by anonymous auth by * none\n"
                          "access to * by * read\n");
   testsupport::writeFile(d + "/data.ldif",
                          "dn: dc=example,dc=com\nobjectClass: dcObject\nobjectClass: organization\no: example\n"

@@ -1,6 +1,5 @@
-// Logins against real components: a slapd of the test's own on loopback (both LDAP
-// sequences, in this process), and PAM and NSS through pam_wrapper and nss_wrapper
-// (local and domain logins, through norvanectl with the password on a pipe).
+// LDAP logins against a slapd of the test's own on loopback: both sequences, in this
+// process.
 #include <gtest/gtest.h>
 #include <utils/System.h>
 
@@ -10,30 +9,19 @@
 #include "AuthIntegrationSupport.h"
 #include "support/Loopback.h"
 #include "support/TempInstallation.h"
-#include "support/ToolRun.h"
+#include "utils/AuthenticationTestSupport.h"
 
 namespace {
 
-using Level = utils::System::AccessLevel_;
-
-// "<result> <level> <errorCode> [<errorMessage>]", outputs preset to 3, -1, "old".
 std::string ldapLogin(const std::string& user, const std::string& password, int port, int mode) {
-  std::string reserved, message = "old";
-  Level level = static_cast<Level>(3);
-  int code = -1;
-  const bool result = utils::System::get_instance()->authenticate(
-      user, password, "127.0.0.1", "dc=example,dc=com", static_cast<unsigned long>(port), 3, mode, reserved, level,
-      code, message);
-  return std::string(result ? "true " : "false ") + std::to_string(static_cast<int>(level)) + " " +
-         std::to_string(code) + " [" + message + "]";
+  return authtest::ldap(user, password, "127.0.0.1", "dc=example,dc=com", static_cast<unsigned long>(port), 3, mode);
 }
 
-std::string person(const std::string& name, const std::string& extra) {
+// An entry of the directory; a user object when memberOf is given, even empty.
+std::string person(const std::string& name, const char* memberOf = nullptr) {
   return "dn: cn=" + name + ",dc=example,dc=com\nobjectClass: person\ncn: " + name + "\nsn: " + name +
-         "\nuserPassword: " + name + "pw\n" + extra + "\n";
-}
-std::string user(const std::string& name, const std::string& memberOf) {
-  return person(name, "objectClass: user\nobjectCategory: person\n" + memberOf);
+         "\nuserPassword: " + name + "pw\n" +
+         (memberOf ? "objectClass: user\nobjectCategory: person\n" + std::string(memberOf) : "") + "\n";
 }
 
 class SlapdTest : public testing::Test {
@@ -42,9 +30,9 @@ class SlapdTest : public testing::Test {
     s_installation = std::make_unique<testsupport::HomedInstallation>("log_level = 255\nlog_cache_mode = 0\n");
     s_installation->useStore();
     s_slapd = std::make_unique<authit::Slapd>(
-        user("alice", "memberOf: CN=Administrators,CN=Builtin,DC=example,DC=com\nmemberOf: CN=Staff,DC=example,DC=com\n") +
-        user("bob", "memberOf: CN=Staff,DC=example,DC=com\nmemberOf: CN=Administrators,DC=example,DC=com\n") +
-        user("dave", "") + person("carol", ""));
+        person("alice", "memberOf: CN=Administrators,CN=Builtin,DC=example,DC=com\nmemberOf: CN=Staff,DC=example,DC=com\n") +
+        person("bob", "memberOf: CN=Staff,DC=example,DC=com\nmemberOf: CN=Administrators,DC=example,DC=com\n") +
+        person("dave", "") + person("carol"));
     // libldap reads its trust anchors from the environment when first used.
     setenv("LDAPTLS_CACERT", s_slapd->certificate().c_str(), 1);
   }
@@ -79,23 +67,5 @@ TEST_F(SlapdTest, BothSequencesBindSearchAndReadMemberOf) {
   EXPECT_EQ("false 3 -1 [Can't contact LDAP server]", ldapLogin("alice", "alicepw", s_slapd->port(), 1));
   EXPECT_EQ("false 3 -1 [Can't contact LDAP server]", ldapLogin("alice", "alicepw", testsupport::freeLoopbackPort(), 0));
 }
-
-#ifdef NORVANECTL_PATH
-TEST_F(SlapdTest, NorvanectlTakesThePasswordFromAPipe) {
-  testsupport::HomedInstallation installation;
-  const std::vector<std::string> args = {"--store-root", installation.storeRoot(), "auth", "ldap", "alice",
-                                         "--server", "127.0.0.1", "--port", std::to_string(s_slapd->port()),
-                                         "--base", "dc=example,dc=com", "--version", "v3", "--mode", "basic"};
-  const testsupport::ToolResult run = testsupport::runTool(NORVANECTL_PATH, args, "alicepw\n");
-  EXPECT_EQ(0, run.exitCode) << run.err;
-  // Blank lines come first: the attribute walk writes one for each attribute it reads.
-  EXPECT_EQ("verdict: accepted\naccess level: 2 (FULL_ACCESS)\nerror code: 0\nerror message: ''\n",
-            run.out.substr(run.out.find_first_not_of('\n')));
-  EXPECT_EQ("", run.err);
-  const std::string log = installation.readHomeFile("logs/norvanectl.txt");
-  EXPECT_NE(std::string::npos, log.find("Final strDNName:cn=alice,dc=example,dc=com"));
-  EXPECT_EQ(std::string::npos, log.find("alicepw"));
-}
-#endif
 
 }  // namespace

@@ -15,8 +15,7 @@ struct CallScript {
   // Records the call; the code its step is to fail with, 0 for none.
   long call(const std::string& step, const std::string& record) {
     calls.push_back(record);
-    const auto failure = failures.find(step);
-    return failure == failures.end() ? 0 : failure->second;
+    return failures.count(step) ? failures.at(step) : 0;
   }
   // The same for an operation that hands its failure out through `error`.
   bool succeeds(const std::string& step, const std::string& record, unsigned long& error) {

@@ -12,8 +12,7 @@
 
 namespace testsupport {
 
-class FakeDisks : public platform::Disks {
- public:
+struct FakeDisks : platform::Disks {
   using Partitions = std::vector<std::pair<std::string, std::vector<platform::VolumeSpace>>>;
   struct Drive {
     std::string id;
@@ -45,20 +44,16 @@ class FakeDisks : public platform::Disks {
   }
   bool partitions(const std::string& driveId, std::vector<std::string>& partitionIds) override {
     if (driveId == failingPartitionQuery) return false;
-    for (const Drive& drive : driveList) {
-      for (const auto& partition : drive.partitions) {
+    for (const Drive& drive : driveList)
+      for (const auto& partition : drive.partitions)
         if (drive.id == driveId) partitionIds.push_back(partition.first);
-      }
-    }
     return true;
   }
   bool volumes(const std::string& partitionId, std::vector<platform::VolumeSpace>& volumes) override {
     if (partitionId == failingVolumeQuery) return false;
-    for (const Drive& drive : driveList) {
-      for (const auto& partition : drive.partitions) {
-        if (partition.first == partitionId) volumes.insert(volumes.end(), partition.second.begin(), partition.second.end());
-      }
-    }
+    for (const Drive& drive : driveList)
+      for (const auto& [id, found] : drive.partitions)
+        if (id == partitionId) volumes.insert(volumes.end(), found.begin(), found.end());
     return true;
   }
 };

@@ -10,21 +10,8 @@ namespace testsupport {
 FakeHostFacts::FakeHostFacts() {
   versionRecord.platformId = platform::kPlatformLinux;
   versionRecord.distributionPrettyName = "Debian GNU/Linux 12 (bookworm)";
-  versionRecord.distributionName = "Debian GNU/Linux";
-  versionRecord.kernelName = "Linux";
+  versionRecord.distributionName = "Debian GNU/Linux", versionRecord.kernelName = "Linux";
   versionRecord.kernelRelease = "6.1.0-18-amd64";
-}
-
-void FakeHostFacts::useWindows(unsigned long major, unsigned long minor, unsigned long build,
-                               unsigned char productType, const std::wstring& servicePack,
-                               unsigned long platformId) {
-  versionRecord = platform::VersionRecord{};
-  versionRecord.majorVersion = major;
-  versionRecord.minorVersion = minor;
-  versionRecord.buildNumber = build;
-  versionRecord.productType = productType;
-  versionRecord.servicePack = servicePack;
-  versionRecord.platformId = platformId;
 }
 
 // A struct hostent and the storage its fields point into.
@@ -38,19 +25,12 @@ struct FakeNetwork::Entry {
 platform::NetworkInterface adapter(unsigned int index, const std::string& name, const std::string& mac,
                                    bool hardwareDevice, int addressAssignment) {
   platform::NetworkInterface item;
-  item.index = index;
-  item.name = name;
+  item.index = index, item.name = name;
   for (std::size_t i = 0; i < mac.size(); i += 3) {
     item.hardwareAddress.push_back(static_cast<char>(std::stoul(mac.substr(i, 2), nullptr, 16)));
   }
-  item.loopback = name == "lo";
-  item.hardwareDevice = hardwareDevice;
-  item.addressAssignment = addressAssignment;
+  item.loopback = name == "lo", item.hardwareDevice = hardwareDevice, item.addressAssignment = addressAssignment;
   return item;
-}
-
-void FakeNetwork::useMACAddress(const std::string& mac) {
-  adapters = {adapter(1, "lo", "00:00:00:00:00:00", false), adapter(2, "eth0", mac, true)};
 }
 
 const void* FakeNetwork::store(const std::string& name, const std::vector<std::string>& addresses) {
@@ -70,35 +50,11 @@ const void* FakeNetwork::store(const std::string& name, const std::vector<std::s
   return &record->entry;
 }
 
-void FakeNetwork::addHost(const std::string& name, const std::vector<std::string>& addresses) {
-  m_byName[name] = store(name, addresses);
-}
-
-void FakeNetwork::addHostByAddress(const std::string& address, const std::string& name) {
-  m_byAddress[address] = store(name, {address});
-}
-
-const void* FakeNetwork::hostByName(const std::string& name) {
-  lookups.push_back("name:" + name);
-  return m_byName.count(name) ? m_byName[name] : nullptr;
-}
-
 const void* FakeNetwork::hostByAddress(const unsigned char* address, int length, int family) {
   char text[INET_ADDRSTRLEN] = {};
   if (length == 4 && family == AF_INET) inet_ntop(AF_INET, address, text, sizeof text);
   lookups.push_back(std::string("address:") + text);
   return m_byAddress.count(text) ? m_byAddress[text] : nullptr;
-}
-
-bool FakeNetwork::resolve(const std::string& name, std::vector<platform::ResolvedAddress>& addresses) {
-  if (resolved.count(name) == 0) return false;
-  addresses = resolved[name];
-  return true;
-}
-
-platform::InterfaceListing FakeNetwork::interfaces(std::vector<platform::NetworkInterface>& interfaces) {
-  if (listing == platform::InterfaceListing::kListed) interfaces = adapters;
-  return listing;
 }
 
 }  // namespace testsupport

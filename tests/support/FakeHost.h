@@ -32,23 +32,25 @@
 
 namespace testsupport {
 
-class FakeHostFacts : public platform::HostFacts {
- public:
+struct FakeHostFacts : platform::HostFacts {
   FakeHostFacts();  // Debian 12 on kernel 6.1.0-18-amd64
   // A Windows version record instead (platform id 2 unless told otherwise).
   void useWindows(unsigned long major, unsigned long minor, unsigned long build, unsigned char productType,
-                  const std::wstring& servicePack = L"", unsigned long platformId = platform::kPlatformWinNT);
+                  const std::wstring& servicePack = L"", unsigned long platformId = platform::kPlatformWinNT) {
+    versionRecord = {};
+    versionRecord.majorVersion = major, versionRecord.minorVersion = minor, versionRecord.buildNumber = build;
+    versionRecord.productType = productType, versionRecord.servicePack = servicePack;
+    versionRecord.platformId = platformId;
+  }
 
   platform::VersionLookup versionLookup = platform::VersionLookup::kFound;
   platform::VersionRecord versionRecord;
   int architecture = platform::kArchitectureAmd64;
   unsigned long processors = 4;
-  bool memoryKnown = true;
+  bool memoryKnown = true, nameServiceAvailable = true;
   std::uint64_t memoryBytes = std::uint64_t{8} << 30;
   long localeStatus = 0;  // nonzero: the locale setting cannot be read
-  std::string locale = "en_US.UTF-8";
-  bool nameServiceAvailable = true;
-  std::string hostname = "fakehost";  // what hostName() gives
+  std::string locale = "en_US.UTF-8", hostname = "fakehost";  // hostname: what hostName() gives
 
   platform::VersionLookup version(platform::VersionRecord& record) override {
     if (versionLookup == platform::VersionLookup::kFound) record = versionRecord;
@@ -57,23 +59,13 @@ class FakeHostFacts : public platform::HostFacts {
   int nativeArchitecture() override { return architecture; }
   unsigned long logicalProcessors() override { return processors; }
   bool totalPhysicalMemory(std::uint64_t& bytes) override { return memoryKnown && (bytes = memoryBytes, true); }
-  long systemLocale(std::string& name) override {
-    if (localeStatus == 0) name = locale;
-    return localeStatus;
-  }
+  long systemLocale(std::string& name) override { return localeStatus == 0 && (name = locale, true) ? 0 : localeStatus; }
   bool hostName(std::string& name) override { return nameServiceAvailable && (name = hostname, true); }
   std::string errorText(unsigned long) override { return ""; }
 };
 
-class FakeEventLog : public platform::EventLog {
- public:
-  struct Record {
-    std::string source;
-    int type;
-    unsigned category;
-    int eventId;
-    std::string text;
-  };
+struct FakeEventLog : platform::EventLog {
+  struct Record { std::string source; int type; unsigned category; int eventId; std::string text; };
   bool reachable = true;     // false: no source can be registered
   bool takesRecords = true;  // false: every report fails after registering
   std::vector<Record> records;
@@ -92,70 +84,28 @@ class FakeEventLog : public platform::EventLog {
   }
 };
 
-class FakeLibraries : public platform::Libraries {
- public:
+struct FakeLibraries : platform::Libraries {
   // A library that open(name) finds, exporting these symbols.
-  void add(const std::string& name, std::map<std::string, void*> symbols) { m_libraries.push_back({name, symbols}); }
+  void add(const std::string& name, std::map<std::string, void*> symbols) { libraries[name] = {name, symbols}; }
   std::string closeRefusal;         // non-empty: close() refuses with this reason
   std::vector<std::string> closed;  // names of the libraries closed, in order
 
-  void* open(const std::string& name) override {
-    for (Library& library : m_libraries) {
-      if (library.name == name) return &library;
-    }
-    return nullptr;
-  }
+  void* open(const std::string& name) override { return libraries.count(name) ? &libraries[name] : nullptr; }
   void* symbol(void* library, const char* name) override {
     if (library == nullptr || name == nullptr) return nullptr;
-    const auto& symbols = static_cast<Library*>(library)->symbols;
+    const auto& symbols = static_cast<Library*>(library)->second;
     return symbols.count(name) ? symbols.at(name) : nullptr;
   }
   bool close(void* library, std::string& error) override {
     if (library == nullptr || !closeRefusal.empty()) {
-      error = library == nullptr ? "invalid library handle" : closeRefusal;
-      return false;
+      return error = library == nullptr ? "invalid library handle" : closeRefusal, false;
     }
-    closed.push_back(static_cast<Library*>(library)->name);
-    return true;
+    return closed.push_back(static_cast<Library*>(library)->first), true;
   }
 
  private:
-  struct Library {
-    std::string name;
-    std::map<std::string, void*> symbols;
-  };
-  std::deque<Library> m_libraries;
-};
-
-class FakeNetwork : public platform::Network {
- public:
-  // The interfaces as the kernel would list them; `listing` other than kListed
-  // makes the listing fail that way.
-  std::vector<platform::NetworkInterface> adapters;
-  platform::InterfaceListing listing = platform::InterfaceListing::kListed;
-  // Loopback, then one hardware-backed "eth0" with this address.
-  void useMACAddress(const std::string& mac);
-
-  // A host entry (a real struct hostent) for hostByName(name): IPv4 when the first
-  // address is dotted, IPv6 otherwise; no address gives an empty list.
-  void addHost(const std::string& name, const std::vector<std::string>& addresses);
-  // A host entry for hostByAddress of this IPv4 address.
-  void addHostByAddress(const std::string& address, const std::string& name);
-  // What resolve(name) gives; names not listed do not resolve.
-  std::map<std::string, std::vector<platform::ResolvedAddress>> resolved;
-  // The lookups made, as "name:<text>" or "address:<dotted>", in order.
-  std::vector<std::string> lookups;
-
-  const void* hostByName(const std::string& name) override;
-  const void* hostByAddress(const unsigned char* address, int length, int family) override;
-  bool resolve(const std::string& name, std::vector<platform::ResolvedAddress>& addresses) override;
-  platform::InterfaceListing interfaces(std::vector<platform::NetworkInterface>& interfaces) override;
-
- private:
-  struct Entry;
-  const void* store(const std::string& name, const std::vector<std::string>& addresses);
-  std::deque<std::shared_ptr<Entry>> m_entries;
-  std::map<std::string, const void*> m_byName, m_byAddress;
+  using Library = std::pair<std::string, std::map<std::string, void*>>;
+  std::map<std::string, Library> libraries;  // nodes stay where they are
 };
 
 // Items of FakeNetwork::resolved and FakeNetwork::adapters; mac as "aa:bb:...",
@@ -165,8 +115,47 @@ inline platform::ResolvedAddress ipv6(const std::string& text) { return {platfor
 platform::NetworkInterface adapter(unsigned int index, const std::string& name, const std::string& mac,
                                    bool hardwareDevice, int addressAssignment = platform::kAddressPermanent);
 
-class FakeHost : public SecondZeroFreeHost {
- public:
+struct FakeNetwork : platform::Network {
+  // The interfaces as the kernel would list them; `listing` other than kListed
+  // makes the listing fail that way.
+  std::vector<platform::NetworkInterface> adapters;
+  platform::InterfaceListing listing = platform::InterfaceListing::kListed;
+  // Loopback, then one hardware-backed "eth0" with this address.
+  void useMACAddress(const std::string& mac) {
+    adapters = {adapter(1, "lo", "00:00:00:00:00:00", false), adapter(2, "eth0", mac, true)};
+  }
+
+  // A host entry (a real struct hostent) for hostByName(name): IPv4 when the first
+  // address is dotted, IPv6 otherwise; no address gives an empty list.
+  void addHost(const std::string& name, const std::vector<std::string>& addresses) {
+    m_byName[name] = store(name, addresses);
+  }
+  // A host entry for hostByAddress of this IPv4 address.
+  void addHostByAddress(const std::string& address, const std::string& name) { m_byAddress[address] = store(name, {address}); }
+  // What resolve(name) gives; names not listed do not resolve.
+  std::map<std::string, std::vector<platform::ResolvedAddress>> resolved;
+  // The lookups made, as "name:<text>" or "address:<dotted>", in order.
+  std::vector<std::string> lookups;
+
+  const void* hostByName(const std::string& name) override {
+    return lookups.push_back("name:" + name), m_byName.count(name) ? m_byName[name] : nullptr;
+  }
+  const void* hostByAddress(const unsigned char* address, int length, int family) override;
+  bool resolve(const std::string& name, std::vector<platform::ResolvedAddress>& addresses) override {
+    return resolved.count(name) != 0 && (addresses = resolved[name], true);
+  }
+  platform::InterfaceListing interfaces(std::vector<platform::NetworkInterface>& interfaces) override {
+    return listing == platform::InterfaceListing::kListed ? (interfaces = adapters, listing) : listing;
+  }
+
+ private:
+  struct Entry;
+  const void* store(const std::string& name, const std::vector<std::string>& addresses);
+  std::deque<std::shared_ptr<Entry>> m_entries;
+  std::map<std::string, const void*> m_byName, m_byAddress;
+};
+
+struct FakeHost : SecondZeroFreeHost {
   FakeHostFacts facts;
   FakeEventLog events;
   FakeLibraries plugins;

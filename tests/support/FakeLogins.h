@@ -23,8 +23,7 @@
 
 namespace testsupport {
 
-class FakeLogon : public platform::Logon {
- public:
+struct FakeLogon : platform::Logon {
   // PAM's code for a password that does not pass, with the text "Authentication failure".
   static constexpr int kAuthError = 7;
   void accept(const std::string& service, const std::string& logonName, const std::string& password) {
@@ -42,20 +41,15 @@ class FakeLogon : public platform::Logon {
     const auto known = m_passwords.find(checks.back());
     const auto refusal = accountRefusals.find(userName);
     if (known == m_passwords.end() || known->second != password) return text = "Authentication failure", kAuthError;
-    if (refusal != accountRefusals.end()) return text = refusal->second.second, refusal->second.first;
-    return 0;
+    return refusal == accountRefusals.end() ? 0 : (text = refusal->second.second, refusal->second.first);
   }
-  int machineName(std::string& name) override {
-    if (machineStatus == 0) name = machine;
-    return machineStatus;
-  }
+  int machineName(std::string& name) override { return machineStatus == 0 ? (name = machine, 0) : machineStatus; }
 
  private:
   std::map<std::string, std::string> m_passwords;  // "service logonName" -> password
 };
 
-class FakeAccounts : public platform::Accounts {
- public:
+struct FakeAccounts : platform::Accounts {
   // A user object of the directory, in order, with its groups.
   void addUser(const std::string& name, std::vector<std::string> groups) {
     objects.push_back({name, true});
@@ -85,9 +79,8 @@ class FakeAccounts : public platform::Accounts {
   }
   long accountNames(unsigned long& resume, std::vector<std::optional<std::string>>& names) override {
     if (batches.empty()) {
-      for (const platform::DirectoryObject& object : objects) {
+      for (const platform::DirectoryObject& object : objects)
         if (object.isUser) names.emplace_back(object.name);
-      }
       return 0;
     }
     if (resume >= batches.size()) return 0;
@@ -95,10 +88,8 @@ class FakeAccounts : public platform::Accounts {
     return batches[resume++].first;
   }
   long dnsDomain(bool& present, std::string& name) override {
-    if (dnsStatus != 0) return dnsStatus;
-    present = dnsPresent;
-    if (dnsPresent) name = dns;
-    return 0;
+    if (dnsStatus == 0 && (present = dnsPresent)) name = dns;
+    return dnsStatus;
   }
   bool tokenGroups(const std::string& logonName, const std::string&,
                    std::vector<platform::TokenGroup>& groups) override {
@@ -117,8 +108,7 @@ class FakeAccounts : public platform::Accounts {
 // "connect", "simpleBind <name> <password>", "digestBind <user> <realm> <password>",
 // "search <base> <filter>", "unbind". The steps that can fail: "version", "getTls",
 // "setTls", "connect", "simpleBind", "digestBind", "search".
-class FakeDirectory : public platform::Directory, public CallScript {
- public:
+struct FakeDirectory : platform::Directory, CallScript {
   bool opens = true;
   int tlsValue = 1;  // what getTls reports
   std::vector<platform::LdapEntry> entries;

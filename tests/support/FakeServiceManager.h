@@ -21,8 +21,7 @@ namespace testsupport {
 // Calls: "open", "exists NAME", "create NAME", "delete NAME", "dispatch NAME",
 // "register NAME"; the steps that can fail: "open", "create", "delete", "dispatch",
 // "register".
-class FakeServiceManager : public platform::ServiceManager, public CallScript {
- public:
+struct FakeServiceManager : platform::ServiceManager, CallScript {
   std::set<std::string> installed;
   std::string program = "/opt/norvane/bin/norvane-server";
   std::vector<platform::ServiceDefinition> created;
@@ -46,27 +45,22 @@ class FakeServiceManager : public platform::ServiceManager, public CallScript {
     return installed.count(name) != 0 || (error = ENOENT, false);
   }
   bool createService(const platform::ServiceDefinition& definition, unsigned long& error) override {
-    if (!succeeds("create", "create " + definition.name, error)) return false;
-    created.push_back(definition);
-    return installed.insert(definition.name), true;
+    return succeeds("create", "create " + definition.name, error) &&
+           (created.push_back(definition), installed.insert(definition.name), true);
   }
   bool deleteService(const std::string& name, unsigned long& error) override {
     return succeeds("delete", "delete " + name, error) && (installed.erase(name), true);
   }
   std::string programPath() override { return program; }
   bool dispatch(const std::string& name, platform::ServiceMainRoutine serviceMain, unsigned long& error) override {
-    if (!succeeds("dispatch", "dispatch " + name, error)) return false;
     std::string argument = name;
     char* argv[] = {argument.data(), nullptr};
-    serviceMain(1, argv);
-    return true;
+    return succeeds("dispatch", "dispatch " + name, error) && (serviceMain(1, argv), true);
   }
   void* registerControlHandler(const std::string& name, platform::ServiceControlRoutine routine, void* routineContext,
                                unsigned long& error) override {
     if (!succeeds("register", "register " + name, error)) return nullptr;
-    handler = routine;
-    context = routineContext;
-    return kHandle;
+    return handler = routine, context = routineContext, kHandle;
   }
   bool reportStatus(void* statusHandle, const platform::ServiceStatusReport& status) override {
     return statusHandle == kHandle && (reports.push_back(status), true);

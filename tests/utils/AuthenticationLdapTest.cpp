@@ -9,7 +9,6 @@
 using authtest::joined;
 using authtest::ldap;
 using authtest::logLines;
-using authtest::repeated;
 using authtest::runCase;
 using platform::LdapAttribute;
 
@@ -21,59 +20,38 @@ std::string login(int bindingMode) { return ldap("alice", "pw", "ldap.example.co
 
 }  // namespace
 
-AUTH_CASE(ldap_sequences) {
-  fake.ldap.entries = {{{{"cn", true, {"alice"}}}}};
-  std::vector<std::string> seen;
-  for (int mode : {0, 2, -1, 1}) {
-    fake.ldap.calls.clear();
-    const std::string outcome = login(mode);
-    seen.push_back(outcome + " " + joined(fake.ldap.calls, ","));
-  }
-  fake.ldap.calls.clear();
-  fake.ldap.tlsValue = 0;
-  const std::string outcome = ldap("a)(cn=*", "pw", "srv", "", 636, 2, 1);
-  seen.push_back(outcome + " " + joined(fake.ldap.calls, ","));
-  seen.push_back(joined(logLines("strSearch"), ","));
-  return joined(seen, "\n");
-}
-
 TEST(LdapLoginTest, OnlyModeOneTakesTheSecureSequence) {
-  const std::string basic = "true 1 -1 [old] open ldap://ldap.example.com:389,version 3,connect,"
-                            "simpleBind cn=alice,dc=example,dc=com pw,search cn=alice,dc=example,dc=com " +
-                            kFilter + ",unbind\n";
-  EXPECT_EQ(basic + basic + basic +
-                "true 1 -1 [old] open ldaps://ldap.example.com:389,version 3,getTls,connect,"
-                "digestBind alice ldap.example.com pw,search cn=alice,dc=example,dc=com " + kFilter + ",unbind\n"
-                // Nothing is escaped; an empty base leaves the trailing comma; TLS is
-                // demanded when the session does not have it.
-                "true 1 -1 [old] open ldaps://srv:636,version 2,getTls,setTls,connect,digestBind a)(cn=* srv pw,"
-                "search cn=a)(cn=*, (&(objectCategory=person)(objectClass=user)(cn=a)(cn=*)),unbind\n" +
-                repeated("Info: strSearch:" + kFilter, 4, ",") +
-                ",Info: strSearch:(&(objectCategory=person)(objectClass=user)(cn=a)(cn=*))",
-            runCase(ldap_sequences));
-}
-
-AUTH_CASE(ldap_failure) {
-  const int mode = std::stoi(args[0]);
-  if (args[1] == "open") {
-    fake.ldap.opens = false;
-  } else if (args[1] == "absent") {
-    fake.ldap.entries.clear();
-  } else {
-    fake.ldap.failures[args[1]] = 49;
-    fake.ldap.tlsValue = 0;
+  const std::string search = ",search cn=alice,dc=example,dc=com " + kFilter + ",unbind | Info: strSearch:" + kFilter;
+  const std::string basic = "open ldap://ldap.example.com:389,version 3,connect,"
+                            "simpleBind cn=alice,dc=example,dc=com pw" + search;
+  const struct { int mode; std::string calls; } rows[] = {
+      {0, basic}, {2, basic}, {-1, basic},
+      {1, "open ldaps://ldap.example.com:389,version 3,getTls,connect,digestBind alice ldap.example.com pw" + search},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ("true 1 -1 [old] " + row.calls, runCase("", [&](auto& fake) {
+      fake.ldap.entries = {{{{"cn", true, {"alice"}}}}};
+      const std::string outcome = login(row.mode);
+      return outcome + " " + joined(fake.ldap.calls) + " | " + joined(logLines("strSearch"));
+    })) << row.mode;
   }
-  const std::string outcome = login(mode);
-  return outcome + " " + joined(fake.ldap.calls, ",") + " | " + joined(logLines("LDAP Server"), ",");
+  // Nothing is escaped; an empty base leaves the trailing comma; TLS is demanded when
+  // the session does not have it.
+  EXPECT_EQ("true 1 -1 [old] open ldaps://srv:636,version 2,getTls,setTls,connect,digestBind a)(cn=* srv pw,"
+            "search cn=a)(cn=*, (&(objectCategory=person)(objectClass=user)(cn=a)(cn=*)),unbind",
+            runCase("", [](auto& fake) {
+              fake.ldap.entries = {{{{"cn", true, {"alice"}}}}};
+              fake.ldap.tlsValue = 0;
+              const std::string outcome = ldap("a)(cn=*", "pw", "srv", "", 636, 2, 1);
+              return outcome + " " + joined(fake.ldap.calls);
+            }));
 }
 
 TEST(LdapLoginTest, EveryFailingStepHasItsTextAndCode) {
-  const std::string server = "ldap.example.com";
-  const std::string open = "open ldap://" + server + ":389";
-  const std::string openTls = "open ldaps://" + server + ":389";
-  const std::string bindBasic = "simpleBind cn=alice,dc=example,dc=com pw";
-  const std::string bindSecure = "digestBind alice " + server + " pw";
-  const std::string search = "search cn=alice,dc=example,dc=com " + kFilter;
+  const std::string server = "ldap.example.com", open = "open ldap://" + server + ":389",
+                    openTls = "open ldaps://" + server + ":389", bindBasic = "simpleBind cn=alice,dc=example,dc=com pw",
+                    bindSecure = "digestBind alice " + server + " pw",
+                    search = "search cn=alice,dc=example,dc=com " + kFilter;
   const auto line = [&](const std::string& step, const std::string& code) {
     return "Always: LDAP " + step + " for the LDAP Server:" + server + " failed with error code:" + code;
   };
@@ -105,90 +83,67 @@ TEST(LdapLoginTest, EveryFailingStepHasItsTextAndCode) {
                         ",unbind | " + line("Count entries", "0")},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(row.expected, runCase(ldap_failure, "", {std::to_string(row.mode), row.step})) << row.step;
+    EXPECT_EQ(row.expected, runCase("", [&](auto& fake) {
+      const std::string step = row.step;
+      if (step == "open") fake.ldap.opens = false;
+      if (step != "open" && step != "absent") fake.ldap.failures[step] = 49, fake.ldap.tlsValue = 0;
+      const std::string outcome = login(row.mode);
+      return outcome + " " + joined(fake.ldap.calls) + " | " + joined(logLines("LDAP Server"));
+    })) << row.step;
   }
-}
-
-AUTH_CASE(ldap_attributes) {
-  const std::vector<std::vector<LdapAttribute>> entries = {
-      {{"cn", true, {"alice"}}, {"memberOf", true, {"CN=Administrators,CN=Builtin,DC=x"}}},
-      {{"memberOf", true, {"CN=Staff,CN=Administrators,DC=x"}}, {"cn", true, {"alice"}}},
-      {{"memberOf", true, {"CN=Staff,DC=x", "CN=Administrators,DC=x"}}},
-      {{"memberOf", true, {"CN=administrators,DC=x"}}},
-      {{"memberOf", true, {"CN=Staff, CN=Administrators"}}},
-      {{"memberof", true, {"CN=Administrators,DC=x"}}},
-      {},
-      {{"jpegPhoto", false, {}}, {"seeAlso", true, {}}},
-      {{"sn", true, {"a", "b"}}},
-  };
-  std::vector<std::string> seen;
-  for (const auto& attributes : entries) {
-    fake.ldap.entries = {{attributes}};
-    fake.ldap.calls.clear();
-    testing::internal::CaptureStdout();
-    const std::string outcome = login(0);
-    const std::string printed = testing::internal::GetCapturedStdout();
-    const std::size_t unbinds = std::count(fake.ldap.calls.begin(), fake.ldap.calls.end(), "unbind");
-    seen.push_back(outcome.substr(0, 6) + " unbind*" + std::to_string(unbinds) + " newlines*" +
-                   std::to_string(printed.size()));
-  }
-  for (const char* text : {"memberOf", "strAttributeValue", "Admin access", "Attribute array", "VALUE"}) {
-    seen.push_back(joined(logLines(text), ","));
-  }
-  return joined(seen, "\n");
 }
 
 TEST(LdapLoginTest, OnlyTheFirstMemberOfValueCanGiveFullAccess) {
-  EXPECT_EQ(
+  // "<result> <level> unbind*<unbinds> newlines*<printed>", then the lines logged.
+  const struct { std::vector<LdapAttribute> attributes; const char* expected; } rows[] = {
       // The hit ends the session inside the walk, and the caller ends it again.
-      "true 2 unbind*2 newlines*1\n"
-      "true 2 unbind*2 newlines*0\n"
-      "true 1 unbind*1 newlines*1\n"  // the Administrators group in the second value
-      "true 1 unbind*1 newlines*1\n"  // other letter case
-      "true 1 unbind*1 newlines*1\n"  // parts are not trimmed
-      "true 1 unbind*1 newlines*1\n"  // the attribute's name is case-sensitive
-      "true 3 unbind*1 newlines*0\n"  // no attribute: the level stays
-      "true 3 unbind*1 newlines*2\n"  // attributes without values
-      "true 1 unbind*1 newlines*1\n" +
-          repeated("Info: Attribute Name: memberOf,"
-                   "Info: got the memberOf details so trying to retreive the attribute values", 5, ",") +
-          "\n"
-      "Info: strAttributeValue: CN=Administrators,"
-      "Info: strAttributeValue: CN=Staff,Info: strAttributeValue: CN=Administrators,"
-      "Info: strAttributeValue: CN=Staff,Info: strAttributeValue: DC=x,"
-      "Info: strAttributeValue: CN=administrators,Info: strAttributeValue: DC=x,"
-      "Info: strAttributeValue: CN=Staff,Info: strAttributeValue:  CN=Administrators\n"
-      "Info: LDAP user has Admin access,Info: LDAP user has Admin access\n"
-      "Info: Attribute array values: CN=Administrators,DC=x,Info: Attribute array values: b\n"
-      "Info: NO ATTRIBUTE VALUE RETURNED,Info: BAD VALUE LIST",
-      runCase(ldap_attributes));
-}
-
-AUTH_CASE(ldap_settings) {
-  const utils::Server& server = *utils::Server::get_instance();
-  const bool valid = server.isServerDetailsValid();
-  const std::string details = server.getServerDetials();
-  const bool same = static_cast<const utils::Server*>(utils::LDAPServer::get_instance()) == &server;
-  return std::to_string(valid) + " [" + details + "] " + std::to_string(same) + " " + joined(logLines("Debug: "), ",");
+      {{{"cn", true, {"alice"}}, {"memberOf", true, {"CN=Administrators,CN=Builtin,DC=x"}}},
+       "true 2 unbind*2 newlines*1 Info: LDAP user has Admin access"},
+      {{{"memberOf", true, {"CN=Staff,CN=Administrators,DC=x"}}, {"cn", true, {"alice"}}},
+       "true 2 unbind*2 newlines*0 Info: LDAP user has Admin access"},
+      // The Administrators group in the second value; other letter case; parts not
+      // trimmed; the attribute's name is case-sensitive.
+      {{{"memberOf", true, {"CN=Staff,DC=x", "CN=Administrators,DC=x"}}},
+       "true 1 unbind*1 newlines*1 Info: Attribute array values: CN=Administrators,DC=x"},
+      {{{"memberOf", true, {"CN=administrators,DC=x"}}}, "true 1 unbind*1 newlines*1 "},
+      {{{"memberOf", true, {"CN=Staff, CN=Administrators"}}}, "true 1 unbind*1 newlines*1 "},
+      {{{"memberof", true, {"CN=Administrators,DC=x"}}}, "true 1 unbind*1 newlines*1 "},
+      {{}, "true 3 unbind*1 newlines*0 "},  // no attribute: the level stays
+      {{{"jpegPhoto", false, {}}, {"seeAlso", true, {}}},
+       "true 3 unbind*1 newlines*2 Info: NO ATTRIBUTE VALUE RETURNED,Info: BAD VALUE LIST"},
+      {{{"sn", true, {"a", "b"}}}, "true 1 unbind*1 newlines*1 Info: Attribute array values: b"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(row.expected, runCase("", [&](auto& fake) {
+      fake.ldap.entries = {{row.attributes}};
+      testing::internal::CaptureStdout();
+      const std::string outcome = login(0);
+      const std::string printed = testing::internal::GetCapturedStdout();
+      std::vector<std::string> lines;
+      for (const char* text : {"Admin access", "Attribute array", "VALUE"}) {
+        for (const std::string& line : logLines(text)) lines.push_back(line);
+      }
+      return outcome.substr(0, 6) + " unbind*" +
+             std::to_string(std::count(fake.ldap.calls.begin(), fake.ldap.calls.end(), "unbind")) + " newlines*" +
+             std::to_string(printed.size()) + " " + joined(lines);
+    })) << row.expected;
+  }
 }
 
 TEST(LdapLoginTest, SettingsAreValidWithLdapOnOneServerAndABase) {
   const struct { const char* config; const char* expected; } rows[] = {
-      {"ldap_server = ldap1\ndn_details = example\n", "0 [example] 1 Debug: isLDAPEnabled:0,Debug: strLDAPDNDetails:example"},
-      {"ldap_mode = true\ndn_details = example\n", "0 [example] 1 Debug: isLDAPEnabled:1,Debug: strLDAPServer:,"
-                                                "Debug: strLDAPDNDetails:example"},
-      {"ldap_mode = true\nldap_server = ldap1,ldap2\ndn_details = example\n",
-       "0 [example] 1 Debug: isLDAPEnabled:1,Debug: strLDAPServer:ldap1,ldap2,Debug: LDAP Server strings.size():2,"
-       "Debug: strLDAPDNDetails:example"},
-      {"ldap_mode = true\nldap_server = ldap1,\ndn_details = example\n",
-       "0 [example] 1 Debug: isLDAPEnabled:1,Debug: strLDAPServer:ldap1,,Debug: LDAP Server strings.size():2,"
-       "Debug: strLDAPDNDetails:example"},
-      {"ldap_mode = true\nldap_server = ldap1\n",
-       "0 [] 1 Debug: isLDAPEnabled:1,Debug: strLDAPServer:ldap1,Debug: LDAP Server strings.size():1,"
-       "Debug: strLDAPDNDetails:,Debug: strLDAPDNDetails:"},
-      {"ldap_mode = true\nldap_server = ldap1\ndn_details = example\n",
-       "1 [example] 1 Debug: isLDAPEnabled:1,Debug: strLDAPServer:ldap1,Debug: LDAP Server strings.size():1,"
-       "Debug: strLDAPDNDetails:example,Debug: strLDAPDNDetails:example"},
+      {"ldap_server = ldap1\ndn_details = example\n", "0 [example]"},
+      {"ldap_mode = true\ndn_details = example\n", "0 [example]"},
+      {"ldap_mode = true\nldap_server = ldap1,ldap2\ndn_details = example\n", "0 [example]"},
+      {"ldap_mode = true\nldap_server = ldap1,\ndn_details = example\n", "0 [example]"},
+      {"ldap_mode = true\nldap_server = ldap1\n", "0 []"},
+      {"ldap_mode = true\nldap_server = ldap1\ndn_details = example\n", "1 [example]"},
   };
-  for (const auto& row : rows) EXPECT_EQ(row.expected, runCase(ldap_settings, row.config)) << row.config;
+  for (const auto& row : rows) {
+    EXPECT_EQ(row.expected, runCase(row.config, [](auto&) {
+      const utils::Server& server = *utils::Server::get_instance();
+      return std::to_string(server.isServerDetailsValid()) + " [" + server.getServerDetials() + "]";
+    })) << row.config;
+  }
+  EXPECT_EQ(utils::Server::get_instance(), static_cast<const utils::Server*>(utils::LDAPServer::get_instance()));
 }

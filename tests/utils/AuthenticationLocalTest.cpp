@@ -6,6 +6,7 @@ using authtest::joined;
 using authtest::local;
 using authtest::logLines;
 using authtest::runCase;
+using Batches = std::vector<std::pair<long, std::vector<std::optional<std::string>>>>;
 
 namespace {
 
@@ -21,37 +22,28 @@ void directory(testsupport::ScopedFakeHost& fake) {
   fake.nss.members["Backup Operators"] = {"WinNT://FAKEHOST/carol"};
 }
 
-}  // namespace
-
-AUTH_CASE(levels) {
-  directory(fake);
-  if (!args.empty()) {
-    fake.nss.batches.clear();
-    for (std::size_t i = 0; i + 1 < args.size(); i += 2) {
-      std::vector<std::optional<std::string>> names;
-      for (std::size_t start = 0; start <= args[i + 1].size();) {
-        const std::size_t comma = std::min(args[i + 1].find(',', start), args[i + 1].size());
-        const std::string name = args[i + 1].substr(start, comma - start);
-        if (name == "NULL") names.emplace_back(); else names.emplace_back(name);
-        start = comma + 1;
-      }
-      fake.nss.batches.push_back({std::stol(args[i]), names});
-    }
-  }
-  std::string levels;
-  std::vector<std::string> accounts;  // what alice's login logged of the account names
-  for (const char* user : {"alice", "bob", "carol"}) {
-    const std::string outcome = local(user, "pw");
-    levels += std::string(levels.empty() ? "" : " ") + user + "=" + outcome.substr(outcome.find(' ') + 1, 1);
-    if (levels.size() > 8) continue;
-    for (const std::string& line : logLines()) {
-      if (line.find("User Account is:") != std::string::npos || line.find("occurred") != std::string::npos) {
-        accounts.push_back(line);
+// "alice=<level> bob=<level> carol=<level>", then, given batches of account names,
+// " | " and what alice's login logged of them.
+std::string levels(const std::string& config, const Batches& batches = {}) {
+  return runCase(config, [&](auto& fake) {
+    directory(fake);
+    fake.nss.batches = batches;
+    std::string levels;
+    std::vector<std::string> accounts;
+    for (const char* user : {"alice", "bob", "carol"}) {
+      const std::string outcome = local(user, "pw");
+      levels += std::string(levels.empty() ? "" : " ") + user + "=" + outcome.substr(outcome.find(' ') + 1, 1);
+      for (const std::string& line : levels.size() > 8 ? std::vector<std::string>{} : logLines()) {
+        if (line.find("User Account is:") != std::string::npos || line.find("occurred") != std::string::npos) {
+          accounts.push_back(line);
+        }
       }
     }
-  }
-  return levels + (args.empty() ? "" : " | " + joined(accounts, ","));
+    return levels + (batches.empty() ? "" : " | " + joined(accounts));
+  });
 }
+
+}  // namespace
 
 TEST(LocalAccessTest, GroupNamesMatchCaseBlindMemberPathsCaseSensitive) {
   const struct { const char* config; const char* levels; } rows[] = {
@@ -73,41 +65,21 @@ TEST(LocalAccessTest, GroupNamesMatchCaseBlindMemberPathsCaseSensitive) {
       {"full_access_groups = Administrators\nreadonly_access_groups = SVC\n", "alice=0 bob=0 carol=0"},
       {"full_access_groups = Administrators, bob\n", "alice=2 bob=2 carol=0"},
   };
-  for (const auto& row : rows) EXPECT_EQ(row.levels, runCase(levels, row.config)) << row.config;
+  for (const auto& row : rows) EXPECT_EQ(row.levels, levels(row.config)) << row.config;
 }
 
 TEST(LocalAccessTest, AccountNamesAreCollectedBatchByBatchUntilAFailure) {
   const std::string config = "full_access_groups = Administrators,carol\n";
   // More data, then the end: carol is an account, so the lists are refused.
   EXPECT_EQ("alice=0 bob=0 carol=0 | Info: User Account is:x1,Info: User Account is:carol",
-            runCase(levels, config, {"234", "x1", "0", "carol"}));
+            levels(config, {{234, {"x1"}}, {0, {"carol"}}}));
   // A null entry ends its batch: carol is never seen, and the entry "carol" finds
   // her through the member path of her group.
   EXPECT_EQ("alice=2 bob=0 carol=2 | Info: User Account is:x1,Info: User Account is:bob,"
             "Always: An access violation has occurred",
-            runCase(levels, config, {"234", "x1", "0", "bob,NULL,carol"}));
+            levels(config, {{234, {"x1"}}, {0, {"bob", std::nullopt, "carol"}}}));
   // A failed batch stops the collection; no name at all lets the lists pass.
-  EXPECT_EQ("alice=2 bob=0 carol=2 | Always: A system error has occurred: 53",
-            runCase(levels, config, {"53", "carol"}));
-}
-
-AUTH_CASE(local_failures) {
-  directory(fake);
-  fake.pam.accountRefusals["carol"] = {13, "  Authentication token is no longer valid; new one required "};
-  fake.nss.objects.insert(fake.nss.objects.begin() + 1, {"Guests", false});  // hides bob and carol
-  std::vector<std::string> seen = {local("alice", "wrong"), local("carol", "pw"), local("bob", "pw"),
-                                   local("ALICE", "pw")};
-  fake.nss.groupsOf.erase("alice");
-  seen.push_back(local("alice", "pw"));
-  fake.nss.directoryOpens = false;
-  seen.push_back(local("alice", "pw"));
-  fake.pam.machineStatus = 5;
-  seen.push_back(local("alice", "pw"));
-  seen.push_back(joined(fake.pam.checks, ","));
-  seen.push_back(joined(logLines("login"), ","));
-  seen.push_back(joined(logLines("GetComputerName"), ","));
-  seen.push_back(std::to_string(utils::System::get_instance()->iSUserNameCaseSensitive()));
-  return joined(seen, "\n");
+  EXPECT_EQ("alice=2 bob=0 carol=2 | Always: A system error has occurred: 53", levels(config, {{53, {"carol"}}}));
 }
 
 TEST(LocalAccessTest, FailureRowsLeaveWhatTheyShould) {
@@ -122,37 +94,40 @@ TEST(LocalAccessTest, FailureRowsLeaveWhatTheyShould) {
       "false 0 -1 [old]\n"
       "false 0 -1 [old]\n"
       "false 3 5 [old]\n"
-      "norvane-local alice,norvane-local carol,norvane-local bob,norvane-local ALICE,norvane-local alice,"
-      "norvane-local alice\n"
       "Critical: User 'alice' failed to login to local server: 'Authentication failure',"
       "Critical: User 'carol' failed to login to local server: "
       "'Authentication token is no longer valid; new one required',"
       "Critical: User 'ALICE' failed to login to local server: 'Authentication failure'\n"
       "Always: GetComputerName() fails with error code '5'\n"
       "0",
-      runCase(local_failures));
-}
-
-AUTH_CASE(local_success_log) {
-  directory(fake);
-  fake.pam.accept("norvane-local", "ALICE", "pw");
-  const std::string outcome = local("ALICE", "pw");
-  return outcome + "\n" + joined(logLines("Info"), "\n");
+      runCase("", [](auto& fake) {
+        directory(fake);
+        fake.pam.accountRefusals["carol"] = {13, "  Authentication token is no longer valid; new one required "};
+        fake.nss.objects.insert(fake.nss.objects.begin() + 1, {"Guests", false});  // hides bob and carol
+        std::vector<std::string> seen = {local("alice", "wrong"), local("carol", "pw"), local("bob", "pw"),
+                                         local("ALICE", "pw")};
+        fake.nss.groupsOf.erase("alice");
+        seen.push_back(local("alice", "pw"));
+        fake.nss.directoryOpens = false;
+        seen.push_back(local("alice", "pw"));
+        fake.pam.machineStatus = 5;
+        seen.push_back(local("alice", "pw"));
+        seen.push_back(joined(logLines("login")));
+        seen.push_back(joined(logLines("GetComputerName")));
+        seen.push_back(std::to_string(utils::System::get_instance()->iSUserNameCaseSensitive()));
+        return joined(seen, "\n");
+      }));
 }
 
 TEST(LocalAccessTest, AcceptedLoginLogsTheGroupsAndTheLevel) {
-  EXPECT_EQ("true 2 -1 [old]\n"
-            "Info: logged into the server\n"
-            "Info: strGroupName:Administrators\n"
-            "Info: strGroupName:Users\n"
-            "Info: Member Object:WinNT://FAKEHOST/bob\n"
-            "Info: Member Object: WinNT://CORP/Domain Users \n"
-            "Info: User Account is:alice\n"
-            "Info: User Account is:bob\n"
-            "Info: User Account is:carol\n"
-            "Info: User Account is:svc\n"
-            "Info: strFULLAccessGroupName:Administrators\n"
-            "Info: User is Part of Administrators group\n"
+  EXPECT_EQ("true 2 -1 [old]\nInfo: logged into the server\nInfo: User is Part of Administrators group\n"
             "Info: accessLevel returning after all the checks is:2",
-            runCase(local_success_log));
+            runCase("", [](auto& fake) {
+              directory(fake);
+              fake.pam.accept("norvane-local", "ALICE", "pw");
+              const std::string outcome = local("ALICE", "pw");
+              std::vector<std::string> lines = logLines("Info: ");
+              lines.erase(lines.begin() + 1, lines.end() - 2);  // the groups and members it walked
+              return outcome + "\n" + joined(lines, "\n");
+            }));
 }

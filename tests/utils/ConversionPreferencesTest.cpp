@@ -1,6 +1,6 @@
 // The members that read settings, under settings of their own: the base for drive
-// capacity and the URI prefix; the family's log lines at two log levels, which are
-// per process, in fresh processes.
+// capacity and the URI prefix; the family's log lines, whose level is per process,
+// in a fresh process.
 
 #include <cstdio>
 #include <utility>
@@ -48,17 +48,7 @@ NORVANE_CHILD(conversion_statements) {
     utils::Raid().setRaidLevel(50, 0);
   } catch (utils::PluginException&) {
   }
-  Conversion::encodeStringtoBase64("M");
-  Conversion::decodeStringtoBase64("TQ");
   return 0;
-}
-
-// The log of the statements under a configuration of its own.
-std::string logOf(const std::string& config) {
-  testsupport::HomedInstallation installation(config);
-  const testsupport::ChildResult result = testsupport::runChild("conversion_statements", {installation.storeRoot()});
-  EXPECT_EQ(0, result.exitCode) << result.output;
-  return installation.readHomeFile("logs/norvane.txt");
 }
 
 TEST(ConversionPreferencesTest, BaseNamesTheUnitsAndDecidesTheRules) {
@@ -78,16 +68,14 @@ TEST(ConversionPreferencesTest, BaseNamesTheUnitsAndDecidesTheRules) {
   }
 }
 
-TEST(ConversionPreferencesTest, LogLinesShowLevelsAsCharactersAndEncodingNeedsTheHighestLevel) {
-  std::string text = logOf("base_for_drive_capacity_calculation = 1000\nlog_level = 255\n");
-  conversiontest::expectAll(text, {" | Error     : Conversion:ArrSizeBlock - unsupported raid level '2' ",
-                                   " | Error     : Conversion:size2kb - unsupported display unit'8' ",
-                                   " | Debug     : Raid:setRaidL - Unsupported or invalid Raidlevel 2",
-                                   " | Everything: utils::Conversion::encodeStringtoBase64",
-                                   " | Fn Entry  : utils::Conversion::decodeStringtoBase64"});
-  text = logOf("log_level = 64\n");
-  EXPECT_EQ(std::string::npos, text.find("encodeStringtoBase64")) << text;
-  EXPECT_NE(std::string::npos, text.find("utils::Conversion::decodeStringtoBase64")) << text;
+TEST(ConversionPreferencesTest, LogLinesShowLevelsAsCharacters) {
+  testsupport::HomedInstallation installation("base_for_drive_capacity_calculation = 1000\nlog_level = 255\n");
+  const testsupport::ChildResult result = testsupport::runChild("conversion_statements", {installation.storeRoot()});
+  ASSERT_EQ(0, result.exitCode) << result.output;
+  conversiontest::expectAll(installation.readHomeFile("logs/norvane.txt"),
+                            {" | Error     : Conversion:ArrSizeBlock - unsupported raid level '2' ",
+                             " | Error     : Conversion:size2kb - unsupported display unit'8' ",
+                             " | Debug     : Raid:setRaidL - Unsupported or invalid Raidlevel 2"});
 }
 
 }  // namespace

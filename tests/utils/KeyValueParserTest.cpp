@@ -39,14 +39,8 @@ std::string whatOf(const std::function<void()>& call) {
 }  // namespace
 
 TEST(KeyValueParserTest, LineRules) {
-  EXPECT_STREQ("#", KeyValueParser::DEFAULT_COMMENT_START);
-  EXPECT_EQ(300u, KeyValueParser::CONFIG_FILE_MAX_LINE_LENGTH);
   const std::nullopt_t absent = std::nullopt;
-  struct Row {
-    std::string text, separator;
-    std::vector<std::pair<std::string, std::optional<std::string>>> lookups;
-  };
-  const Row rows[] = {
+  const struct { std::string text, separator; std::vector<std::pair<std::string, std::optional<std::string>>> lookups; } rows[] = {
       {"  session_timeout   =   240  \n\tlog_level\t=\t32\t\n", "=", {{"session_timeout", "240"}, {"log_level", "32"}}},
       // Comments only at the start of the trimmed line.
       {"# a = 1\n   # b = 2\na = b # c\n\n   \n", "=", {{"# a", absent}, {"b", absent}, {"a", "b # c"}}},
@@ -70,7 +64,7 @@ TEST(KeyValueParserTest, LineRules) {
   };
   TempInstallation scratch;
   const std::string path = scratch.root() + "/values.conf";
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     testsupport::writeFile(path, row.text);
     KeyValueParser parser(path, row.separator);
     for (const auto& [key, expected] : row.lookups) {
@@ -103,27 +97,25 @@ TEST(KeyValueParserTest, SetChangesTheMemoryCopyOnlyAndMissingKeysThrow) {
   });
 }
 
-NORVANE_CHILD(kvp_missing_file_and_resource) {
+// args: store root, the configuration file, a directory.
+NORVANE_CHILD(kvp_special_file_and_missing_resource) {
   utils::MachineStore::setRoot(args[0]);
-  KeyValueParser missing(args[1], "="), special(args[3], "=");
-  const std::string shown = KeyValueParser(args[2], "=").get_resource_key_value("no.such.text");
+  KeyValueParser special(args[2], "=");
+  const std::string shown = KeyValueParser(args[1], "=").get_resource_key_value("no.such.text");
   utils::formatted_log_t::uninitializeLogger();
   return shown == "no.such.text" ? 0 : 1;
 }
 
-TEST(KeyValueParserTest, MissingFileAndMissingResourceAreWarnedInTheLog) {
-  TempInstallation installation;
-  installation.registerHome();
+// The warning for a missing file is checked with the settings that read it.
+TEST(KeyValueParserTest, SpecialFileAndMissingResourceAreWarnedInTheLog) {
+  testsupport::HomedInstallation installation;
   installation.writeConfig("");
-  const std::string missing = installation.root() + "/absent.conf";
-  testsupport::ChildResult result = testsupport::runChild(
-      "kvp_missing_file_and_resource",
-      {installation.storeRoot(), missing, installation.home() + "/conf/Norvane.conf", installation.home()});
+  const testsupport::ChildResult result = testsupport::runChild(
+      "kvp_special_file_and_missing_resource",
+      {installation.storeRoot(), installation.home() + "/conf/Norvane.conf", installation.home()});
   ASSERT_EQ(0, result.exitCode) << result.output;
-  const std::string log = installation.readHomeFile("logs/norvane.txt");
-  conversiontest::expectAll(log, {"| Warning   : KVP:readCfg - Cann't open config file " + missing +
-                                       "; using the server default",
-                                   "| Warning   : KVP:readCfg - Cann't open config file " + installation.home() +
-                                       "; using the server default",
-                                   "| Warning   : KVP:getRes - Cann't find value for key: no.such.text"});
+  conversiontest::expectAll(installation.readHomeFile("logs/norvane.txt"),
+                            {"| Warning   : KVP:readCfg - Cann't open config file " + installation.home() +
+                                 "; using the server default",
+                             "| Warning   : KVP:getRes - Cann't find value for key: no.such.text"});
 }

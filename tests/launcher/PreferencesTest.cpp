@@ -303,8 +303,11 @@ TEST(PreferencesTest, ZeroPerfDurationEndsTheProcessAndTheFirmwareLocationStaysI
   for (const auto& row : rows) {
     HomedInstallation installation(row.config);
     const ChildResult result = inChild(installation, {row.action});
-    if (row.output == nullptr) EXPECT_EQ(SIGABRT, result.signal) << row.config << result.output;
-    if (row.output != nullptr) EXPECT_EQ(row.output, result.output) << row.config;
+    if (row.output == nullptr) {
+      EXPECT_EQ(SIGABRT, result.signal) << row.config << result.output;
+    } else {
+      EXPECT_EQ(row.output, result.output) << row.config;
+    }
     EXPECT_EQ(row.config, installation.readHomeFile("conf/Norvane.conf"));
   }
 }

@@ -333,7 +333,9 @@ int LogWriter::start() {
 bool LogWriter::openLock() {
   if (m_lockMade.load(std::memory_order_acquire)) return true;
   if (m_lock == nullptr) {
-    std::snprintf(m_lockPath, sizeof m_lockPath, "%s/%s", m_logDirectory, kLockFileName);
+    // A cut path would name another file: no lock, and no log, as for a log path that long.
+    const int length = std::snprintf(m_lockPath, sizeof m_lockPath, "%s/%s", m_logDirectory, kLockFileName);
+    if (length < 0 || static_cast<std::size_t>(length) >= sizeof m_lockPath) return false;
     m_lock = platform::host().openProcessLock(m_lockPath).release();
     if (m_lock == nullptr) return false;
   }

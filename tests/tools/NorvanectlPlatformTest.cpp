@@ -131,7 +131,7 @@ TEST(NorvanectlDiskTest, DiskUsageShowsEachPhysicalDiskAndRefusesOthers) {
   EXPECT_EQ(numbered + "|", std::regex_replace(all, std::regex(": \\d+ KiB"), ": N KiB")) << all;
   const std::string known = disks == 0 ? "none" : disks == 1 ? "Disk 0" : "Disk 0 to Disk " + std::to_string(disks - 1);
   EXPECT_EQ(0u, in.ctl({"disk-usage", "Disk"}).find("2||norvanectl: DISK must be a label such as 'Disk 0'\n"));
-  for (const std::string label : {"Disk " + std::to_string(disks), std::string("Disk abc"), std::string("Disk -1")}) {
+  for (const std::string& label : {"Disk " + std::to_string(disks), std::string("Disk abc"), std::string("Disk -1")}) {
     EXPECT_EQ("1||norvanectl: no disk '" + label + "' on this machine (its physical disks: " + known + ")\n",
               in.ctl({"disk-usage", label}));
   }

@@ -384,7 +384,9 @@ TEST(NorvanectlTest, ZipPacksALargeFileInBoundedMemoryAndShowsProgressOnATermina
   if (took > std::chrono::milliseconds(1500)) {
     EXPECT_TRUE(std::regex_match(screen.substr(0, screen.size() - summary.size()), progress)) << screen;
   }
-  if (took < std::chrono::seconds(1)) EXPECT_EQ(summary, screen);
+  if (took < std::chrono::seconds(1)) {
+    EXPECT_EQ(summary, screen);
+  }
   // The largest of this process's children so far: the tool, the few before it and env.
   struct rusage children {};
   getrusage(RUSAGE_CHILDREN, &children);

@@ -111,6 +111,9 @@ void reviewLine(const std::string& line, std::size_t number, ConfigurationReview
   } else if (review.values.count(key) != 0) {
     issue.problem = "'" + key + "' is set again; the library keeps the first value '" + visible(review.values[key]) + "'";
     issue.fix = "keep one line for " + key;
+  } else if (key == launcher::Preferences::SUB_NAME_KEY) {
+    // No getter reads this key: the subject is always the default, which the generated
+    // file writes here with its '=' signs.
   } else if (tokens.size() > 2) {
     issue.problem = "the value of '" + key + "' holds '='; the library reads only '" + visible(value) + "'";
     issue.fix = "a value cannot hold '='";

@@ -9,7 +9,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using logtest::at;
-using Lines = std::vector<std::string>;
+using logtest::Lines;
 using Names = std::set<std::string>;
 
 // ---- in the children ----------------------------------------------------------
@@ -33,10 +33,6 @@ void writeOldFile(const std::string& path, long secondsAgo) {
   fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::seconds(secondsAgo));
 }
 
-// Starts the logger without writing: a level-255 statement is filtered out at the
-// configured level 64 but starts the writer all the same.
-void startLogger() { utils::log_everything("start"); }
-
 // Three lines at two seconds; in the directory of args[2], if given.
 NORVANE_CHILD(fixed_clock_rotations) {
   enter(args);
@@ -49,22 +45,17 @@ NORVANE_CHILD(fixed_clock_rotations) {
   return 0;
 }
 
-// Starts the logger (which trims) with deletion refused for the names in args from 2.
-NORVANE_CHILD(start_only) {
-  enter(args);
-  for (std::size_t i = 2; i < args.size(); ++i) host().refuseDeletion(args[i]);
-  startLogger();
-  utils::log_info("started");
-  return 0;
-}
-
-// Starts, then adds old files (args from 2: name and age pairs), then rotates once.
-NORVANE_CHILD(add_then_rotate) {
+// Starts the logger (which trims) with deletion refused for the names in args from
+// 2 up to "+", then adds the old files named after it with their ages, then writes
+// a line (which rotates at size 0).
+NORVANE_CHILD(start_then_write) {
   const std::string logs = enter(args);
   host().stopAt(at(1, 2, 3, 4, 5));
-  startLogger();
-  for (std::size_t i = 2; i + 1 < args.size(); i += 2) writeOldFile(logs + "/" + args[i], std::atol(args[i + 1].c_str()));
-  utils::log_info("rotating");
+  std::size_t i = 2;
+  for (; i < args.size() && args[i] != "+"; ++i) host().refuseDeletion(args[i]);
+  utils::log_everything("start");  // filtered at level 64, but starts the writer
+  for (++i; i + 1 < args.size(); i += 2) writeOldFile(logs + "/" + args[i], std::atol(args[i + 1].c_str()));
+  utils::log_info("written");
   return 0;
 }
 
@@ -175,52 +166,47 @@ TEST_F(LogRotationTest, RelativeLogPathRotatesBesideItself) {
   testsupport::writeFile(bare.root() + "/conf/Norvane.conf", "log_file_size = 0\nlog_file_count = 4\nlog_cache_mode = 0\n");
   auto result = testsupport::runChild("fixed_clock_rotations", {bare.storeRoot(), "", bare.root() + "/bin"});
   ASSERT_EQ(0, result.exitCode) << result.output;
-  EXPECT_TRUE(fs::exists(bare.root() + "/Logs/norvane_1411_100509.txt"));
-  EXPECT_TRUE(fs::exists(bare.root() + "/Logs/norvane.txt"));
+  EXPECT_TRUE(fs::exists(bare.root() + "/Logs/norvane_1411_100509.txt") && fs::exists(bare.root() + "/Logs/norvane.txt"));
 }
 
-TEST_F(LogRotationTest, StartTrimsToTheCountByWriteTime) {
-  struct Row {
+// The start trims to the count by write time; a rotation deletes one file at most.
+TEST_F(LogRotationTest, StartTrimsToTheCountByWriteTimeAndARotationDeletesOneFileAtMost) {
+  const struct {
     const char* what;
-    int count;
+    int count, size;
     std::map<std::string, long> ages;
-    Lines refused;
+    Lines args;
     Names left;
-  };
-  const Row rows[] = {
-      {"the count includes the active file", 4, {{dated(1), 300}, {dated(2), 200}, {dated(3), 100}}, {},
-       {"norvane.txt", dated(1), dated(2), dated(3)}},
+    std::string written;
+  } rows[] = {
+      {"the count includes the active file", 4, 25, {{dated(1), 300}, {dated(2), 200}, {dated(3), 100}}, {},
+       {"norvane.txt", dated(1), dated(2), dated(3)}, "norvane.txt"},
       // Ages out of name order; any name containing the base counts, other files
       // and directories never do.
-      {"the oldest go", 4,
+      {"the oldest go", 4, 25,
        {{dated(1), 100}, {dated(2), 500}, {dated(3), 300}, {"norvane-old.log", 400}, {dated(5), 200},
-        {"other.txt", 9000}}, {}, {"norvane.txt", dated(1), dated(3), dated(5), "other.txt", "norvane_dir/"}},
-      {"the trim stops at a file that cannot be deleted", 1,
+        {"other.txt", 9000}}, {}, {"norvane.txt", dated(1), dated(3), dated(5), "other.txt"}, "norvane.txt"},
+      {"the trim stops at a file that cannot be deleted", 1, 25,
        {{dated(1), 400}, {dated(2), 300}, {dated(3), 200}, {dated(4), 100}}, {dated(2)},
-       {"norvane.txt", dated(2), dated(3), dated(4)}},
+       {"norvane.txt", dated(2), dated(3), dated(4)}, "norvane.txt"},
+      // Three files are allowed after the start; then four older ones appear and
+      // the rotation removes only the oldest of all.
+      {"a rotation deletes one", 3, 0, {},
+       {"+", "norvane_a.txt", "400", "norvane_b.txt", "100", "norvane_c.txt", "300", "norvane_d.txt", "200"},
+       {"norvane.txt", "norvane_0102_030405.txt", "norvane_b.txt", "norvane_c.txt", "norvane_d.txt"},
+       "norvane_0102_030405.txt"},
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     fs::remove_all(logs());
     fs::create_directories(logs() + "/norvane_dir");
-    configure(row.count, 25);
+    configure(row.count, row.size);
     oldFiles(row.ages);
-    m_installation.run("start_only", row.refused);
+    m_installation.run("start_then_write", row.args);
     Names left = row.left;
     left.insert("norvane_dir/");
     EXPECT_EQ(left, listing()) << row.what;
-    EXPECT_EQ((Lines{"started"}), messages("norvane.txt")) << row.what;
+    EXPECT_EQ((Lines{"written"}), messages(row.written)) << row.what;
   }
-}
-
-TEST_F(LogRotationTest, ARotationDeletesOneFileAtMost) {
-  configure(3, 0);
-  // After the start three log files are allowed; then four older ones appear and
-  // the rotation removes only the oldest of all.
-  m_installation.run("add_then_rotate", {"norvane_a.txt", "400", "norvane_b.txt", "100", "norvane_c.txt", "300",
-                                         "norvane_d.txt", "200"});
-  EXPECT_EQ((Names{"norvane.txt", "norvane_0102_030405.txt", "norvane_b.txt", "norvane_c.txt", "norvane_d.txt"}),
-            listing());
-  EXPECT_EQ((Lines{"rotating"}), messages("norvane_0102_030405.txt"));
 }
 
 TEST_F(LogRotationTest, RotatesOnlyPastTheSizeAndTheNewFileIsBufferedWithTheLogRights) {
@@ -228,15 +214,12 @@ TEST_F(LogRotationTest, RotatesOnlyPastTheSizeAndTheNewFileIsBufferedWithTheLogR
   auto result = m_installation.run("size_limit");
   const std::string rotated = logs() + "/norvane_0506_070809.txt";
   ASSERT_TRUE(fs::exists(rotated));
-  const auto size = fs::file_size(rotated);
   // Past 1 MB, but the write before the last one still left it at or under.
-  EXPECT_GT(size, 1024u * 1024u);
-  EXPECT_LE(size - 240, 1024u * 1024u);
+  EXPECT_THAT(fs::file_size(rotated), testing::AllOf(testing::Gt(1024u * 1024u), testing::Le(1024u * 1024u + 240)));
   EXPECT_EQ("first", messages("norvane_0506_070809.txt").at(0));
   // Unbuffered (cache mode 0) until the rotation; the reopened file is buffered
   // ("buffered" is not there yet). Every log file is 0640, whatever the umask.
-  EXPECT_TRUE(std::regex_search(result.output, std::regex("after-first=[1-9][0-9]*,640\n"))) << result.output;
-  EXPECT_NE(std::string::npos, result.output.find("after-rotation=0,640\n")) << result.output;
+  EXPECT_THAT(result.output, testing::MatchesRegex("after-first=[1-9][0-9]*,640\nafter-rotation=0,640\n"));
   EXPECT_EQ(fs::perms(0640), fs::status(rotated).permissions() & fs::perms::mask);
   EXPECT_EQ((Lines{"buffered"}), messages("norvane.txt"));  // at exit the buffer reached the file
 }
@@ -263,21 +246,14 @@ TEST_F(LogRotationTest, SizeCheckCountsTheLinesOfOtherProcessesAtOnce) {
     testsupport::writeFile(sync + "/go", "");
     EXPECT_EQ(0, testsupport::waitChild(follower).exitCode);
 
-    std::smatch found;
-    const std::string output = testsupport::readFile(sync + "/out");
-    ASSERT_TRUE(std::regex_search(output, found, std::regex("lines=(\\d+)"))) << output;
-    EXPECT_EQ("1", found[1].str()) << cacheMode;
+    EXPECT_THAT(testsupport::readFile(sync + "/out"), testing::HasSubstr("lines=1\n")) << cacheMode;
     // The rotated file in short: the follower's lines by number, a run of the other
     // process's lines as "b".
     std::string shape;
     for (const std::string& text : messages("norvane_0506_070809.txt")) {
-      const std::string part = std::regex_match(text, std::regex("b+")) ? "b"
-                               : text == "a line 0000 " + std::string(60, 'a') ? "a0"
-                               : text == "a line 0001 " + std::string(60, 'a') ? "a1"
-                                                                                : "?";
-      if (part != "b" || shape.size() < 1 || shape.back() != 'b') shape += (shape.empty() ? "" : " ") + part;
+      shape += std::regex_match(text, std::regex("b+")) ? "b " : std::regex_replace(text, std::regex(" a{60}$"), ", ");
     }
-    EXPECT_EQ(cacheMode == 0 ? "b a1" : "b a0 a1", shape);
+    EXPECT_EQ(cacheMode == 0 ? "b a line 0001, " : "b a line 0000, a line 0001, ", std::regex_replace(shape, std::regex("(b )+"), "b "));
     EXPECT_EQ("", m_installation.log()) << cacheMode;
   }
 }

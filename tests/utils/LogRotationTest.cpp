@@ -59,26 +59,6 @@ NORVANE_CHILD(start_then_write) {
   return 0;
 }
 
-// Size 1 MB: writes until the first rotation and reports sizes and rights on the way.
-NORVANE_CHILD(size_limit) {
-  const std::string logs = enter(args), active = logs + "/norvane.txt";
-  auto report = [&](const char* when) {
-    std::printf("%s=%jd,%o\n", when, static_cast<std::intmax_t>(fs::file_size(active)),
-                static_cast<unsigned>(fs::status(active).permissions()));
-  };
-  umask(0);  // the rights must not depend on it
-  host().stopAt(at(5, 6, 7, 8, 9));
-  utils::log_info("first");
-  report("after-first");
-  for (int lines = 1; !fs::exists(logs + "/norvane_0506_070809.txt") && lines < 100000; ++lines) {
-    utils::log_info("%1%") % std::string(200, 'f');
-  }
-  utils::log_info("buffered");
-  report("after-rotation");
-  std::fflush(stdout);
-  return 0;
-}
-
 // Writes lines of 500 characters and a last one that make args[2] bytes, all in one
 // second, then ends the process at once (what its buffer holds goes out at exit). Its
 // start keeps what the file held in a rotated file of the second before.
@@ -99,17 +79,27 @@ NORVANE_CHILD(fill_to_size) {
   std::exit(0);
 }
 
-// Starts its logger and writes one line, waits for "go" in args[2], then writes
-// lines until it has rotated the file; reports how many that took.
+// Starts its logger with umask 0 (the rights must not depend on it) and writes one
+// line, waits for "go" in args[2], then writes lines until it has rotated the file,
+// then one more. Reports how many lines the rotation took, and the active file's
+// size and rights after the first line and after the last.
 NORVANE_CHILD(write_until_rotated) {
-  const std::string logs = enter(args);
+  const std::string logs = enter(args), active = logs + "/norvane.txt";
+  auto report = [&](const char* when) {
+    std::printf("%s=%jd,%o\n", when, static_cast<std::intmax_t>(fs::file_size(active)),
+                static_cast<unsigned>(fs::status(active).permissions()));
+  };
+  umask(0);
   host().stopAt(at(5, 6, 7, 8, 9));
   auto line = [](int number) { logMsg(utils::INFO, "a line %04d %s\n", number, std::string(60, 'a').c_str()); };
   line(0);
+  report("after-first");
   if (!logtest::readyThenWait(args.at(2), "a")) return 4;
   int lines = 0;
   while (!fs::exists(logs + "/norvane_0506_070809.txt") && lines < 1000) line(++lines);
+  utils::log_info("buffered");
   std::printf("lines=%d\n", lines);
+  report("after-rotation");
   return 0;
 }
 
@@ -209,26 +199,14 @@ TEST_F(LogRotationTest, StartTrimsToTheCountByWriteTimeAndARotationDeletesOneFil
   }
 }
 
-TEST_F(LogRotationTest, RotatesOnlyPastTheSizeAndTheNewFileIsBufferedWithTheLogRights) {
-  configure(10, 1);
-  auto result = m_installation.run("size_limit");
-  const std::string rotated = logs() + "/norvane_0506_070809.txt";
-  ASSERT_TRUE(fs::exists(rotated));
-  // Past 1 MB, but the write before the last one still left it at or under.
-  EXPECT_THAT(fs::file_size(rotated), testing::AllOf(testing::Gt(1024u * 1024u), testing::Le(1024u * 1024u + 240)));
-  EXPECT_EQ("first", messages("norvane_0506_070809.txt").at(0));
-  // Unbuffered (cache mode 0) until the rotation; the reopened file is buffered
-  // ("buffered" is not there yet). Every log file is 0640, whatever the umask.
-  EXPECT_THAT(result.output, testing::MatchesRegex("after-first=[1-9][0-9]*,640\nafter-rotation=0,640\n"));
-  EXPECT_EQ(fs::perms(0640), fs::status(rotated).permissions() & fs::perms::mask);
-  EXPECT_EQ((Lines{"buffered"}), messages("norvane.txt"));  // at exit the buffer reached the file
-}
-
 // The size check counts every line in the file, whichever process wrote it, at
 // once: a process that has looked at the size before sees the lines another
 // process added since (also those that process's buffer let out when it ended),
-// and rotates at its next line.
-TEST_F(LogRotationTest, SizeCheckCountsTheLinesOfOtherProcessesAtOnce) {
+// and rotates at its next line. The rotated file is past the size, but the write
+// before the last one left it at or under. Unbuffered in cache mode 0 until the
+// rotation; the reopened file is buffered ("buffered" is not there yet, until the
+// exit). Every log file is 0640, whatever the umask.
+TEST_F(LogRotationTest, RotatesPastTheSizeCountingTheLinesOfOtherProcessesAtOnce) {
   for (int cacheMode : {0, 1}) {
     fs::remove_all(logs());
     fs::create_directories(logs());
@@ -246,7 +224,10 @@ TEST_F(LogRotationTest, SizeCheckCountsTheLinesOfOtherProcessesAtOnce) {
     testsupport::writeFile(sync + "/go", "");
     EXPECT_EQ(0, testsupport::waitChild(follower).exitCode);
 
-    EXPECT_THAT(testsupport::readFile(sync + "/out"), testing::HasSubstr("lines=1\n")) << cacheMode;
+    EXPECT_THAT(testsupport::readFile(sync + "/out"),
+                testing::MatchesRegex((cacheMode == 0 ? "after-first=[1-9][0-9]*,640\n" : "after-first=0,640\n") +
+                                      std::string("lines=1\nafter-rotation=0,640\n")));
+    EXPECT_THAT(fs::file_size(logs() + "/norvane_0506_070809.txt"), testing::AllOf(testing::Gt(limit), testing::Le(limit + 240)));
     // The rotated file in short: the follower's lines by number, a run of the other
     // process's lines as "b".
     std::string shape;
@@ -254,7 +235,7 @@ TEST_F(LogRotationTest, SizeCheckCountsTheLinesOfOtherProcessesAtOnce) {
       shape += std::regex_match(text, std::regex("b+")) ? "b " : std::regex_replace(text, std::regex(" a{60}$"), ", ");
     }
     EXPECT_EQ(cacheMode == 0 ? "b a line 0001, " : "b a line 0000, a line 0001, ", std::regex_replace(shape, std::regex("(b )+"), "b "));
-    EXPECT_EQ("", m_installation.log()) << cacheMode;
+    EXPECT_EQ((Lines{"buffered"}), messages("norvane.txt")) << cacheMode;
   }
 }
 

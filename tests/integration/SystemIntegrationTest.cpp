@@ -92,7 +92,9 @@ NORVANE_CHILD(namespace_identity) {
   std::string v4[16], v6[16];
   int v4Count = 0, v6Count = 0;
   std::cout << "\nset " << system.getServerIPSet(v4, v6, &v4Count, &v6Count) << " v4";
-  for (int i = 0; i < v4Count + v6Count; ++i) std::cout << (i == v4Count ? " v6 " : " ") << (i < v4Count ? v4[i] : v6[i - v4Count]);
+  for (int i = 0; i < v4Count; ++i) std::cout << " " << v4[i];
+  std::cout << " v6";
+  for (int i = 0; i < v6Count; ++i) std::cout << " " << v6[i];
   std::cout << "\nip " << system.getServerIp(text) << " " << text << "\nentry "
             << system.getIPAddrs(system.getHostByName(args[3])) << "\n";
   return 0;

@@ -80,7 +80,9 @@ Result onOtherThread(const std::function<Result()>& body) {
   std::thread([&] { result = body(); }).join();
   return result;
 }
-inline double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+inline double secondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
 
 // Storage for a shallow copy that must never be destroyed: its original releases
 // the shared object, and a second destructor would release it twice.

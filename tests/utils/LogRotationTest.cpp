@@ -121,7 +121,9 @@ class LogRotationTest : public ::testing::Test {
     }
     return names;
   }
-  Lines messages(const std::string& name) const { return logtest::messages(testsupport::readFile(logs() + "/" + name)); }
+  Lines messages(const std::string& name) const {
+    return logtest::messages(testsupport::readFile(logs() + "/" + name));
+  }
   void oldFiles(const std::map<std::string, long>& ages) {
     for (const auto& [name, age] : ages) writeOldFile(logs() + "/" + name, age);
   }
@@ -153,10 +155,12 @@ TEST_F(LogRotationTest, RelativeLogPathRotatesBesideItself) {
   // "../conf/Norvane.conf", both from the current directory.
   testsupport::TempInstallation bare;
   for (const char* directory : {"/bin", "/Logs", "/conf"}) fs::create_directories(bare.root() + directory);
-  testsupport::writeFile(bare.root() + "/conf/Norvane.conf", "log_file_size = 0\nlog_file_count = 4\nlog_cache_mode = 0\n");
+  testsupport::writeFile(bare.root() + "/conf/Norvane.conf", logtest::config(64, 0, "log_file_size = 0\n"));
   auto result = testsupport::runChild("fixed_clock_rotations", {bare.storeRoot(), "", bare.root() + "/bin"});
   ASSERT_EQ(0, result.exitCode) << result.output;
-  EXPECT_TRUE(fs::exists(bare.root() + "/Logs/norvane_1411_100509.txt") && fs::exists(bare.root() + "/Logs/norvane.txt"));
+  for (const char* name : {"/Logs/norvane_1411_100509.txt", "/Logs/norvane.txt"}) {
+    EXPECT_TRUE(fs::exists(bare.root() + name)) << name;
+  }
 }
 
 // The start trims to the count by write time; a rotation deletes one file at most.
@@ -227,14 +231,16 @@ TEST_F(LogRotationTest, RotatesPastTheSizeCountingTheLinesOfOtherProcessesAtOnce
     EXPECT_THAT(testsupport::readFile(sync + "/out"),
                 testing::MatchesRegex((cacheMode == 0 ? "after-first=[1-9][0-9]*,640\n" : "after-first=0,640\n") +
                                       std::string("lines=1\nafter-rotation=0,640\n")));
-    EXPECT_THAT(fs::file_size(logs() + "/norvane_0506_070809.txt"), testing::AllOf(testing::Gt(limit), testing::Le(limit + 240)));
+    EXPECT_THAT(fs::file_size(logs() + "/norvane_0506_070809.txt"),
+                testing::AllOf(testing::Gt(limit), testing::Le(limit + 240)));
     // The rotated file in short: the follower's lines by number, a run of the other
     // process's lines as "b".
     std::string shape;
     for (const std::string& text : messages("norvane_0506_070809.txt")) {
       shape += std::regex_match(text, std::regex("b+")) ? "b " : std::regex_replace(text, std::regex(" a{60}$"), ", ");
     }
-    EXPECT_EQ(cacheMode == 0 ? "b a line 0001, " : "b a line 0000, a line 0001, ", std::regex_replace(shape, std::regex("(b )+"), "b "));
+    EXPECT_EQ(cacheMode == 0 ? "b a line 0001, " : "b a line 0000, a line 0001, ",
+              std::regex_replace(shape, std::regex("(b )+"), "b "));
     EXPECT_EQ((Lines{"buffered"}), messages("norvane.txt")) << cacheMode;
   }
 }

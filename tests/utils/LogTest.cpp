@@ -96,10 +96,12 @@ TEST(LogLevelTest, ConfiguredLevelIsAThresholdAndEachLevelHasItsBanner) {
   const struct { std::string config, levels; Lines written; } rows[] = {
       {config(16, 0), "before=0 started=16 static=255 returns=2,1",
        {"level0", "unbannered 1", "critical two args", "error", "warning", "info", "perf 7", "three", "negative"}},
-      {"log_cache_mode = 0\n", "started=64", {"level0", "unbannered 1", "critical two args", "error", "warning", "info",
-                                              "debug", "launcher::Preferences::getFullAccessGroups", "perf 7", "three", "negative"}},
+      {"log_cache_mode = 0\n", "started=64",
+       {"level0", "unbannered 1", "critical two args", "error", "warning", "info", "debug",
+        "launcher::Preferences::getFullAccessGroups", "perf 7", "three", "negative"}},
       {config(0, 0), "started=0", {"level0", "unbannered 1", "negative"}},
-      {config(256 + 4, 0), "started=4", {"level0", "unbannered 1", "critical two args", "error", "perf 7", "three", "negative"}},
+      {config(256 + 4, 0), "started=4",
+       {"level0", "unbannered 1", "critical two args", "error", "perf 7", "three", "negative"}},
       {config(255, 0), "started=255 static=255 returns=2,2", {}},
   };
   for (const auto& row : rows) {
@@ -114,13 +116,14 @@ TEST(LogLevelTest, ConfiguredLevelIsAThresholdAndEachLevelHasItsBanner) {
       EXPECT_EQ(messages(installation.log()), row.written) << row.config;
       continue;
     }
-    const std::string line = R"((?:\d\d/\d\d \d\d:\d\d:\d\d )?)" + output.substr(4, output.find(' ') - 4), with = line + R"( \| )";
-    EXPECT_LOG(installation.log(), with + "Everything: everything\n" + line + "level0\n" + with + "Everything: level255\n" + line +
-                                       "unbannered 1\n" + with + "Critical  : critical two args\n" + with + "Error     : error\n" +
-                                       with + "Warning   : warning\n" + with + "Info      : info\n" + with + "Debug     : debug\n" +
-                                       with + "Fn Entry  : launcher::Preferences::getFullAccessGroups\n" + with +
-                                       "Perf      : perf 7\n" + line + "three\n" + line + "negative\n" + with +
-                                       "Everything: launcher::Preferences::~Preferences\n");
+    const std::string line = R"((?:\d\d/\d\d \d\d:\d\d:\d\d )?)" + output.substr(4, output.find(' ') - 4),
+                      with = line + R"( \| )";
+    EXPECT_LOG(installation.log(),
+               with + "Everything: everything\n" + line + "level0\n" + with + "Everything: level255\n" + line +
+                   "unbannered 1\n" + with + "Critical  : critical two args\n" + with + "Error     : error\n" + with +
+                   "Warning   : warning\n" + with + "Info      : info\n" + with + "Debug     : debug\n" + with +
+                   "Fn Entry  : launcher::Preferences::getFullAccessGroups\n" + with + "Perf      : perf 7\n" + line +
+                   "three\n" + line + "negative\n" + with + "Everything: launcher::Preferences::~Preferences\n");
   }
 }
 
@@ -302,7 +305,8 @@ TEST(LogCacheModeTest, BufferedUntilUninitializeOnlyInModeOne) {
     Installation installation(config(64, mode));
     std::filesystem::remove_all(installation.logs());
     EXPECT_EQ(installation.run("log_cache_mode").output,
-              mode == 1 ? "written at once 0, by the flush 1, then at once 1\n" : "written at once 1, by the flush 0, then at once 1\n");
+              mode == 1 ? "written at once 0, by the flush 1, then at once 1\n"
+                        : "written at once 1, by the flush 0, then at once 1\n");
     EXPECT_EQ(messages(installation.log()), (Lines{"one", "two"})) << mode;
   }
 }
@@ -339,8 +343,9 @@ TEST(LogStartTest, LongPathsLogAndAChosenFileTakesTheProcesssLines) {
   }
   std::set<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator(home + "/logs")) names.insert(entry.path().filename());
-  EXPECT_THAT(names, testing::ElementsAre(".InitSemaphore.lock", chosen + ".log", testing::MatchesRegex(chosen + "_[0-9]{4}_[0-9]{6}.txt"),
-                                          "norvane.txt", testing::MatchesRegex("norvane_[0-9]{4}_[0-9]{6}.txt")));
+  EXPECT_THAT(names, testing::ElementsAre(".InitSemaphore.lock", chosen + ".log",
+                                          testing::MatchesRegex(chosen + "_[0-9]{4}_[0-9]{6}.txt"), "norvane.txt",
+                                          testing::MatchesRegex("norvane_[0-9]{4}_[0-9]{6}.txt")));
 }
 
 // ---- the logger and the settings need each other -----------------------------------
@@ -370,7 +375,8 @@ TEST_P(LogStartupOrderTest, MissingConfigurationWarningReachesTheLogWithoutDeadl
   Installation installation;  // no configuration file
   auto result = installation.run(GetParam(), {"first statement"});
   const std::string log = installation.log();
-  EXPECT_LOG(log, kStampAndId + R"( \| Warning   : KVP:readCfg - Cann't open config file \S+; using the server default\n)" +
+  EXPECT_LOG(log, kStampAndId +
+                      R"( \| Warning   : KVP:readCfg - Cann't open config file \S+; using the server default\n)" +
                       info("first statement\n"));
   if (std::string(GetParam()) == "settings_before_log") {
     EXPECT_THAT(result.output, HasSubstr("level=64\nlog at once:[" + log.substr(0, log.find('\n'))));

@@ -124,7 +124,8 @@ class TestHost : public testsupport::SecondZeroFreeHost, public platform::Clock,
     return real().fileSystem().listDirectory(dir, out);
   }
   bool removeFile(const std::string& path) override {
-    return m_refused.count(std::filesystem::path(path).filename().string()) == 0 && real().fileSystem().removeFile(path);
+    const bool refused = m_refused.count(std::filesystem::path(path).filename().string()) != 0;
+    return !refused && real().fileSystem().removeFile(path);
   }
   bool renameFile(const std::string& from, const std::string& to) override {
     return real().fileSystem().renameFile(from, to);

@@ -100,10 +100,8 @@ NORVANE_CHILD(namespace_identity) {
   return 0;
 }
 
-// An installation whose settings drop addresses that start with 10.
-struct Installation : testsupport::HomedInstallation {
-  Installation() : HomedInstallation("log_level = 255\nlog_cache_mode = 0\nprivate_ip_range = 10\n") {}
-};
+// Settings that drop addresses that start with 10.
+const char kSettings[] = "log_level = 255\nlog_cache_mode = 0\nprivate_ip_range = 10\n";
 
 // A record as the child prints it: priority, time stamp, identity with the pid the
 // pattern caught first, text.
@@ -115,7 +113,7 @@ std::string record(const std::string& priority, const std::string& text) {
 
 TEST(SystemLogIntegrationTest, RecordsReachTheLoggerWithPriorityIdentityAndTextOrTheCallFails) {
   NSTEST_REQUIRE_ROOT();
-  Installation installation;
+  testsupport::HomedInstallation installation(kSettings);
   for (const std::string kind : {"dgram", "stream"}) {
     const testsupport::ChildResult run = testsupport::runChild("syslog_records", {installation.storeRoot(), kind});
     if (run.exitCode == nstest::kNoNamespaces) GTEST_SKIP() << "the system refuses private mount namespaces";
@@ -139,7 +137,7 @@ TEST(NetworkIdentityIntegrationTest, MACAddressAndAddressesInsideANamespace) {
   NSTEST_REQUIRE_ROOT();
   nstest::NetworkNamespace ns("identity");
   if (!ns.created()) GTEST_SKIP() << "ip netns add is refused on this system";
-  Installation installation;
+  testsupport::HomedInstallation installation(kSettings);
   const std::string hosts = installation.root() + "/hosts", name = "nv9host";
   testsupport::writeFile(hosts, "127.0.0.1 localhost\n192.0.2.10 " + name + "\n10.9.0.1 " + name +
                                     "\n2001:db8::10 " + name + "\n");

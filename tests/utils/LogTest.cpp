@@ -260,16 +260,6 @@ LOG_CHILD(count_allocations_of_writes) {
   return 0;
 }
 
-// Writing, filtering, copying a statement (whose format and arguments fit its own
-// buffer) and flushing allocate nothing, buffered or not.
-TEST(LogWritePathTest, WritingFilteringAndFlushingAllocateNothing) {
-  for (int cacheMode : {0, 1}) {
-    Installation installation(config(64, cacheMode));
-    EXPECT_THAT(installation.run("count_allocations_of_writes").output, HasSubstr("allocations=0\n")) << cacheMode;
-    EXPECT_EQ(logtest::lines(installation.log()).size(), 401u) << cacheMode;
-  }
-}
-
 // Whatever looks like a placeholder but is none throws what the format library
 // throws for it, and so does a mix of numbered and printf-style directives.
 TEST(LogStatementTest, MalformedFormatsThrowWhatTheFormatLibraryThrows) {
@@ -299,8 +289,10 @@ LOG_CHILD(log_cache_mode) {
 
 // A failed open is retried on the next statement. Mode 1 buffers until
 // uninitializeLogger, then writes through; mode 0 always writes through and
-// uninitializeLogger changes nothing.
-TEST(LogCacheModeTest, BufferedUntilUninitializeOnlyInModeOne) {
+// uninitializeLogger changes nothing. Writing, filtering, copying a statement (whose
+// format and arguments fit its own buffer) and flushing allocate nothing, buffered
+// or not.
+TEST(LogWritePathTest, BufferedUntilUninitializeOnlyInModeOneAndWritesAllocateNothing) {
   for (int mode : {1, 0}) {
     Installation installation(config(64, mode));
     std::filesystem::remove_all(installation.logs());
@@ -308,6 +300,8 @@ TEST(LogCacheModeTest, BufferedUntilUninitializeOnlyInModeOne) {
               mode == 1 ? "written at once 0, by the flush 1, then at once 1\n"
                         : "written at once 1, by the flush 0, then at once 1\n");
     EXPECT_EQ(messages(installation.log()), (Lines{"one", "two"})) << mode;
+    EXPECT_THAT(installation.run("count_allocations_of_writes").output, HasSubstr("allocations=0\n")) << mode;
+    EXPECT_EQ(logtest::lines(installation.log()).size(), 401u) << mode;
   }
 }
 

@@ -126,27 +126,22 @@ TEST(ThreadPoolTest, ResidentWorkerWakesForQueuedJobsAndRunsThemFrontFirst) {
 // A job that throws: the pool deletes it and uncounts it, then the exception
 // leaves the thread and ends the process. The terminate handler reports what the
 // pool looked like at that moment.
-ThreadPool* g_throwingPool = nullptr;
-std::atomic<bool> g_throwingJobDestroyed{false};
-
-void reportAndExit() {
-  std::string what = "none";
-  try {
-    if (std::exception_ptr error = std::current_exception()) std::rethrow_exception(error);
-  } catch (const std::exception& e) {
-    what = e.what();
-  }
-  std::printf("terminated what=%s destroyed=%d running=%d\n", what.c_str(), g_throwingJobDestroyed.load() ? 1 : 0,
-              g_throwingPool->getRunningJobCount());
-  std::fflush(stdout);
-  std::_Exit(42);
-}
-
 NORVANE_CHILD(throwing_job) {
-  std::set_terminate(&reportAndExit);
-  g_throwingPool = new ThreadPool(1);  // never destroyed: the process ends first
-  g_throwingPool->addJob(new FunctionJob([] { throw std::runtime_error("job failed"); },
-                                         [] { g_throwingJobDestroyed = true; }));
+  static ThreadPool* const pool = new ThreadPool(1);  // never destroyed: the process ends first
+  static std::atomic<bool> destroyed{false};
+  std::set_terminate([] {
+    std::string what = "none";
+    try {
+      if (std::exception_ptr error = std::current_exception()) std::rethrow_exception(error);
+    } catch (const std::exception& e) {
+      what = e.what();
+    }
+    std::printf("terminated what=%s destroyed=%d running=%d\n", what.c_str(), destroyed.load() ? 1 : 0,
+                pool->getRunningJobCount());
+    std::fflush(stdout);
+    std::_Exit(42);
+  });
+  pool->addJob(new FunctionJob([] { throw std::runtime_error("job failed"); }, [] { destroyed = true; }));
   std::this_thread::sleep_for(std::chrono::seconds(20));
   std::printf("process outlived the throwing job\n");
   return 0;

@@ -13,7 +13,7 @@ void killAndReap(int pid) {
 }
 
 // The lines of every log file of the directory ("<writer> line <n>" and how often),
-// torn ones counted apart; every log file is 0640.
+// torn ones counted apart, the survivors' lines passed over; every log file is 0640.
 struct Tally {
   std::map<std::string, int> seen;
   int torn = 0, files = 0;
@@ -109,25 +109,22 @@ NORVANE_CHILD(take_lock) {
 
 std::string lockFile(const Installation& installation) { return installation.logs() + "/.InitSemaphore.lock"; }
 
-TEST(LogConcurrencyTest, HolderKilledWithTheLockHeldReleasesIt) {
+// A holder killed with the lock held releases it to the writer waiting for it. A
+// writer killed while logging leaves the lock free, and the next start keeps what
+// the active file held in a rotated file before emptying it.
+TEST(LogConcurrencyTest, KilledHoldersAndWritersReleaseTheLockAndTheNextStartKeepsTheirLines) {
   Installation installation(config(64, 0));
-  const std::string root = installation.root();
+  const std::string root = installation.root(), marker = root + "/ready.9";
   int holder =
       testsupport::startChild("take_lock", {lockFile(installation), root + "/held", "-", "hold"}, root + "/holder.out");
   ASSERT_TRUE(waitForFile(root + "/held"));
-  int writer = testsupport::startChild("log_one_line", installation.args({"after the kill"}), root + "/writer.out");
+  const Lines survivorArgs = installation.args({"survivor of the holder"});
+  int writer = testsupport::startChild("log_one_line", survivorArgs, root + "/writer.out");
   std::this_thread::sleep_for(milliseconds(500));
   EXPECT_EQ(installation.log(), "") << "a writer started now must wait for the holder";
   killAndReap(holder);
   EXPECT_EQ(testsupport::waitChild(writer).exitCode, 0) << testsupport::readFile(root + "/writer.out");
-  EXPECT_EQ(messages(installation.log()), Lines{"after the kill"});
-}
-
-// A writer killed while logging leaves the lock free, and the next start keeps what
-// the active file held in a rotated file before emptying it.
-TEST(LogConcurrencyTest, WriterKilledWhileLoggingReleasesTheLockAndTheNextStartKeepsItsLines) {
-  Installation installation(config(64, 0));
-  const std::string root = installation.root(), marker = root + "/ready.9";
+  EXPECT_EQ(messages(installation.log()), Lines{"survivor of the holder"});
   testsupport::writeFile(root + "/go", "");
   for (int round = 0; round < 3; ++round) {
     const std::string survivor = "survivor " + std::to_string(round);

@@ -131,7 +131,7 @@ class LogRotationTest : public ::testing::Test {
   logtest::Installation m_installation;
 };
 
-TEST_F(LogRotationTest, SizeZeroRotatesEveryWriteOncePerSecondUnderTheDatedNameAndCountZeroKeepsNone) {
+TEST_F(LogRotationTest, SizeZeroRotatesEveryWriteOncePerSecondUnderTheDatedNameBesideTheLogAndCountZeroKeepsNone) {
   configure(10, 0);
   m_installation.run("fixed_clock_rotations");
   EXPECT_EQ((Names{"norvane.txt", "norvane_1411_100509.txt", "norvane_1411_100510.txt"}), listing());
@@ -148,9 +148,7 @@ TEST_F(LogRotationTest, SizeZeroRotatesEveryWriteOncePerSecondUnderTheDatedNameA
   m_installation.run("fixed_clock_rotations");
   EXPECT_EQ((Names{"norvane.txt", "other.txt"}), listing());
   EXPECT_EQ("", m_installation.log());
-}
 
-TEST_F(LogRotationTest, RelativeLogPathRotatesBesideItself) {
   // Without a home path the log is "../Logs/norvane.txt" and the configuration
   // "../conf/Norvane.conf", both from the current directory.
   testsupport::TempInstallation bare;

@@ -8,10 +8,10 @@
 
 #include <utils/System.h>
 
+#include <chrono>
 #include <csignal>
 #include <iostream>
 #include <regex>
-#include <chrono>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -20,7 +20,6 @@
 #include "platform/MachineStore.h"
 #include "support/ChildProcess.h"
 #include "support/TempInstallation.h"
-#include "support/ToolRun.h"
 
 namespace {
 
@@ -46,8 +45,7 @@ void printRecords(int listener, bool stream) {
 }
 
 // The system logger, played by the child in an empty /dev of its own. Args: the
-// store root; "dgram", "stream" or "none" for the socket at /dev/log; then a program
-// and its arguments to run, or nothing for four calls of doSystemLog.
+// store root; "dgram", "stream", "stalled" or "none" for the socket at /dev/log.
 NORVANE_CHILD(syslog_records) {
   enterChild(args);
   if (!nstest::enterPrivateMounts() || !nstest::useEmptyDev()) return nstest::kNoNamespaces;
@@ -61,22 +59,17 @@ NORVANE_CHILD(syslog_records) {
     if (bind(listener, reinterpret_cast<struct sockaddr*>(&address), sizeof address) != 0) return 3;
     if (stream && listen(listener, 16) != 0) return 3;
   }
+  utils::System& system = *utils::System::get_instance();
   if (args[1] == "stalled") {  // a datagram logger that never reads: its queue fills
     const auto begin = std::chrono::steady_clock::now();
     std::cout << "results ";
-    for (int record = 0; record < 12; ++record) std::cout << utils::System::get_instance()->doSystemLog("m", 1, 0, 1);
+    for (int record = 0; record < 12; ++record) std::cout << system.doSystemLog("m", 1, 0, 1);
     std::cout << " within 5 s " << (std::chrono::steady_clock::now() - begin < std::chrono::seconds(5)) << "\n";
     return 0;
   }
-  if (args.size() > 2) {
-    const auto run = testsupport::runTool(args[2], std::vector<std::string>(args.begin() + 3, args.end()));
-    std::cout << "exit " << run.exitCode << "\nout " << run.out << "err " << run.err;
-  } else {
-    utils::System& system = *utils::System::get_instance();
-    std::cout << "pid " << getpid() << "\nresults " << system.doSystemLog("disk 3 lost", 1001, 2, 240)
-              << system.doSystemLog("rebuild at 50%", 1002, 1, 0) << system.doSystemLog("volume ready", 7, 0, 65)
-              << system.doSystemLog("odd", -1, 6, 65535) << "\n";
-  }
+  std::cout << "pid " << getpid() << "\nresults " << system.doSystemLog("disk 3 lost", 1001, 2, 240)
+            << system.doSystemLog("rebuild at 50%", 1002, 1, 0) << system.doSystemLog("volume ready", 7, 0, 65)
+            << system.doSystemLog("odd", -1, 6, 65535) << "\n";
   if (listener >= 0) printRecords(listener, stream);
   return 0;
 }
@@ -96,63 +89,55 @@ NORVANE_CHILD(namespace_identity) {
   utils::System& system = *utils::System::get_instance();
   std::string text;
   std::cout << "mac " << system.getMACAddress() << "\nhost " << system.getHostName(text) << " " << text;
-  std::vector<std::string> v4(16), v6(16);
+  std::string v4[16], v6[16];
   int v4Count = 0, v6Count = 0;
-  std::cout << "\nset " << system.getServerIPSet(v4.data(), v6.data(), &v4Count, &v6Count) << " v4";
+  std::cout << "\nset " << system.getServerIPSet(v4, v6, &v4Count, &v6Count) << " v4";
   for (int i = 0; i < v4Count; ++i) std::cout << " " << v4[i];
   std::cout << " v6";
   for (int i = 0; i < v6Count; ++i) std::cout << " " << v6[i];
-  std::cout << "\nip " << system.getServerIp(text) << " " << text << "\n";
-  std::cout << "entry " << system.getIPAddrs(system.getHostByName(args[3])) << "\n";
+  std::cout << "\nip " << system.getServerIp(text) << " " << text << "\nentry "
+            << system.getIPAddrs(system.getHostByName(args[3])) << "\n";
   return 0;
 }
 
-// An installation whose settings drop addresses that start with 10.
-struct Installation : testsupport::HomedInstallation {
-  Installation() : HomedInstallation("log_level = 255\nlog_cache_mode = 0\nprivate_ip_range = 10\n") {}
-};
+// Settings that drop addresses that start with 10.
+const char kSettings[] = "log_level = 255\nlog_cache_mode = 0\nprivate_ip_range = 10\n";
 
-// The records of a child's output, their time stamps shown as "<stamp>".
-std::vector<std::string> records(const std::string& output) {
-  static const std::regex stamp(R"(^record (<\d+>)[A-Z][a-z]{2} [ 1-3]\d \d\d:\d\d:\d\d )");
-  std::vector<std::string> found;
-  std::istringstream lines(output);
-  for (std::string line; std::getline(lines, line);) {
-    if (line.rfind("record ", 0) == 0) found.push_back(std::regex_replace(line, stamp, "$1<stamp> "));
-  }
-  return found;
+// A record as the child prints it: priority, time stamp, identity with the pid the
+// pattern caught first, text.
+std::string record(const std::string& priority, const std::string& text) {
+  return "record <" + priority + R"(>[A-Z][a-z]{2} [ 1-3]\d \d\d:\d\d:\d\d Norvane_MONITOR\[\1\]: )" + text + "\n";
 }
 
 }  // namespace
 
 TEST(SystemLogIntegrationTest, RecordsReachTheLoggerWithPriorityIdentityAndTextOrTheCallFails) {
   NSTEST_REQUIRE_ROOT();
-  Installation installation;
+  testsupport::HomedInstallation installation(kSettings);
   for (const std::string kind : {"dgram", "stream"}) {
     const testsupport::ChildResult run = testsupport::runChild("syslog_records", {installation.storeRoot(), kind});
     if (run.exitCode == nstest::kNoNamespaces) GTEST_SKIP() << "the system refuses private mount namespaces";
-    std::smatch pid;
-    ASSERT_TRUE(std::regex_search(run.output, pid, std::regex(R"(^pid (\d+)\nresults 1111\n)"))) << run.output;
-    const std::string source = "<stamp> Norvane_MONITOR[" + pid[1].str() + "]: ";
-    EXPECT_EQ((std::vector<std::string>{"<11>" + source + "disk 3 lost [event 1001, category 10]",
-                                        "<12>" + source + "rebuild at 50% [event 1002, category 9]",
-                                        "<14>" + source + "volume ready [event 7, category 7]",
-                                        "<12>" + source + "odd [event -1, category 9]"}),
-              records(run.output))
-        << kind;
+    EXPECT_TRUE(std::regex_match(run.output, std::regex(R"(pid (\d+)\nresults 1111\n)" +
+                                                        record("11", R"(disk 3 lost \[event 1001, category 10\])") +
+                                                        record("12", R"(rebuild at 50% \[event 1002, category 9\])") +
+                                                        record("14", R"(volume ready \[event 7, category 7\])") +
+                                                        record("12", R"(odd \[event -1, category 9\])"))))
+        << kind << "\n" << run.output;
   }
-  const testsupport::ChildResult run = testsupport::runChild("syslog_records", {installation.storeRoot(), "none"});
-  EXPECT_TRUE(std::regex_match(run.output, std::regex(R"(pid \d+\nresults 0000\n)"))) << run.output;
-  // A logger that stopped reading holds no caller for more than about a second.
-  const testsupport::ChildResult stalled = testsupport::runChild("syslog_records", {installation.storeRoot(), "stalled"});
-  EXPECT_TRUE(std::regex_match(stalled.output, std::regex(R"(results 1{10,12}0+ within 5 s 1\n)"))) << stalled.output;
+  // Without a logger every call fails; one that stopped reading holds no caller for
+  // more than about a second.
+  for (const auto& [kind, expected] : {std::pair<std::string, std::string>{"none", R"(pid \d+\nresults 0000\n)"},
+                                       {"stalled", R"(results 1{10,12}0+ within 5 s 1\n)"}}) {
+    const std::string output = testsupport::runChild("syslog_records", {installation.storeRoot(), kind}).output;
+    EXPECT_TRUE(std::regex_match(output, std::regex(expected))) << output;
+  }
 }
 
 TEST(NetworkIdentityIntegrationTest, MACAddressAndAddressesInsideANamespace) {
   NSTEST_REQUIRE_ROOT();
   nstest::NetworkNamespace ns("identity");
   if (!ns.created()) GTEST_SKIP() << "ip netns add is refused on this system";
-  Installation installation;
+  testsupport::HomedInstallation installation(kSettings);
   const std::string hosts = installation.root() + "/hosts", name = "nv9host";
   testsupport::writeFile(hosts, "127.0.0.1 localhost\n192.0.2.10 " + name + "\n10.9.0.1 " + name +
                                     "\n2001:db8::10 " + name + "\n");

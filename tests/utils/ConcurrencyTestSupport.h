@@ -18,11 +18,9 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <new>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 namespace concurrencytest {
@@ -82,7 +80,6 @@ Result onOtherThread(const std::function<Result()>& body) {
   std::thread([&] { result = body(); }).join();
   return result;
 }
-
 inline double secondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
@@ -98,14 +95,11 @@ struct NeverDestroyed {
 };
 
 // A pool job built from two callables; the second runs in its destructor.
-class FunctionJob : public utils::ThreadPoolJob {
- public:
+struct FunctionJob : utils::ThreadPoolJob {
   explicit FunctionJob(std::function<void()> body, std::function<void()> onDestroy = [] {})
       : m_body(std::move(body)), m_onDestroy(std::move(onDestroy)) {}
   ~FunctionJob() override { m_onDestroy(); }
   void run() override { m_body(); }
-
- private:
   std::function<void()> m_body, m_onDestroy;
 };
 

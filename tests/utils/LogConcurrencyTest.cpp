@@ -1,42 +1,35 @@
 // The log lock across threads and processes.
-#include <sys/wait.h>
-
 #include "utils/LogTestSupport.h"
 
 using namespace logtest;
 using std::chrono::milliseconds;
+namespace fs = std::filesystem;
 
 namespace {
 
-bool exitedWithin(int pid, milliseconds limit, int& status) {
-  return concurrencytest::eventually([&] { return waitpid(pid, &status, WNOHANG) == pid; }, limit);
+void killAndReap(int pid) {
+  kill(pid, SIGKILL);
+  EXPECT_EQ(testsupport::waitChild(pid).signal, SIGKILL);
 }
 
-// Lines per process of the cross-process runs; the torture script asks for more.
-int linesPerProcess() {
-  const char* asked = std::getenv("NORVANE_TORTURE_LOG_LINES");
-  return asked != nullptr ? std::atoi(asked) : 4000;
-}
-
-// The lines of every log file of the directory, torn ones counted apart.
+// The lines of every log file of the directory ("<writer> line <n>" and how often),
+// torn ones counted apart, the survivors' lines passed over; every log file is 0640.
 struct Tally {
-  std::map<std::string, int> seen;  // "<writer> line <n>" and how often
+  std::map<std::string, int> seen;
   int torn = 0, files = 0;
 };
-
 Tally tallyLogFiles(const std::string& logs) {
   static const std::regex whole(logtest::info(R"((\d+ line \d+) x{80})"));
   Tally tally;
-  for (const auto& entry : std::filesystem::directory_iterator(logs)) {
+  for (const auto& entry : fs::directory_iterator(logs)) {
     if (entry.path().filename().string().rfind("norvane", 0) != 0) continue;
     ++tally.files;
+    EXPECT_EQ(fs::perms(0640), entry.status().permissions()) << entry.path();
     for (const auto& line : logtest::lines(testsupport::readFile(entry.path()))) {
       std::smatch parts;
       if (std::regex_match(line, parts, whole)) {
         ++tally.seen[parts[1]];
-      } else if (line.find(" | Info      : survivor ") != std::string::npos) {
-        continue;
-      } else if (++tally.torn < 3) {
+      } else if (line.find(" | Info      : survivor ") == std::string::npos && ++tally.torn < 3) {
         ADD_FAILURE() << "torn line: " << line;
       }
     }
@@ -46,16 +39,14 @@ Tally tallyLogFiles(const std::string& logs) {
 
 }  // namespace
 
-// Writers numbered from args[2]: args[3] threads of args[4] lines each. With a sync
-// directory (args[5]) the process starts its logger first (each start empties the
-// file), says so with "ready.<first>" and waits for "go".
+// Writers numbered from args[2]: args[3] threads of args[4] lines each. The process
+// starts its logger first (each start empties the file), says so with
+// "<args[5]>/ready.<first>" and waits for "go".
 NORVANE_CHILD(log_numbered_lines) {
   logtest::enterChild(args, 600);
   const int first = std::stoi(args.at(2)), threads = std::stoi(args.at(3)), count = std::stoi(args.at(4));
-  if (args.size() > 5) {
-    logMsg(utils::EVERYTHING, "");
-    if (!readyThenWait(args[5], args[2])) return 3;
-  }
+  logMsg(utils::EVERYTHING, "");
+  if (!readyThenWait(args.at(5), args[2])) return 3;
   const std::string padding(80, 'x');
   std::vector<std::thread> writers;
   for (int writer = first; writer < first + threads; ++writer) {
@@ -68,15 +59,22 @@ NORVANE_CHILD(log_numbered_lines) {
 }
 
 // Four processes of two threads each write into one file and rotate it at 1 MB:
-// every line reaches one of the files whole and exactly once, buffered or not.
+// every line reaches one of the files whole and exactly once, buffered or not. The
+// torture script asks for more lines per process.
 TEST(LogConcurrencyTest, ProcessesRotatingOneFileWriteEveryLineWholeAndOnce) {
-  const int perWriter = linesPerProcess() / 2;
+  const char* asked = std::getenv("NORVANE_TORTURE_LOG_LINES");
+  const int perWriter = (asked != nullptr ? std::atoi(asked) : 4000) / 2;
   for (int cacheMode : {0, 1}) {
     Installation installation(config(64, cacheMode, "log_file_size = 1\nlog_file_count = 50\n"));
     const std::string root = installation.root();
-    runTogether(installation, "log_numbered_lines", {"0", "2", "4", "6"}, root, [&](const std::string& writer) {
-      return std::vector<std::string>{writer, "2", std::to_string(perWriter), root};
-    });
+    std::vector<int> pids;
+    for (const char* first : {"0", "2", "4", "6"}) {
+      const Lines args = installation.args({first, "2", std::to_string(perWriter), root});
+      pids.push_back(testsupport::startChild("log_numbered_lines", args, root + "/out." + first));
+      EXPECT_TRUE(waitForFile(root + "/ready." + first)) << first;
+    }
+    testsupport::writeFile(root + "/go", "");
+    for (int pid : pids) EXPECT_EQ(testsupport::waitChild(pid).exitCode, 0);
     const Tally tally = tallyLogFiles(installation.logs());
     int duplicated = 0;
     for (const auto& [line, count] : tally.seen) duplicated += count > 1;
@@ -86,89 +84,71 @@ TEST(LogConcurrencyTest, ProcessesRotatingOneFileWriteEveryLineWholeAndOnce) {
                 8 * perWriter, tally.files, tally.torn, missing, duplicated);
     EXPECT_EQ(0, tally.torn + missing + duplicated) << cacheMode;
     EXPECT_GE(tally.files, 2) << "the files rotated";
-    for (const auto& entry : std::filesystem::directory_iterator(installation.logs())) {
-      if (entry.path().filename().string().rfind("norvane", 0) != 0) continue;
-      EXPECT_EQ(std::filesystem::perms(0640), entry.status().permissions()) << entry.path();
-    }
   }
 }
 
 // ---- a killed holder does not block anyone --------------------------------------
 
-std::string lockFile(const std::string& home) { return home + "/logs/.InitSemaphore.lock"; }
-
-LOG_CHILD(hold_log_lock) {
-  logMsg(utils::EVERYTHING, "");
-  platform::host().openProcessLock(lockFile(args.at(1)))->lock();
-  testsupport::writeFile(args.at(2), "");
-  for (;;) pause();
+// Takes the lock in the file args[0], writes args[2] + 1..4 into its shared words
+// unless args[2] is "-", says so in the file args[1], then releases the lock and
+// ends, or (args[3] "hold") keeps it until it is killed.
+NORVANE_CHILD(take_lock) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  auto lock = platform::posixHost().openProcessLock(args.at(0));
+  lock->lock();
+  for (int i = 0; args.at(2) != "-" && i < platform::ProcessLock::kSharedWords; ++i) {
+    lock->sharedWords()[i] = std::stoi(args[2]) + i + 1;
+  }
+  testsupport::writeFile(args.at(1), "");
+  if (args.at(3) == "hold") {
+    for (;;) pause();
+  }
+  lock->unlock();
+  return 0;
 }
 
-TEST(LogConcurrencyTest, HolderKilledWithTheLockHeldReleasesIt) {
-  Installation installation(config(64, 0));
-  const std::string root = installation.root();
-  int holder = testsupport::startChild("hold_log_lock", installation.args({root + "/held"}), root + "/holder.out");
-  ASSERT_TRUE(waitForFile(root + "/held"));
-  // A writer started now must wait for the holder.
-  int writer = testsupport::startChild("log_one_line", installation.args({"after the kill"}), root + "/writer.out");
-  int status = 0;
-  EXPECT_FALSE(exitedWithin(writer, milliseconds(500), status)) << testsupport::readFile(root + "/writer.out");
-  kill(holder, SIGKILL);
-  EXPECT_EQ(testsupport::waitChild(holder).signal, SIGKILL);
-  ASSERT_TRUE(exitedWithin(writer, milliseconds(20000), status));
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << testsupport::readFile(root + "/writer.out");
-  EXPECT_NE(installation.log().find("after the kill\n"), std::string::npos) << installation.log();
-}
+std::string lockFile(const Installation& installation) { return installation.logs() + "/.InitSemaphore.lock"; }
 
-// A writer killed while logging leaves the lock free, and the next start keeps what
+// A holder killed with the lock held releases it to the writer waiting for it. A
+// writer killed while logging leaves the lock free, and the next start keeps what
 // the active file held in a rotated file before emptying it.
-TEST(LogConcurrencyTest, WriterKilledWhileLoggingReleasesTheLockAndTheNextStartKeepsItsLines) {
+TEST(LogConcurrencyTest, KilledHoldersAndWritersReleaseTheLockAndTheNextStartKeepsTheirLines) {
   Installation installation(config(64, 0));
   const std::string root = installation.root(), marker = root + "/ready.9";
+  int holder =
+      testsupport::startChild("take_lock", {lockFile(installation), root + "/held", "-", "hold"}, root + "/holder.out");
+  ASSERT_TRUE(waitForFile(root + "/held"));
+  const Lines survivorArgs = installation.args({"survivor of the holder"});
+  int writer = testsupport::startChild("log_one_line", survivorArgs, root + "/writer.out");
+  std::this_thread::sleep_for(milliseconds(500));
+  EXPECT_EQ(installation.log(), "") << "a writer started now must wait for the holder";
+  killAndReap(holder);
+  EXPECT_EQ(testsupport::waitChild(writer).exitCode, 0) << testsupport::readFile(root + "/writer.out");
+  EXPECT_EQ(messages(installation.log()), Lines{"survivor of the holder"});
   testsupport::writeFile(root + "/go", "");
   for (int round = 0; round < 3; ++round) {
     const std::string survivor = "survivor " + std::to_string(round);
-    std::filesystem::remove(marker);
+    fs::remove(marker);
     int busy = testsupport::startChild("log_numbered_lines", installation.args({"9", "1", "2000000000", root}),
                                        root + "/busy.out");
     ASSERT_TRUE(waitForFile(marker));
     std::this_thread::sleep_for(milliseconds(100 + 37 * round));
-    kill(busy, SIGKILL);
-    EXPECT_EQ(testsupport::waitChild(busy).signal, SIGKILL);
+    killAndReap(busy);
     installation.run("log_one_line", {survivor});
-    EXPECT_EQ(messages(installation.log()), std::vector<std::string>{survivor});
+    EXPECT_EQ(messages(installation.log()), Lines{survivor});
     const Tally kept = tallyLogFiles(installation.logs());
     EXPECT_EQ(round + 1, kept.seen.count("9 line 0") ? kept.seen.at("9 line 0") : 0) << round;
     EXPECT_GT(kept.seen.size(), 1u) << round;
   }
 }
 
-// ---- the words shared beside the lock ----------------------------------------------
-
-// Takes the lock named args[0], writes args[2] + 1..4 into its shared words, says so
-// in the file args[1], then releases the lock and ends, or (args[3] "hold") keeps it
-// until it is killed.
-NORVANE_CHILD(scribble_words) {
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  auto lock = platform::posixHost().openProcessLock(args.at(0));
-  lock->lock();
-  for (int i = 0; i < platform::ProcessLock::kSharedWords; ++i) lock->sharedWords()[i] = std::stoi(args.at(2)) + i + 1;
-  testsupport::writeFile(args.at(1), "");
-  if (args.at(3) != "hold") {
-    lock->unlock();
-    return 0;
-  }
-  for (;;) pause();
-}
-
-// Every process sees the same words; a holder killed with the lock held may have
-// left them half written, so the next holder finds them zero.
+// Every process sees the words shared beside the lock; a holder killed with the
+// lock held may have left them half written, so the next holder finds them zero.
 TEST(LogConcurrencyTest, SharedWordsAreSeenByAllAndStartAgainFromZeroAfterAKilledHolder) {
   testsupport::TempInstallation temp;
-  const std::string name = temp.root() + "/words.lock";
+  const std::string name = temp.root() + "/words.lock", held = temp.root() + "/held";
   auto lock = platform::posixHost().openProcessLock(name);
-  ASSERT_NE(lock, nullptr);
-  ASSERT_NE(lock->sharedWords(), nullptr);
+  ASSERT_TRUE(lock && lock->sharedWords());
   auto words = [&] {
     lock->lock();
     std::vector<std::int64_t> seen(lock->sharedWords(), lock->sharedWords() + platform::ProcessLock::kSharedWords);
@@ -176,26 +156,12 @@ TEST(LogConcurrencyTest, SharedWordsAreSeenByAllAndStartAgainFromZeroAfterAKille
     return seen;
   };
   EXPECT_EQ(words(), (std::vector<std::int64_t>{0, 0, 0, 0}));
-
-  EXPECT_EQ(testsupport::runChild("scribble_words", {name, temp.root() + "/wrote", "0", "release"}).exitCode, 0);
+  EXPECT_EQ(testsupport::runChild("take_lock", {name, temp.root() + "/wrote", "0", "release"}).exitCode, 0);
   EXPECT_EQ(words(), (std::vector<std::int64_t>{1, 2, 3, 4}));
-
-  const std::string held = temp.root() + "/held";
-  int holder = testsupport::startChild("scribble_words", {name, held, "10", "hold"}, temp.root() + "/holder.out");
+  int holder = testsupport::startChild("take_lock", {name, held, "10", "hold"}, temp.root() + "/holder.out");
   ASSERT_TRUE(waitForFile(held));
-  kill(holder, SIGKILL);
-  EXPECT_EQ(testsupport::waitChild(holder).signal, SIGKILL);
+  killAndReap(holder);
   EXPECT_EQ(words(), (std::vector<std::int64_t>{0, 0, 0, 0}));
-}
-
-// ---- another local user ------------------------------------------------------------
-
-// Takes the lock in the file args[0] and holds it, having said so in args[1].
-NORVANE_CHILD(hold_lock_file) {
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  platform::posixHost().openProcessLock(args.at(0))->lock();
-  testsupport::writeFile(args.at(1), "");
-  for (;;) pause();
 }
 
 // As user nobody, in a log directory open to everyone: a link to another file, a
@@ -203,37 +169,34 @@ NORVANE_CHILD(hold_lock_file) {
 // none of them (once said on standard error), never wait, log, and change no file.
 TEST(LogConcurrencyTest, ALockFileOfAnotherUserIsNotUsedAndHangsNothing) {
   if (geteuid() != 0) GTEST_SKIP() << "needs root to act as user nobody";
-  const std::vector<std::string> asNobody{"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
   for (const std::string plant : {"link", "fifo", "held"}) {
     Installation installation(config(64, 0));
-    const std::string root = installation.root(), lock = lockFile(installation.home());
-    for (const std::string& open : {root, installation.home()}) std::filesystem::permissions(open, std::filesystem::perms(0755));
-    std::filesystem::permissions(installation.logs(), std::filesystem::perms(01777));
+    const std::string root = installation.root(), lock = lockFile(installation);
+    for (const std::string& open : {root, installation.home()}) fs::permissions(open, fs::perms(0755));
+    fs::permissions(installation.logs(), fs::perms(01777));
     testsupport::writeFile(root + "/target", "precious\n");
-    std::filesystem::permissions(root + "/target", std::filesystem::perms(0600));
-    int holder = -1;
+    fs::permissions(root + "/target", fs::perms(0600));
+    std::vector<std::string> argv{"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
     if (plant == "held") {
-      const std::string exe = std::filesystem::read_symlink("/proc/self/exe").string();
-      std::vector<std::string> argv = asNobody;
-      argv.insert(argv.end(), {exe, "--norvane-child=hold_lock_file", lock, installation.logs() + "/held"});
-      holder = testsupport::launch(argv, {}, -1, -1, -1, 60);
-      ASSERT_TRUE(waitForFile(installation.logs() + "/held"));
+      argv.insert(argv.end(), {fs::read_symlink("/proc/self/exe").string(), "--norvane-child=take_lock", lock,
+                               installation.logs() + "/held", "-", "hold"});
     } else {
       const std::string make = plant == "link" ? "ln -s " + root + "/target " + lock : "mkfifo -m 666 " + lock;
-      std::vector<std::string> argv = asNobody;
       argv.insert(argv.end(), {"/bin/sh", "-c", make});
-      ASSERT_EQ(0, testsupport::waitChild(testsupport::launch(argv, {}, -1, -1, -1, 10)).exitCode) << plant;
+    }
+    const int planter = testsupport::launch(argv, {}, -1, -1, -1, 60);
+    if (plant == "held") {
+      ASSERT_TRUE(waitForFile(installation.logs() + "/held"));
+    } else {
+      ASSERT_EQ(0, testsupport::waitChild(planter).exitCode) << plant;
     }
     const auto run = testsupport::runChild("log_one_line", installation.args({"one", "two"}));
     EXPECT_EQ(0, run.exitCode) << plant;
     EXPECT_THAT(run.output, testing::StartsWith("norvane: log lock " + lock + " not used (")) << plant;
     EXPECT_EQ(run.output.find("norvane: log lock"), run.output.rfind("norvane: log lock")) << run.output;
-    EXPECT_EQ(messages(installation.log()), (std::vector<std::string>{"one", "two"})) << plant;
+    EXPECT_EQ(messages(installation.log()), (Lines{"one", "two"})) << plant;
     EXPECT_EQ("precious\n", testsupport::readFile(root + "/target")) << plant;
-    EXPECT_EQ(std::filesystem::perms(0600), std::filesystem::status(root + "/target").permissions()) << plant;
-    if (holder > 0) {
-      kill(holder, SIGKILL);
-      testsupport::waitChild(holder);
-    }
+    EXPECT_EQ(fs::perms(0600), fs::status(root + "/target").permissions()) << plant;
+    if (plant == "held") killAndReap(planter);
   }
 }

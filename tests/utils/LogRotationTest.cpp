@@ -9,7 +9,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using logtest::at;
-using Lines = std::vector<std::string>;
+using logtest::Lines;
 using Names = std::set<std::string>;
 
 // ---- in the children ----------------------------------------------------------
@@ -33,10 +33,6 @@ void writeOldFile(const std::string& path, long secondsAgo) {
   fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::seconds(secondsAgo));
 }
 
-// Starts the logger without writing: a level-255 statement is filtered out at the
-// configured level 64 but starts the writer all the same.
-void startLogger() { utils::log_everything("start"); }
-
 // Three lines at two seconds; in the directory of args[2], if given.
 NORVANE_CHILD(fixed_clock_rotations) {
   enter(args);
@@ -49,42 +45,17 @@ NORVANE_CHILD(fixed_clock_rotations) {
   return 0;
 }
 
-// Starts the logger (which trims) with deletion refused for the names in args from 2.
-NORVANE_CHILD(start_only) {
-  enter(args);
-  for (std::size_t i = 2; i < args.size(); ++i) host().refuseDeletion(args[i]);
-  startLogger();
-  utils::log_info("started");
-  return 0;
-}
-
-// Starts, then adds old files (args from 2: name and age pairs), then rotates once.
-NORVANE_CHILD(add_then_rotate) {
+// Starts the logger (which trims) with deletion refused for the names in args from
+// 2 up to "+", then adds the old files named after it with their ages, then writes
+// a line (which rotates at size 0).
+NORVANE_CHILD(start_then_write) {
   const std::string logs = enter(args);
   host().stopAt(at(1, 2, 3, 4, 5));
-  startLogger();
-  for (std::size_t i = 2; i + 1 < args.size(); i += 2) writeOldFile(logs + "/" + args[i], std::atol(args[i + 1].c_str()));
-  utils::log_info("rotating");
-  return 0;
-}
-
-// Size 1 MB: writes until the first rotation and reports sizes and rights on the way.
-NORVANE_CHILD(size_limit) {
-  const std::string logs = enter(args), active = logs + "/norvane.txt";
-  auto report = [&](const char* when) {
-    std::printf("%s=%jd,%o\n", when, static_cast<std::intmax_t>(fs::file_size(active)),
-                static_cast<unsigned>(fs::status(active).permissions()));
-  };
-  umask(0);  // the rights must not depend on it
-  host().stopAt(at(5, 6, 7, 8, 9));
-  utils::log_info("first");
-  report("after-first");
-  for (int lines = 1; !fs::exists(logs + "/norvane_0506_070809.txt") && lines < 100000; ++lines) {
-    utils::log_info("%1%") % std::string(200, 'f');
-  }
-  utils::log_info("buffered");
-  report("after-rotation");
-  std::fflush(stdout);
+  std::size_t i = 2;
+  for (; i < args.size() && args[i] != "+"; ++i) host().refuseDeletion(args[i]);
+  utils::log_everything("start");  // filtered at level 64, but starts the writer
+  for (++i; i + 1 < args.size(); i += 2) writeOldFile(logs + "/" + args[i], std::atol(args[i + 1].c_str()));
+  utils::log_info("written");
   return 0;
 }
 
@@ -108,17 +79,27 @@ NORVANE_CHILD(fill_to_size) {
   std::exit(0);
 }
 
-// Starts its logger and writes one line, waits for "go" in args[2], then writes
-// lines until it has rotated the file; reports how many that took.
+// Starts its logger with umask 0 (the rights must not depend on it) and writes one
+// line, waits for "go" in args[2], then writes lines until it has rotated the file,
+// then one more. Reports how many lines the rotation took, and the active file's
+// size and rights after the first line and after the last.
 NORVANE_CHILD(write_until_rotated) {
-  const std::string logs = enter(args);
+  const std::string logs = enter(args), active = logs + "/norvane.txt";
+  auto report = [&](const char* when) {
+    std::printf("%s=%jd,%o\n", when, static_cast<std::intmax_t>(fs::file_size(active)),
+                static_cast<unsigned>(fs::status(active).permissions()));
+  };
+  umask(0);
   host().stopAt(at(5, 6, 7, 8, 9));
   auto line = [](int number) { logMsg(utils::INFO, "a line %04d %s\n", number, std::string(60, 'a').c_str()); };
   line(0);
+  report("after-first");
   if (!logtest::readyThenWait(args.at(2), "a")) return 4;
   int lines = 0;
   while (!fs::exists(logs + "/norvane_0506_070809.txt") && lines < 1000) line(++lines);
+  utils::log_info("buffered");
   std::printf("lines=%d\n", lines);
+  report("after-rotation");
   return 0;
 }
 
@@ -140,7 +121,9 @@ class LogRotationTest : public ::testing::Test {
     }
     return names;
   }
-  Lines messages(const std::string& name) const { return logtest::messages(testsupport::readFile(logs() + "/" + name)); }
+  Lines messages(const std::string& name) const {
+    return logtest::messages(testsupport::readFile(logs() + "/" + name));
+  }
   void oldFiles(const std::map<std::string, long>& ages) {
     for (const auto& [name, age] : ages) writeOldFile(logs() + "/" + name, age);
   }
@@ -148,7 +131,7 @@ class LogRotationTest : public ::testing::Test {
   logtest::Installation m_installation;
 };
 
-TEST_F(LogRotationTest, SizeZeroRotatesEveryWriteOncePerSecondUnderTheDatedNameAndCountZeroKeepsNone) {
+TEST_F(LogRotationTest, SizeZeroRotatesEveryWriteOncePerSecondUnderTheDatedNameBesideTheLogAndCountZeroKeepsNone) {
   configure(10, 0);
   m_installation.run("fixed_clock_rotations");
   EXPECT_EQ((Names{"norvane.txt", "norvane_1411_100509.txt", "norvane_1411_100510.txt"}), listing());
@@ -165,87 +148,67 @@ TEST_F(LogRotationTest, SizeZeroRotatesEveryWriteOncePerSecondUnderTheDatedNameA
   m_installation.run("fixed_clock_rotations");
   EXPECT_EQ((Names{"norvane.txt", "other.txt"}), listing());
   EXPECT_EQ("", m_installation.log());
-}
 
-TEST_F(LogRotationTest, RelativeLogPathRotatesBesideItself) {
   // Without a home path the log is "../Logs/norvane.txt" and the configuration
   // "../conf/Norvane.conf", both from the current directory.
   testsupport::TempInstallation bare;
   for (const char* directory : {"/bin", "/Logs", "/conf"}) fs::create_directories(bare.root() + directory);
-  testsupport::writeFile(bare.root() + "/conf/Norvane.conf", "log_file_size = 0\nlog_file_count = 4\nlog_cache_mode = 0\n");
+  testsupport::writeFile(bare.root() + "/conf/Norvane.conf", logtest::config(64, 0, "log_file_size = 0\n"));
   auto result = testsupport::runChild("fixed_clock_rotations", {bare.storeRoot(), "", bare.root() + "/bin"});
   ASSERT_EQ(0, result.exitCode) << result.output;
-  EXPECT_TRUE(fs::exists(bare.root() + "/Logs/norvane_1411_100509.txt"));
-  EXPECT_TRUE(fs::exists(bare.root() + "/Logs/norvane.txt"));
-}
-
-TEST_F(LogRotationTest, StartTrimsToTheCountByWriteTime) {
-  struct Row {
-    const char* what;
-    int count;
-    std::map<std::string, long> ages;
-    Lines refused;
-    Names left;
-  };
-  const Row rows[] = {
-      {"the count includes the active file", 4, {{dated(1), 300}, {dated(2), 200}, {dated(3), 100}}, {},
-       {"norvane.txt", dated(1), dated(2), dated(3)}},
-      // Ages out of name order; any name containing the base counts, other files
-      // and directories never do.
-      {"the oldest go", 4,
-       {{dated(1), 100}, {dated(2), 500}, {dated(3), 300}, {"norvane-old.log", 400}, {dated(5), 200},
-        {"other.txt", 9000}}, {}, {"norvane.txt", dated(1), dated(3), dated(5), "other.txt", "norvane_dir/"}},
-      {"the trim stops at a file that cannot be deleted", 1,
-       {{dated(1), 400}, {dated(2), 300}, {dated(3), 200}, {dated(4), 100}}, {dated(2)},
-       {"norvane.txt", dated(2), dated(3), dated(4)}},
-  };
-  for (const Row& row : rows) {
-    fs::remove_all(logs());
-    fs::create_directories(logs() + "/norvane_dir");
-    configure(row.count, 25);
-    oldFiles(row.ages);
-    m_installation.run("start_only", row.refused);
-    Names left = row.left;
-    left.insert("norvane_dir/");
-    EXPECT_EQ(left, listing()) << row.what;
-    EXPECT_EQ((Lines{"started"}), messages("norvane.txt")) << row.what;
+  for (const char* name : {"/Logs/norvane_1411_100509.txt", "/Logs/norvane.txt"}) {
+    EXPECT_TRUE(fs::exists(bare.root() + name)) << name;
   }
 }
 
-TEST_F(LogRotationTest, ARotationDeletesOneFileAtMost) {
-  configure(3, 0);
-  // After the start three log files are allowed; then four older ones appear and
-  // the rotation removes only the oldest of all.
-  m_installation.run("add_then_rotate", {"norvane_a.txt", "400", "norvane_b.txt", "100", "norvane_c.txt", "300",
-                                         "norvane_d.txt", "200"});
-  EXPECT_EQ((Names{"norvane.txt", "norvane_0102_030405.txt", "norvane_b.txt", "norvane_c.txt", "norvane_d.txt"}),
-            listing());
-  EXPECT_EQ((Lines{"rotating"}), messages("norvane_0102_030405.txt"));
-}
-
-TEST_F(LogRotationTest, RotatesOnlyPastTheSizeAndTheNewFileIsBufferedWithTheLogRights) {
-  configure(10, 1);
-  auto result = m_installation.run("size_limit");
-  const std::string rotated = logs() + "/norvane_0506_070809.txt";
-  ASSERT_TRUE(fs::exists(rotated));
-  const auto size = fs::file_size(rotated);
-  // Past 1 MB, but the write before the last one still left it at or under.
-  EXPECT_GT(size, 1024u * 1024u);
-  EXPECT_LE(size - 240, 1024u * 1024u);
-  EXPECT_EQ("first", messages("norvane_0506_070809.txt").at(0));
-  // Unbuffered (cache mode 0) until the rotation; the reopened file is buffered
-  // ("buffered" is not there yet). Every log file is 0640, whatever the umask.
-  EXPECT_TRUE(std::regex_search(result.output, std::regex("after-first=[1-9][0-9]*,640\n"))) << result.output;
-  EXPECT_NE(std::string::npos, result.output.find("after-rotation=0,640\n")) << result.output;
-  EXPECT_EQ(fs::perms(0640), fs::status(rotated).permissions() & fs::perms::mask);
-  EXPECT_EQ((Lines{"buffered"}), messages("norvane.txt"));  // at exit the buffer reached the file
+// The start trims to the count by write time; a rotation deletes one file at most.
+TEST_F(LogRotationTest, StartTrimsToTheCountByWriteTimeAndARotationDeletesOneFileAtMost) {
+  const struct {
+    const char* what;
+    int count, size;
+    std::map<std::string, long> ages;
+    Lines args;
+    Names left;
+    std::string written;
+  } rows[] = {
+      {"the count includes the active file", 4, 25, {{dated(1), 300}, {dated(2), 200}, {dated(3), 100}}, {},
+       {"norvane.txt", dated(1), dated(2), dated(3)}, "norvane.txt"},
+      // Ages out of name order; any name containing the base counts, other files
+      // and directories never do.
+      {"the oldest go", 4, 25,
+       {{dated(1), 100}, {dated(2), 500}, {dated(3), 300}, {"norvane-old.log", 400}, {dated(5), 200},
+        {"other.txt", 9000}}, {}, {"norvane.txt", dated(1), dated(3), dated(5), "other.txt"}, "norvane.txt"},
+      {"the trim stops at a file that cannot be deleted", 1, 25,
+       {{dated(1), 400}, {dated(2), 300}, {dated(3), 200}, {dated(4), 100}}, {dated(2)},
+       {"norvane.txt", dated(2), dated(3), dated(4)}, "norvane.txt"},
+      // Three files are allowed after the start; then four older ones appear and
+      // the rotation removes only the oldest of all.
+      {"a rotation deletes one", 3, 0, {},
+       {"+", "norvane_a.txt", "400", "norvane_b.txt", "100", "norvane_c.txt", "300", "norvane_d.txt", "200"},
+       {"norvane.txt", "norvane_0102_030405.txt", "norvane_b.txt", "norvane_c.txt", "norvane_d.txt"},
+       "norvane_0102_030405.txt"},
+  };
+  for (const auto& row : rows) {
+    fs::remove_all(logs());
+    fs::create_directories(logs() + "/norvane_dir");
+    configure(row.count, row.size);
+    oldFiles(row.ages);
+    m_installation.run("start_then_write", row.args);
+    Names left = row.left;
+    left.insert("norvane_dir/");
+    EXPECT_EQ(left, listing()) << row.what;
+    EXPECT_EQ((Lines{"written"}), messages(row.written)) << row.what;
+  }
 }
 
 // The size check counts every line in the file, whichever process wrote it, at
 // once: a process that has looked at the size before sees the lines another
 // process added since (also those that process's buffer let out when it ended),
-// and rotates at its next line.
-TEST_F(LogRotationTest, SizeCheckCountsTheLinesOfOtherProcessesAtOnce) {
+// and rotates at its next line. The rotated file is past the size, but the write
+// before the last one left it at or under. Unbuffered in cache mode 0 until the
+// rotation; the reopened file is buffered ("buffered" is not there yet, until the
+// exit). Every log file is 0640, whatever the umask.
+TEST_F(LogRotationTest, RotatesPastTheSizeCountingTheLinesOfOtherProcessesAtOnce) {
   for (int cacheMode : {0, 1}) {
     fs::remove_all(logs());
     fs::create_directories(logs());
@@ -263,22 +226,20 @@ TEST_F(LogRotationTest, SizeCheckCountsTheLinesOfOtherProcessesAtOnce) {
     testsupport::writeFile(sync + "/go", "");
     EXPECT_EQ(0, testsupport::waitChild(follower).exitCode);
 
-    std::smatch found;
-    const std::string output = testsupport::readFile(sync + "/out");
-    ASSERT_TRUE(std::regex_search(output, found, std::regex("lines=(\\d+)"))) << output;
-    EXPECT_EQ("1", found[1].str()) << cacheMode;
+    EXPECT_THAT(testsupport::readFile(sync + "/out"),
+                testing::MatchesRegex((cacheMode == 0 ? "after-first=[1-9][0-9]*,640\n" : "after-first=0,640\n") +
+                                      std::string("lines=1\nafter-rotation=0,640\n")));
+    EXPECT_THAT(fs::file_size(logs() + "/norvane_0506_070809.txt"),
+                testing::AllOf(testing::Gt(limit), testing::Le(limit + 240)));
     // The rotated file in short: the follower's lines by number, a run of the other
     // process's lines as "b".
     std::string shape;
     for (const std::string& text : messages("norvane_0506_070809.txt")) {
-      const std::string part = std::regex_match(text, std::regex("b+")) ? "b"
-                               : text == "a line 0000 " + std::string(60, 'a') ? "a0"
-                               : text == "a line 0001 " + std::string(60, 'a') ? "a1"
-                                                                                : "?";
-      if (part != "b" || shape.size() < 1 || shape.back() != 'b') shape += (shape.empty() ? "" : " ") + part;
+      shape += std::regex_match(text, std::regex("b+")) ? "b " : std::regex_replace(text, std::regex(" a{60}$"), ", ");
     }
-    EXPECT_EQ(cacheMode == 0 ? "b a1" : "b a0 a1", shape);
-    EXPECT_EQ("", m_installation.log()) << cacheMode;
+    EXPECT_EQ(cacheMode == 0 ? "b a line 0001, " : "b a line 0000, a line 0001, ",
+              std::regex_replace(shape, std::regex("(b )+"), "b "));
+    EXPECT_EQ((Lines{"buffered"}), messages("norvane.txt")) << cacheMode;
   }
 }
 

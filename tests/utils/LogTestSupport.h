@@ -8,22 +8,17 @@
 #include <unistd.h>
 #include <utils/Log.h>
 
-#include <chrono>
 #include <csignal>
-#include <cstdint>
-#include <cstdio>
 #include <deque>
 #include <filesystem>
 #include <map>
 #include <mutex>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "platform/Host.h"
 #include "platform/MachineStore.h"
 #include "support/ChildProcess.h"
 #include "support/LogReader.h"
@@ -33,25 +28,25 @@
 
 namespace logtest {
 
+using Lines = std::vector<std::string>;
+
 inline std::string config(int level, int cacheMode, const std::string& more = "") {
-  return "log_level = " + std::to_string(level) + "\nlog_cache_mode = " + std::to_string(cacheMode) +
-         "\n" + more;
+  return "log_level = " + std::to_string(level) + "\nlog_cache_mode = " + std::to_string(cacheMode) + "\n" + more;
 }
 
 // An installation whose home is registered in its own store. The child gets the
 // store root and the home as its first two arguments.
-class Installation : public testsupport::HomedInstallation {
- public:
+struct Installation : testsupport::HomedInstallation {
   using HomedInstallation::HomedInstallation;
   std::string logs() const { return home() + "/logs"; }
   std::string logPath() const { return logs() + "/norvane.txt"; }
   std::string log() const { return testsupport::readFile(logPath()); }
-  std::vector<std::string> args(std::vector<std::string> extra = {}) const {
+  Lines args(Lines extra = {}) const {
     extra.insert(extra.begin(), {storeRoot(), home()});
     return extra;
   }
   // Runs a child that is expected to exit with 0.
-  testsupport::ChildResult run(const std::string& child, std::vector<std::string> extra = {}) const {
+  testsupport::ChildResult run(const std::string& child, Lines extra = {}) const {
     testsupport::ChildResult result = testsupport::runChild(child, args(std::move(extra)));
     EXPECT_EQ(result.exitCode, 0) << child << " signal " << result.signal << "\n" << result.output;
     return result;
@@ -61,42 +56,31 @@ class Installation : public testsupport::HomedInstallation {
 // In the child: a hang becomes a failure, the child never outlives its test (a
 // left-over holder of the machine-wide log lock would stall every other log test),
 // and the process uses the store named by its first argument.
-inline void enterChild(const std::vector<std::string>& args, unsigned int seconds = 60) {
+inline void enterChild(const Lines& args, unsigned int seconds = 60) {
   alarm(seconds);
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   platform::setMachineStoreRoot(args.at(0));
 }
 // A child routine (see NORVANE_CHILD) that enters the child state first.
-#define LOG_CHILD(name)                                                          \
-  static int log_child_##name(const std::vector<std::string>& args);            \
-  NORVANE_CHILD(name) {                                                          \
-    logtest::enterChild(args);                                                   \
-    return log_child_##name(args);                                               \
-  }                                                                              \
+#define LOG_CHILD(name)                                                  \
+  static int log_child_##name(const std::vector<std::string>& args);    \
+  NORVANE_CHILD(name) {                                                  \
+    logtest::enterChild(args);                                           \
+    return log_child_##name(args);                                       \
+  }                                                                      \
   static int log_child_##name([[maybe_unused]] const std::vector<std::string>& args)
-inline std::string childLogPath(const std::vector<std::string>& args) { return args.at(1) + "/logs/norvane.txt"; }
 
-inline std::vector<std::string> lines(const std::string& text) { return testsupport::logTextLines(text); }
+inline Lines lines(const std::string& text) { return testsupport::logTextLines(text); }
 
 // "DD/MM hh:mm:ss <hex id>" as the prefix of a written line. The stamp is missing
 // when the process's first line falls in a seconds field of 0.
 inline const std::string kStampAndId = R"((?:\d\d/\d\d \d\d:\d\d:\d\d )?[0-9a-f]+)";
 inline std::string info(const std::string& message) { return kStampAndId + R"( \| Info      : )" + message; }
 
-// Each line matches its pattern, and there are as many lines as patterns.
-inline void expectLines(const std::string& log, const std::vector<std::string>& patterns) {
-  const std::vector<std::string> written = lines(log);
-  ASSERT_EQ(written.size(), patterns.size()) << log;
-  for (std::size_t i = 0; i < patterns.size(); ++i) {
-    EXPECT_TRUE(std::regex_match(written[i], std::regex(patterns[i])))
-        << "line " << i << ": " << written[i] << "\n  vs " << patterns[i];
-  }
-}
-
 // The message of each line: after the banner, or right after the thread id for a
 // level without one (the tests' messages start with letters that are no hex digits).
-inline std::vector<std::string> messages(const std::string& log) {
-  std::vector<std::string> result;
+inline Lines messages(const std::string& log) {
+  Lines result;
   for (const auto& line : lines(log)) result.push_back(testsupport::parseLogLine(line).message);
   return result;
 }
@@ -111,20 +95,6 @@ inline bool readyThenWait(const std::string& sync, const std::string& id) {
   return waitForFile(sync + "/go", std::chrono::seconds(60));
 }
 
-// Starts one child per id (the installation's arguments, then extra(id)), waits until
-// each is ready, lets them all go at once and expects each to exit with 0.
-template <typename Extra>
-void runTogether(const Installation& installation, const std::string& child, const std::vector<std::string>& ids,
-                 const std::string& sync, Extra extra) {
-  std::vector<int> pids;
-  for (const auto& id : ids) {
-    pids.push_back(testsupport::startChild(child, installation.args(extra(id)), sync + "/out." + id));
-  }
-  for (const auto& id : ids) EXPECT_TRUE(waitForFile(sync + "/ready." + id)) << id;
-  testsupport::writeFile(sync + "/go", "");
-  for (int pid : pids) EXPECT_EQ(testsupport::waitChild(pid).exitCode, 0);
-}
-
 // Counts calls of the global operator new while switched on (the log test binary
 // replaces it).
 void countAllocations(bool on);
@@ -135,12 +105,11 @@ inline platform::LocalTime at(int day, int month, int hour, int minute, int seco
 }
 
 // The real platform but for a clock that reads from a script (each reading takes
-// the next time and the last one repeats; the real clock until one is scripted)
-// and file names whose deletion is refused.
-class TestHost : public platform::Host, public platform::Clock, public platform::FileSystem {
+// the next time and the last one repeats; the clock of every test process, which
+// skips second 0, until one is scripted) and file names whose deletion is refused.
+class TestHost : public testsupport::SecondZeroFreeHost, public platform::Clock, public platform::FileSystem {
  public:
   explicit TestHost(std::deque<platform::LocalTime> times = {}) : m_times(std::move(times)) {}
-
   platform::LocalTime localTime() override {
     std::lock_guard<std::mutex> guard(m_mutex);
     if (!m_times.empty()) {
@@ -148,7 +117,6 @@ class TestHost : public platform::Host, public platform::Clock, public platform:
       m_times.pop_front();
       m_scripted = true;
     }
-    // Unscripted, the clock of every test process: one that skips second 0.
     return m_scripted ? m_last : testsupport::secondZeroFreeClock().localTime();
   }
   std::uint64_t currentThreadId() override { return real().clock().currentThreadId(); }
@@ -164,11 +132,6 @@ class TestHost : public platform::Host, public platform::Clock, public platform:
   }
   platform::Clock& clock() override { return *this; }
   platform::FileSystem& fileSystem() override { return *this; }
-  platform::MachineStore& machineStore() override { return real().machineStore(); }
-  std::unique_ptr<platform::ProcessLock> openProcessLock(const std::string& name) override {
-    return real().openProcessLock(name);
-  }
-
   void stopAt(platform::LocalTime time) {
     std::lock_guard<std::mutex> guard(m_mutex);
     m_times = {time};

@@ -19,19 +19,11 @@ const char kValueFile[] = "/SOFTWARE/Kestrane/Norvane/NorvaneHOME";
 // Each test gets a store of its own and puts the previous root back afterwards.
 class HomePathTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    m_previousRoot = MachineStore::getRoot();
-    m_installation.useStore();
-  }
+  void SetUp() override { m_installation.useStore(); }
   void TearDown() override { MachineStore::setRoot(m_previousRoot); }
 
-  // The home path read after storing `bytes` as the value, "failed" when the lookup fails.
-  std::string homeFrom(const std::string& bytes) {
-    std::filesystem::create_directories(m_installation.storeRoot() + "/SOFTWARE/Kestrane/Norvane");
-    testsupport::writeFile(m_installation.storeRoot() + kValueFile, bytes);
-    return lookUp();
-  }
-  // Both lookups; each must fail or succeed together and leave the path alone on failure.
+  // Both lookups; each must fail or succeed together and leave the path alone on
+  // failure. The home path, or "failed".
   std::string lookUp() {
     std::string path = "untouched", config = "untouched";
     const int status = System::get_instance()->getNorvaneHomePath(path);
@@ -41,8 +33,8 @@ class HomePathTest : public ::testing::Test {
     return path;
   }
 
+  const std::string m_previousRoot = MachineStore::getRoot();
   TempInstallation m_installation;
-  std::string m_previousRoot;
 };
 
 }  // namespace
@@ -50,7 +42,8 @@ class HomePathTest : public ::testing::Test {
 TEST_F(HomePathTest, StoredValueRules) {
   EXPECT_STREQ("/etc/kestrane/registry", MachineStore::DEFAULT_ROOT);
   EXPECT_EQ("failed", lookUp());  // no key
-  std::filesystem::create_directories(m_installation.storeRoot() + "/SOFTWARE/Kestrane/Norvane");
+  const std::string value = m_installation.storeRoot() + kValueFile;
+  std::filesystem::create_directories(std::filesystem::path(value).parent_path());
   EXPECT_EQ("failed", lookUp());  // key without value
   const struct { std::string bytes, expected; } rows[] = {
       {"/Opt/Norvane Home/", "/Opt/Norvane Home/"},  // case and trailing separator kept
@@ -60,23 +53,20 @@ TEST_F(HomePathTest, StoredValueRules) {
       {std::string(1024, 'h') + "\n", std::string(1024, 'h')},
       {std::string(1025, 'h'), "failed"}, {std::string(100000, 'h'), "failed"},
   };
-  for (const auto& row : rows) EXPECT_EQ(row.expected, homeFrom(row.bytes)) << row.bytes.substr(0, 30);
-  std::filesystem::remove(m_installation.storeRoot() + kValueFile);
-  std::filesystem::create_directories(m_installation.storeRoot() + kValueFile);
+  for (const auto& row : rows) {
+    testsupport::writeFile(value, row.bytes);
+    EXPECT_EQ(row.expected, lookUp()) << row.bytes.substr(0, 30);
+  }
+  std::filesystem::remove(value);
+  std::filesystem::create_directories(value);
   EXPECT_EQ("failed", lookUp());  // the value is a directory
 }
 
-TEST_F(HomePathTest, WebServerHomeAppendsToWhateverThePathHeld) {
-  std::string path = "old";
-  const auto webHome = [&path] {
-    return std::to_string(System::get_instance()->getNorvaneWebServerHomePath(path)) + " " + path;
-  };
-  EXPECT_EQ("0 old/server/", webHome());
-  m_installation.registerHome();
-  EXPECT_EQ("0 " + m_installation.home() + "/server/", webHome());
-}
-
+// The web server's home is appended to whatever the path held.
 TEST_F(HomePathTest, SetRootRedirectsEveryLookupAndSetWritesWhatIsReadOrReportsWhy) {
+  std::string path = "old";
+  EXPECT_EQ(0, System::get_instance()->getNorvaneWebServerHomePath(path));
+  EXPECT_EQ("old/server/", path);
   m_installation.registerHome("/first");
   EXPECT_EQ("/first", lookUp());
   TempInstallation other;
@@ -85,6 +75,9 @@ TEST_F(HomePathTest, SetRootRedirectsEveryLookupAndSetWritesWhatIsReadOrReportsW
   EXPECT_EQ(other.storeRoot() + kValueFile, MachineStore::homeValueLocation());
   EXPECT_EQ("/opt/norvane\n", testsupport::readFile(MachineStore::homeValueLocation()));
   EXPECT_EQ("/opt/norvane", lookUp());
+  path.clear();
+  EXPECT_EQ(0, System::get_instance()->getNorvaneWebServerHomePath(path));
+  EXPECT_EQ("/opt/norvane/server/", path);
   // A file where the key's directory should be makes the write fail.
   testsupport::writeFile(other.root() + "/blocked", "not a directory");
   MachineStore::setRoot(other.root() + "/blocked");

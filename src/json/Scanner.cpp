@@ -202,46 +202,49 @@ void Scanner::scanString(Token& token) {
   token.escaped = escaped;
 }
 
-bool Scanner::nextToken(Token& token) {
+bool Scanner::skipSpace() {
   for (;;) {
     const char* p = at(m_pos);
     const char* end = at(m_limit);
     while (p != end && classOf(*p) == kSpace) ++p;
     m_pos = offsetOf(p);
-    if (p != end) break;
+    if (p != end) return true;
     if (!refill()) return false;
   }
+}
+
+bool Scanner::single(Token& token, TokenKind kind) {
+  token.kind = kind;
+  token.end = ++m_pos;
+  return true;
+}
+
+void Scanner::scanNumber() {
+  ++m_pos;
+  for (;;) {
+    const char* p = at(m_pos);
+    const char* end = at(m_limit);
+    while (p != end && classOf(*p) == kNumberChar) ++p;
+    m_pos = offsetOf(p);
+    if (p != end || !refill()) break;
+  }
+}
+
+bool Scanner::nextToken(Token& token) {
+  if (!skipSpace()) return false;
   m_keep = m_pos;
   token.begin = m_pos;
   token.escaped = false;
   switch (*at(m_pos)) {
+    case ',': return single(token, TokenKind::kNextElement);
+    case ':': return single(token, TokenKind::kMemberAssign);
+    case '[': return single(token, TokenKind::kArrayBegin);
+    case ']': return single(token, TokenKind::kArrayEnd);
+    case '{': return single(token, TokenKind::kObjectBegin);
+    case '}': return single(token, TokenKind::kObjectEnd);
     case '"':
       token.kind = TokenKind::kString;
       scanString(token);
-      break;
-    case ',':
-      token.kind = TokenKind::kNextElement;
-      ++m_pos;
-      break;
-    case ':':
-      token.kind = TokenKind::kMemberAssign;
-      ++m_pos;
-      break;
-    case '[':
-      token.kind = TokenKind::kArrayBegin;
-      ++m_pos;
-      break;
-    case ']':
-      token.kind = TokenKind::kArrayEnd;
-      ++m_pos;
-      break;
-    case '{':
-      token.kind = TokenKind::kObjectBegin;
-      ++m_pos;
-      break;
-    case '}':
-      token.kind = TokenKind::kObjectEnd;
-      ++m_pos;
       break;
     case 'f':
       token.kind = TokenKind::kBoolean;
@@ -258,14 +261,7 @@ bool Scanner::nextToken(Token& token) {
     case '-': case '0': case '1': case '2': case '3': case '4':
     case '5': case '6': case '7': case '8': case '9':
       token.kind = TokenKind::kNumber;
-      ++m_pos;
-      for (;;) {
-        const char* p = at(m_pos);
-        const char* end = at(m_limit);
-        while (p != end && classOf(*p) == kNumberChar) ++p;
-        m_pos = offsetOf(p);
-        if (p != end || !refill()) break;
-      }
+      scanNumber();
       break;
     default:
       fail(std::string("Unexpected character in stream: ") + *at(m_pos), m_pos);

@@ -104,6 +104,11 @@ class Scanner {
   [[noreturn]] void fail(const std::string& message, size_t offset) const;
   void expect(const char* expected, size_t length);
   void scanString(Token& token);
+  // Moves past white space, refilling as needed; false at the end of the source.
+  bool skipSpace();
+  // A token of one character.
+  bool single(Token& token, TokenKind kind);
+  void scanNumber();
 
   std::streambuf* m_source;
   std::unique_ptr<char[]> m_buffer;

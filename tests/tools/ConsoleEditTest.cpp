@@ -24,14 +24,14 @@ const std::string kBackup =
     R"({"name": "backup mail", "isActive": true, "type": "EMAIL", "host": "backup.example.com", "port": 25,
         "authentication": {"type": "AUTH-LOGIN"}, "username": "relay", "password": ""})";
 
-// The first action of the file as it now stands.
-json::Object firstAction(const ConsoleHome& installation) {
+json::Object action(const std::string& text) { return jsontest::read(text); }
+
+// The first action of the file as it now stands, written out.
+std::string firstAction(const ConsoleHome& installation) {
   const json::Object alerts = installation.alerts();
   const json::Array& actions = alerts["alertConfiguration"]["properties"]["actions"];
-  return actions[0];
+  return jsontest::write(json::Object(actions[0]));
 }
-
-json::Object action(const std::string& text) { return jsontest::read(text); }
 
 // The one entry the SMTP server file holds, or an object {"failure": "<what came back>"}.
 json::Object storedServer(const ConsoleHome& installation) {
@@ -82,7 +82,7 @@ TEST(ConsoleEditTest, AnswersReplaceSenderHostPortAndRecipients) {
     EXPECT_EQ(0, installation.console("2\n" + c.answers + "\n3\n").exitCode);
     json::Object expected = action(kMailer);
     for (const json::Object::Member& member : action("{" + c.changed + "}")) expected[member.name] = member.element;
-    EXPECT_EQ(jsontest::write(expected), jsontest::write(firstAction(installation))) << c.changed;
+    EXPECT_EQ(jsontest::write(expected), firstAction(installation)) << c.changed;
     EXPECT_FALSE(std::filesystem::exists(installation.smtpFile()));
   }
 }
@@ -100,7 +100,7 @@ TEST(ConsoleEditTest, NoLoginEmptiesTheSmtpServerFileWhateverOthersUse) {
     expected.erase(expected.find("username"));
     expected.erase(expected.find("password"));
     expected["authentication"]["type"] = json::String("NONE");
-    EXPECT_EQ(jsontest::write(expected), jsontest::write(firstAction(installation)));
+    EXPECT_EQ(jsontest::write(expected), firstAction(installation));
     EXPECT_NE(std::string::npos, transcript.find(heading(2, "backup mail", 1))) << transcript;
   }
 }
@@ -126,7 +126,7 @@ TEST(ConsoleEditTest, PasswordLoginStoresTheActionInTheSmtpServerFileOnly) {
     EXPECT_NE(std::string::npos, run.find(kAuthenticationChoice + c.prompts + kMenu + "|")) << c.what << run;
     json::Object saved = action(kMailer);
     saved["username"] = json::String("bob");
-    EXPECT_EQ(jsontest::write(saved), jsontest::write(firstAction(installation))) << c.what;
+    EXPECT_EQ(jsontest::write(saved), firstAction(installation)) << c.what;
     saved["password"] = json::String(c.password);
     EXPECT_EQ(jsontest::write(saved), jsontest::write(storedServer(installation))) << c.what;
     if (!c.password.empty()) {
@@ -147,7 +147,7 @@ TEST(ConsoleEditTest, SmtpServerFileThatCannotBeReadBlocksTheSave) {
                                                          "decryptEmailConfig- e-mail functionality will not work "
                                                          "as expected"));
     // The file claims a login whose password is nowhere.
-    EXPECT_EQ(jsontest::write(action(kMailer)), jsontest::write(firstAction(installation)));
+    EXPECT_EQ(jsontest::write(action(kMailer)), firstAction(installation));
   }
 }
 
@@ -161,7 +161,7 @@ TEST(ConsoleEditTest, EachSaveLeavesOneEntryTheLastEmailActionOfTheWalk) {
   // The pending password makes every later e-mail action store itself too, with the
   // empty password of the file: the SMTP server file ends with the second action.
   EXPECT_EQ(jsontest::write(action(kBackup)), jsontest::write(storedServer(installation)));
-  EXPECT_EQ("other.example.com", static_cast<const json::String&>(firstAction(installation)["host"]).Value());
+  EXPECT_NE(std::string::npos, firstAction(installation).find("other.example.com"));
 }
 
 TEST(ConsoleEditTest, InvalidLoginChoiceChangesNothing) {
@@ -172,7 +172,7 @@ TEST(ConsoleEditTest, InvalidLoginChoiceChangesNothing) {
             run.find(kAuthenticationChoice + "\n\t\t\t\t Invalid option selected. Continuing with current AUTH type " +
                      kMenu + "|"))
       << run;
-  EXPECT_EQ(jsontest::write(action(kRelay)), jsontest::write(firstAction(installation)));
+  EXPECT_EQ(jsontest::write(action(kRelay)), firstAction(installation));
 }
 
 TEST(ConsoleEditTest, LoginWithoutUserNameStopsTheConsoleUnsaved) {
@@ -198,5 +198,5 @@ TEST(ConsoleEditTest, EndOfInputKeepsTheRestAndCompletesTheWalk) {
   EXPECT_EQ(kAuthenticationChoice + kMenu, run.out.substr(run.out.size() - kAuthenticationChoice.size() - kMenu.size()));
   json::Object expected = action(kMailer);
   expected["sender"] = json::String("new@example.com");
-  EXPECT_EQ(jsontest::write(expected), jsontest::write(firstAction(installation)));
+  EXPECT_EQ(jsontest::write(expected), firstAction(installation));
 }

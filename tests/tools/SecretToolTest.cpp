@@ -333,32 +333,26 @@ TEST(SecretToolTest, AlteredOrNonJsonSecretsAreNeverShown) {
             shown(store.ctl({"rekey"})));
 }
 
+// `check` reports `line` among its lines and exits with `exitCode` (-1: any).
+void expectCheck(const Store& store, int exitCode, const std::string& line) {
+  const ToolResult check = store.ctl({"check"});
+  if (exitCode != -1) EXPECT_EQ(exitCode, check.exitCode) << line;
+  EXPECT_NE(std::string::npos, check.out.find(line)) << check.out;
+}
+
 TEST(SecretToolTest, CheckReportsKeyTextAndAnInterruptedRekeyAndItsRecovery) {
   Store store(1);
   const std::string journal = store.bin() + "/rekey.journal";
   writeFile(journal, std::string("norvane re-key journal pending\n") + store.bin() + "/key.store" + '\0' +
                          store.bin() + "/value.store" + '\0' + store.server(0) + '\0');
   writeFile(store.servers() + "/.user0.rekey-new", "half");
-  const ToolResult before = store.ctl({"check"});
-  EXPECT_NE(std::string::npos, before.out.find("PROBLEM  re-key: an interrupted re-key is waiting for recovery (" +
-                                               journal + ")\n"))
-      << before.out;
+  expectCheck(store, 1, "PROBLEM  re-key: an interrupted re-key is waiting for recovery (" + journal + ")\n");
   EXPECT_EQ(0, store.lost());
-  EXPECT_NE(std::string::npos, store.ctl({"check"}).out.find(
-                                   "ok       re-key: an interrupted re-key was recovered: undid a re-key that had "
-                                   "not committed: every secret stays under the old key\n"));
+  expectCheck(store, -1, "ok       re-key: an interrupted re-key was recovered: undid a re-key that had not "
+                        "committed: every secret stays under the old key\n");
   EXPECT_FALSE(std::filesystem::exists(store.servers() + "/.user0.rekey-new"));
-
   writeFile(store.servers() + "/zz-garbled", std::string(32, 'g'));
-  const ToolResult garbled = store.ctl({"check"});
-  EXPECT_EQ(1, garbled.exitCode);
-  EXPECT_NE(std::string::npos, garbled.out.find("PROBLEM  secrets: these stored secrets do not decipher: zz-garbled\n"))
-      << garbled.out;
-
+  expectCheck(store, 1, "PROBLEM  secrets: these stored secrets do not decipher: zz-garbled\n");
   writeFile(store.bin() + "/key.store", "not a key at all, but long enough!!!");
-  const ToolResult check = store.ctl({"check"});
-  EXPECT_EQ(1, check.exitCode);
-  EXPECT_NE(std::string::npos, check.out.find("PROBLEM  key store: " + store.bin() +
-                                              "/key.store is not the UUID text that "))
-      << check.out;
+  expectCheck(store, 1, "PROBLEM  key store: " + store.bin() + "/key.store is not the UUID text that ");
 }

@@ -66,27 +66,6 @@ TEST(ConsoleEditTest, EnterAtEveryPromptRewritesTheFileUnchanged) {
   EXPECT_FALSE(std::filesystem::exists(installation.smtpFile()));
 }
 
-TEST(ConsoleEditTest, AnswersReplaceSenderHostPortAndRecipients) {
-  const struct {
-    std::string answers;  // sender, host, port, recipients
-    std::string changed;  // the members of the first action that differ afterwards
-  } cases[] = {
-      {"new@example.com\n\nabc\n\n", R"("sender": "new@example.com", "port": 0)"},
-      {"\nmx.example.com\n2525x\n c@example.com ; d@example.com;\n",
-       R"("host": "mx.example.com", "port": 2525, "to": ["c@example.com", "d@example.com", ""])"},
-      {"\n\n-1\n;\n", R"("port": -1, "to": ["", ""])"},
-  };
-  for (const auto& c : cases) {
-    ConsoleHome installation;
-    installation.writeAlerts(document(kMailer + "," + kTrap));
-    EXPECT_EQ(0, installation.console("2\n" + c.answers + "\n3\n").exitCode);
-    json::Object expected = action(kMailer);
-    for (const json::Object::Member& member : action("{" + c.changed + "}")) expected[member.name] = member.element;
-    EXPECT_EQ(jsontest::write(expected), firstAction(installation)) << c.changed;
-    EXPECT_FALSE(std::filesystem::exists(installation.smtpFile()));
-  }
-}
-
 TEST(ConsoleEditTest, NoLoginEmptiesTheSmtpServerFileWhateverOthersUse) {
   for (const bool existed : {false, true}) {
     ConsoleHome installation;
@@ -136,21 +115,6 @@ TEST(ConsoleEditTest, PasswordLoginStoresTheActionInTheSmtpServerFileOnly) {
   }
 }
 
-TEST(ConsoleEditTest, SmtpServerFileThatCannotBeReadBlocksTheSave) {
-  for (const bool garbled : {false, true}) {
-    ConsoleHome installation;
-    installation.writeAlerts(document(kMailer));
-    if (garbled) writeFile(installation.smtpFile(), std::string(20, 'x'));
-    EXPECT_EQ(0, installation.console("2\n\n\n\n\n2\n\nsecret\n3\n").exitCode);
-    EXPECT_EQ(garbled ? std::string(20, 'x') : "", readFile(installation.smtpFile()));
-    EXPECT_NE(std::string::npos, installation.log().find("LWMConsole:encryptEmail - Problem during "
-                                                         "decryptEmailConfig- e-mail functionality will not work "
-                                                         "as expected"));
-    // The file claims a login whose password is nowhere.
-    EXPECT_EQ(jsontest::write(action(kMailer)), firstAction(installation));
-  }
-}
-
 TEST(ConsoleEditTest, EachSaveLeavesOneEntryTheLastEmailActionOfTheWalk) {
   ConsoleHome installation;
   installation.writeAlerts(document(kMailer + "," + kTrap + "," + kBackup));
@@ -164,39 +128,61 @@ TEST(ConsoleEditTest, EachSaveLeavesOneEntryTheLastEmailActionOfTheWalk) {
   EXPECT_NE(std::string::npos, firstAction(installation).find("other.example.com"));
 }
 
-TEST(ConsoleEditTest, InvalidLoginChoiceChangesNothing) {
-  ConsoleHome installation;
-  installation.writeAlerts(document(kRelay));
-  const std::string run = shown(installation.console("2\n\n\n7\n3\n"));
-  EXPECT_NE(std::string::npos,
-            run.find(kAuthenticationChoice + "\n\t\t\t\t Invalid option selected. Continuing with current AUTH type " +
-                     kMenu + "|"))
-      << run;
-  EXPECT_EQ(jsontest::write(action(kRelay)), firstAction(installation));
+// Each row: the first action (and the others), the SMTP server file before ("<none>" for
+// no file) and after, the input, the run's end, and the members of the first action that
+// differ afterwards. Answers replace sender, host, port and recipients; an SMTP server file that cannot be read blocks the save of the
+// password (the file then claims a login whose password is nowhere); a login without a
+// user name stops the console before anything is written.
+TEST(ConsoleEditTest, EditsThatLeaveTheSmtpServerFileAlone) {
+  const std::string noUser = R"({"type": "EMAIL", "host": "h", "port": 25, "authentication": {"type": "NONE"}})";
+  const struct {
+    const char* what;
+    std::string first, others, smtp, input, end, changed;
+  } cases[] = {
+      {"sender and port", kMailer, "," + kTrap, "<none>", "2\nnew@example.com\n\nabc\n\n\n3\n", "0|" + kMenu + "|",
+       R"("sender": "new@example.com", "port": 0)"},
+      {"host, port and recipients", kMailer, "," + kTrap, "<none>",
+       "2\n\nmx.example.com\n2525x\n c@example.com ; d@example.com;\n\n3\n", "0|" + kMenu + "|",
+       R"("host": "mx.example.com", "port": 2525, "to": ["c@example.com", "d@example.com", ""])"},
+      {"port and recipients", kMailer, "," + kTrap, "<none>", "2\n\n\n-1\n;\n\n3\n", "0|" + kMenu + "|",
+       R"("port": -1, "to": ["", ""])"},
+      {"no SMTP server file", kMailer, "", "<none>", "2\n\n\n\n\n2\n\nsecret\n3\n", "0|" + kMenu + "|", ""},
+      {"garbled SMTP server file", kMailer, "", std::string(20, 'x'), "2\n\n\n\n\n2\n\nsecret\n3\n",
+       "0|" + kMenu + "|", ""},
+      {"invalid login choice", kRelay, "", "<none>", "2\n\n\n7\n3\n",
+       "0|" + kAuthenticationChoice + "\n\t\t\t\t Invalid option selected. Continuing with current AUTH type " +
+           kMenu + "|",
+       ""},
+      {"login without user name", noUser, "", "", "2\n\n\n2\n\nsecret\n3\n",
+       "1|norvanectl: the console stopped: Object member not found: username\n", ""},
+      // Both actions are walked, and the menu shows once more before it ends.
+      {"end of input", kMailer, "," + kRelay, "<none>", "2\nnew@example.com\n",
+       "0|" + heading(2, "night mail", 1) + kPressEnter + prompt("host", "relay") +
+           "\n\t Update To (seperated by ;) - \n\n\t authentication: \n\t\t Current - type: NONE" +
+           kAuthenticationChoice + kMenu + "|",
+       R"("sender": "new@example.com")"},
+  };
+  for (const auto& c : cases) {
+    ConsoleHome installation;
+    const std::string original = document(c.first + c.others);
+    installation.writeAlerts(original);
+    if (c.smtp != "<none>") writeFile(installation.smtpFile(), c.smtp);
+    const std::string run = shown(installation.console(c.input));
+    EXPECT_EQ(c.end, run.substr(0, 2) + run.substr(run.size() - std::min(run.size(), c.end.size() - 2))) << c.what;
+    EXPECT_EQ(c.smtp, std::filesystem::exists(installation.smtpFile()) ? readFile(installation.smtpFile()) : "<none>")
+        << c.what;
+    if (c.first == noUser) {
+      EXPECT_EQ(original, readFile(installation.alertFile()));
+      continue;
+    }
+    json::Object expected = action(c.first);
+    for (const json::Object::Member& member : action("{" + c.changed + "}")) expected[member.name] = member.element;
+    EXPECT_EQ(jsontest::write(expected), firstAction(installation)) << c.what;
+    if (c.input.find("secret") == std::string::npos) continue;
+    EXPECT_NE(std::string::npos, installation.log().find("LWMConsole:encryptEmail - Problem during "
+                                                         "decryptEmailConfig- e-mail functionality will not work "
+                                                         "as expected"))
+        << c.what;
+  }
 }
 
-TEST(ConsoleEditTest, LoginWithoutUserNameStopsTheConsoleUnsaved) {
-  ConsoleHome installation;
-  const std::string original =
-      document(R"({"type": "EMAIL", "host": "h", "port": 25, "authentication": {"type": "NONE"}})");
-  installation.writeAlerts(original);
-  writeFile(installation.smtpFile(), "");
-  const testsupport::ToolResult run = installation.console("2\n\n\n2\n\nsecret\n3\n");
-  EXPECT_EQ(1, run.exitCode);
-  EXPECT_EQ("norvanectl: the console stopped: Object member not found: username\n", run.err);
-  EXPECT_EQ(original, readFile(installation.alertFile()));
-  EXPECT_EQ("", readFile(installation.smtpFile()));
-}
-
-TEST(ConsoleEditTest, EndOfInputKeepsTheRestAndCompletesTheWalk) {
-  ConsoleHome installation;
-  installation.writeAlerts(document(kMailer + "," + kRelay));
-  const testsupport::ToolResult run = installation.console("2\nnew@example.com\n");
-  EXPECT_EQ(0, run.exitCode);
-  // Both actions are walked, and the menu shows once more before it ends.
-  EXPECT_NE(std::string::npos, run.out.find(heading(2, "night mail", 1)));
-  EXPECT_EQ(kAuthenticationChoice + kMenu, run.out.substr(run.out.size() - kAuthenticationChoice.size() - kMenu.size()));
-  json::Object expected = action(kMailer);
-  expected["sender"] = json::String("new@example.com");
-  EXPECT_EQ(jsontest::write(expected), firstAction(installation));
-}

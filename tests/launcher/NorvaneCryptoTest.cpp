@@ -21,6 +21,9 @@ int checksumOf(const std::string& text) {
   return checksum;
 }
 
+// "<checksum>_<text>", as the store files it.
+std::string verified(const std::string& text) { return std::to_string(checksumOf(text)) + "_" + text; }
+
 // "<salt> <key> <iv>" as the store derives them from the current files and adapter.
 std::string derived() {
   std::string salt, key, iv;
@@ -139,11 +142,10 @@ TEST_F(CryptoTest, EncryptWritesWhatOpensslDeciphersOwnerOnly) {
       {"", "0_"},
       {"a", "1424956863_a"},
       {"\xE9", "-1821245256_\xE9"},
-      {"user_name_with_underscores", std::to_string(checksumOf("user_name_with_underscores")) +
-                                         "_user_name_with_underscores"},
-      {std::string(100, 'p'), std::to_string(checksumOf(std::string(100, 'p'))) + "_" + std::string(100, 'p')},
+      {"user_name_with_underscores", verified("user_name_with_underscores")},
+      {std::string(100, 'p'), verified(std::string(100, 'p'))},
       // A zero byte ends the plaintext; the checksum covered the whole string.
-      {std::string("ab\0cd", 5), std::to_string(checksumOf(std::string("ab\0cd", 5))) + "_ab"},
+      {std::string("ab\0cd", 5), verified(std::string("ab\0cd", 5)).c_str()},
   };
   for (const auto& row : rows) {
     std::string resource = row.resource;
@@ -173,7 +175,7 @@ TEST_F(CryptoTest, DecryptReadsOpensslFilesAndGivesThePlaintextLengthOrTheFailur
   const std::string returned = "Debug: NorvaneCrypto:decrypt - Return the Res to the caller";
   const std::string integrityFailed = line("Error", "Data Integrity test failed during decryption process ");
   const std::string thrown = line("Critical", "Exception generated in ") + " @EVP_DecryptFinal_ex";
-  const std::string abc = std::to_string(checksumOf("a_b_c")) + "_a_b_c";
+  const std::string abc = verified("a_b_c");
   const struct {
     std::string plaintext;
     int result;
@@ -219,7 +221,7 @@ TEST_F(CryptoTest, DecryptReadsOpensslFilesAndGivesThePlaintextLengthOrTheFailur
 // cipher run is refused and the old file kept.
 TEST_F(CryptoTest, FailedEncryptionsLogWhereAndKeepTheOldFile) {
   std::string path = bin() + "/resource", nowhere = bin() + "/nowhere/resource", resource = "secret";
-  const std::string verified = std::to_string(checksumOf("secret")) + "_secret";
+  const std::string secret = verified("secret");
   int length = -7;
   systemtest::LogMark mark;
   EXPECT_EQ(-1, crypto().encrypt_str_to_file(resource, length, nowhere));
@@ -234,7 +236,7 @@ TEST_F(CryptoTest, FailedEncryptionsLogWhereAndKeepTheOldFile) {
   resource = "secret";
   length = -7;
   EXPECT_EQ(-1, crypto().encrypt_str_to_file(resource, length, path));
-  EXPECT_EQ(verified, resource);  // replaced before the derivation
+  EXPECT_EQ(secret, resource);  // replaced before the derivation
   EXPECT_EQ(-7, length);
   EXPECT_EQ(old, readFile(path));
   EXPECT_EQ(std::string("Critical: NorvaneCrypto:encrypt - Exception generated in ") + kEncryptName +

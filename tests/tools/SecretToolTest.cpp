@@ -19,6 +19,7 @@
 #include <cstring>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <random>
 #include <sstream>
@@ -56,19 +57,10 @@ NORVANE_CHILD(read_secrets) {
   return 0;
 }
 
-std::vector<std::string> split(const std::string& lines) {
-  std::vector<std::string> parts;
-  std::istringstream in(lines);
-  for (std::string line; std::getline(in, line);) parts.push_back(line);
-  return parts;
-}
-
 bool torture() { return std::getenv("NORVANE_TORTURE") != nullptr; }
 
-std::vector<std::string> syscalls() {
-  if (!torture()) return {"rename"};
-  return {"rename", "fsync", "openat", "write"};
-}
+std::vector<std::string> syscalls() { return torture() ? std::vector<std::string>{"rename", "fsync", "openat", "write"}
+                                                        : std::vector<std::string>{"rename"}; }
 
 std::string secretText(int i, const std::string& version = "") {
   return R"({"values":[{"password":"pw)" + std::to_string(i) + version + R"("}]})";
@@ -110,31 +102,34 @@ struct Store : testsupport::HomedInstallation {
   int lost(const std::vector<std::string>& expected = {}) const {
     std::vector<std::string> args{storeRoot()};
     for (int i = 0; i <= m_count; ++i) args.push_back(path(i));
-    const std::vector<std::string> got = split(testsupport::runChild("read_secrets", args).output);
+    std::istringstream got(testsupport::runChild("read_secrets", args).output);
     int lost = 0;
+    std::string line;
     for (int i = 0; i <= m_count; ++i) {
       const std::string want = i < static_cast<int>(expected.size()) ? expected[i] : secretText(i);
-      if (i >= static_cast<int>(got.size()) || got[i] != want) ++lost;
+      lost += !std::getline(got, line) || line != want;
     }
     return lost;
   }
   int m_count;
 };
 
-// Kills `args` at each `every`-th call of each syscall in turn until a run completes,
-// which must then exit 0. Returns the kill points tried; adds the secrets lost.
-int killAtEveryPoint(const Store& store, const std::vector<std::string>& syscalls, int every,
-                     const std::vector<std::string>& args, int& lost) {
+// Kills `args` (input `input`) at each `every`-th call of each syscall in turn until a
+// run completes; `lostAfterKill` counts the secrets lost after each kill and `afterRun`
+// follows each completed run. Returns the kill points tried; adds the secrets lost.
+int killAtEveryPoint(const Store& store, int every, const std::vector<std::string>& args, const std::string& input,
+                     const std::function<int()>& lostAfterKill, const std::function<void(const ToolResult&)>& afterRun,
+                     int& lost) {
   int points = 0;
-  for (const std::string& syscall : syscalls) {
+  for (const std::string& syscall : syscalls()) {
     for (int n = 1;; n += every) {
-      const ToolResult run = store.killedAt(syscall, n, args);
+      const ToolResult run = store.killedAt(syscall, n, args, input);
       if (run.exitCode != -1) {
-        EXPECT_EQ(0, run.exitCode) << syscall << " " << n << ": " << run.err;
+        afterRun(run);
         break;
       }
       ++points;
-      const int lostHere = store.lost();
+      const int lostHere = lostAfterKill();
       EXPECT_EQ(0, lostHere) << "killed at " << syscall << " call " << n;
       lost += lostHere;
     }
@@ -172,7 +167,9 @@ TEST(SecretToolTest, ARekeyKilledAtAnyFileStepLosesNoSecret) {
   // The fast subset kills at every third rename, commit and roll-forward among them.
   Store store(torture() ? 50 : 2);
   int lost = 0;
-  const int points = killAtEveryPoint(store, syscalls(), torture() ? 1 : 3, {"rekey"}, lost);
+  const int points = killAtEveryPoint(
+      store, torture() ? 1 : 3, {"rekey"}, "", [&] { return store.lost(); },
+      [](const ToolResult& run) { EXPECT_EQ(0, run.exitCode) << run.err; }, lost);
   EXPECT_LT(0, points);
   figure("re-key kill points tried", points);
   figure("re-key secrets lost", lost);
@@ -181,7 +178,6 @@ TEST(SecretToolTest, ARekeyKilledAtAnyFileStepLosesNoSecret) {
   std::mt19937 random(42);
   const int runs = torture() ? 30 : 0;
   for (int run = 0; run < runs; ++run) {
-    std::thread killer;
     const std::string pidFile = store.root() + "/pid";
     std::thread rekey([&] { runTool("/bin/sh", {"-c", "echo $$ > " + pidFile + "; exec " NORVANECTL_PATH
                                                      " --store-root " + store.storeRoot() + " rekey"}); });
@@ -201,19 +197,12 @@ TEST(SecretToolTest, APutKilledAtAnyStepLeavesTheOldOrTheNewValue) {
   Store store(1);
   int lost = 0;
   const std::string newValue = secretText(0, "-new");
-  int points = 0;
-  for (const std::string& syscall : syscalls()) {
-    for (int n = 1;; ++n) {
-      const ToolResult run = store.killedAt(syscall, n, {"secret", "put", store.server(0)}, newValue);
-      if (run.exitCode != -1) break;
-      ++points;
-      // Killed before its rename the put left the old value, after it the new one.
-      const int old = store.lost({secretText(0)}), fresh = store.lost({newValue});
-      EXPECT_TRUE(old == 0 || fresh == 0) << "killed at " << syscall << " call " << n;
-      lost += std::min(old, fresh);
-    }
-    ASSERT_EQ(0, store.ctl({"secret", "put", store.server(0)}, secretText(0)).exitCode);
-  }
+  // Killed before its rename the put left the old value, after it the new one.
+  const int points = killAtEveryPoint(
+      store, 1, {"secret", "put", store.server(0)}, newValue,
+      [&] { return std::min(store.lost({secretText(0)}), store.lost({newValue})); },
+      [&](const ToolResult&) { ASSERT_EQ(0, store.ctl({"secret", "put", store.server(0)}, secretText(0)).exitCode); },
+      lost);
   figure("put kill points tried", points);
   figure("put secrets lost", lost);
 }
@@ -333,32 +322,26 @@ TEST(SecretToolTest, AlteredOrNonJsonSecretsAreNeverShown) {
             shown(store.ctl({"rekey"})));
 }
 
+// `check` reports `line` among its lines and exits with `exitCode` (-1: any).
+void expectCheck(const Store& store, int exitCode, const std::string& line) {
+  const ToolResult check = store.ctl({"check"});
+  if (exitCode != -1) EXPECT_EQ(exitCode, check.exitCode) << line;
+  EXPECT_NE(std::string::npos, check.out.find(line)) << check.out;
+}
+
 TEST(SecretToolTest, CheckReportsKeyTextAndAnInterruptedRekeyAndItsRecovery) {
   Store store(1);
   const std::string journal = store.bin() + "/rekey.journal";
   writeFile(journal, std::string("norvane re-key journal pending\n") + store.bin() + "/key.store" + '\0' +
                          store.bin() + "/value.store" + '\0' + store.server(0) + '\0');
   writeFile(store.servers() + "/.user0.rekey-new", "half");
-  const ToolResult before = store.ctl({"check"});
-  EXPECT_NE(std::string::npos, before.out.find("PROBLEM  re-key: an interrupted re-key is waiting for recovery (" +
-                                               journal + ")\n"))
-      << before.out;
+  expectCheck(store, 1, "PROBLEM  re-key: an interrupted re-key is waiting for recovery (" + journal + ")\n");
   EXPECT_EQ(0, store.lost());
-  EXPECT_NE(std::string::npos, store.ctl({"check"}).out.find(
-                                   "ok       re-key: an interrupted re-key was recovered: undid a re-key that had "
-                                   "not committed: every secret stays under the old key\n"));
+  expectCheck(store, -1, "ok       re-key: an interrupted re-key was recovered: undid a re-key that had not "
+                        "committed: every secret stays under the old key\n");
   EXPECT_FALSE(std::filesystem::exists(store.servers() + "/.user0.rekey-new"));
-
   writeFile(store.servers() + "/zz-garbled", std::string(32, 'g'));
-  const ToolResult garbled = store.ctl({"check"});
-  EXPECT_EQ(1, garbled.exitCode);
-  EXPECT_NE(std::string::npos, garbled.out.find("PROBLEM  secrets: these stored secrets do not decipher: zz-garbled\n"))
-      << garbled.out;
-
+  expectCheck(store, 1, "PROBLEM  secrets: these stored secrets do not decipher: zz-garbled\n");
   writeFile(store.bin() + "/key.store", "not a key at all, but long enough!!!");
-  const ToolResult check = store.ctl({"check"});
-  EXPECT_EQ(1, check.exitCode);
-  EXPECT_NE(std::string::npos, check.out.find("PROBLEM  key store: " + store.bin() +
-                                              "/key.store is not the UUID text that "))
-      << check.out;
+  expectCheck(store, 1, "PROBLEM  key store: " + store.bin() + "/key.store is not the UUID text that ");
 }

@@ -16,26 +16,12 @@ using jsontest::write;
 
 TEST(WriterTest, LayoutWithTabsSeparatorsAndNestedContainers) {
   EXPECT_EQ(write(Object()), "{}");
-  Object object;
-  object["a"] = Number(1);
-  object["b"][size_t(0)] = Boolean(true);
-  object["b"][size_t(2)] = String("x");
-  object["c"]["d"] = Array();
-  object["e"] = Number(0.1);
-  object["f"] = Object();
-  object["g"] = Boolean(false);
-  object["h"][size_t(0)]["k"] = Null();
-  object["h"][size_t(1)] = Array();
-  object["h"][size_t(2)][size_t(0)] = Number(2);
+  const Object object = jsontest::read(
+      R"({"a":1,"b":[true,null,"x"],"c":{"d":[]},"e":0.1,"f":{},"g":false,"h":[{"k":null},[],[2]]})");
   EXPECT_EQ(write(object),
-            "{\n\t\"a\" : 1,\n"
-            "\t\"b\" : [\n\t\ttrue,\n\t\tnull,\n\t\t\"x\"\n\t],\n"
-            "\t\"c\" : {\n\t\t\"d\" : []\n\t},\n"
-            "\t\"e\" : 0.10000000000000000555,\n"
-            "\t\"f\" : {},\n"
-            "\t\"g\" : false,\n"
-            "\t\"h\" : [\n\t\t{\n\t\t\t\"k\" : null\n\t\t},\n\t\t[],\n\t\t[\n\t\t\t2\n\t\t]\n\t]\n"
-            "}");
+            "{\n\t\"a\" : 1,\n\t\"b\" : [\n\t\ttrue,\n\t\tnull,\n\t\t\"x\"\n\t],\n\t\"c\" : {\n\t\t\"d\" : []\n\t},\n"
+            "\t\"e\" : 0.10000000000000000555,\n\t\"f\" : {},\n\t\"g\" : false,\n"
+            "\t\"h\" : [\n\t\t{\n\t\t\t\"k\" : null\n\t\t},\n\t\t[],\n\t\t[\n\t\t\t2\n\t\t]\n\t]\n}");
 }
 
 // Every number reads as printf's "%.20g" gives it: the ends of the range and of
@@ -89,20 +75,16 @@ TEST(WriterTest, EscapesOnlyTheSevenCharactersOfTheStringRule) {
 }
 
 TEST(WriterTest, FlushesAfterEachLineAndAtTheEnd) {
-  Object object;
-  object["a"] = Number(1);
-  object["b"]["c"] = Null();
+  const Object object = jsontest::read(R"({"a":1,"b":{"c":null}})");
   jsontest::RecordingBuffer recorder(true);
   std::ostream out(&recorder);
   Writer::Write(object, out);
-  const std::vector<std::string> expected = {
-      "{\n",
-      "{\n\t\"a\" : 1,\n",
-      "{\n\t\"a\" : 1,\n\t\"b\" : {\n",
-      "{\n\t\"a\" : 1,\n\t\"b\" : {\n\t\t\"c\" : null\n",
-      "{\n\t\"a\" : 1,\n\t\"b\" : {\n\t\t\"c\" : null\n\t}\n",
-      "{\n\t\"a\" : 1,\n\t\"b\" : {\n\t\t\"c\" : null\n\t}\n}",
-  };
+  // One flush at each line end, holding all written so far, and one at the end.
+  const std::string whole = "{\n\t\"a\" : 1,\n\t\"b\" : {\n\t\t\"c\" : null\n\t}\n}";
+  std::vector<std::string> expected;
+  for (size_t end = whole.find('\n'); end != std::string::npos; end = whole.find('\n', end + 1))
+    expected.push_back(whole.substr(0, end + 1));
+  expected.push_back(whole);
   EXPECT_EQ(recorder.flushes, expected);
   // Only a plain string stream takes its lines in pieces; a buffer derived from
   // one is flushed line by line, too.
@@ -123,9 +105,7 @@ TEST(WriterTest, FlushesAfterEachLineAndAtTheEnd) {
 // flushed before each write and each flush; unit buffering syncs after each write
 // and after each flush.
 TEST(WriterTest, StreamStateTiedStreamsAndUnitBufferingAreRespected) {
-  Object object;
-  object["a"] = Number(1);
-  object["b"] = Null();  // three line ends, then the last line: 4 writes, 4 flushes
+  const Object object = jsontest::read(R"({"a":1,"b":null})");  // three line ends, then the last line: 4 writes, 4 flushes
 
   jsontest::RecordingBuffer failedSink(true);
   std::ostream failed(&failedSink);

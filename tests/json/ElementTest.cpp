@@ -1,9 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <json/Array.h>
-#include <json/Object.h>
-#include <json/UnknownElement.h>
-
 #include <iterator>
 
 #include "json/JsonTestSupport.h"

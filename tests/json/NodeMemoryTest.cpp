@@ -2,15 +2,9 @@
 // as one built node by node: parts kept past the document, changed with nodes made
 // outside a read, and let go of on other threads than the reader's. The address
 // sanitizer run is what catches a node freed twice, too early or never.
-#include <gtest/gtest.h>
 
-#include <json/Reader.h>
-#include <json/Writer.h>
-
-#include <string>
 #include <thread>
 #include <utility>
-#include <vector>
 
 #include "json/JsonTestSupport.h"
 

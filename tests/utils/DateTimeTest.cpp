@@ -29,8 +29,7 @@ std::string rfc(std::int64_t controllerSeconds) { return DateTime::getRFC3339Tim
 
 std::int64_t y2k() {
   std::int64_t time = 0;
-  DateTime::getY2kTime(&time);
-  return time;
+  return DateTime::getY2kTime(&time), time;
 }
 
 // "hour isdst" of broken-down time.

@@ -73,12 +73,8 @@ Lines operator+(Lines lines, const Lines& more) {
 
 TEST(SocketTest, RepliesAreReadUntilTheyEndInCarriageReturnAndLineFeed) {
   const std::string block(1024, 'a');
-  const struct {
-    const char* name;
-    std::vector<std::string> script;
-    std::string buffer;  // what the caller's buffer holds, up to its first NUL
-    Lines log;
-  } rows[] = {
+  // buffer: what the caller's buffer holds, up to its first NUL.
+  const struct { const char* name; std::vector<std::string> script; std::string buffer; Lines log; } rows[] = {
       {"whole", {"220 ready\r\n"}, "220 ready\r\n", {"Debug: Received buffer 220 ready"}},
       {"pieces", {"220 rea", "~100", "dy\r\n"}, "dy\r\nrea", {"Debug: Received buffer 220 ready"}},
       {"early end", {"250-first\r\n", "~100", "250 last\r\n"}, "250-first\r\n", {"Debug: Received buffer 250-first"}},

@@ -30,6 +30,12 @@ std::string kindsOf(const Elements& elements) {
   for (const UnknownElement& element : elements) kinds += kindOf(element) + ";";
   return kinds;
 }
+// "name=kind;" of an object's members, in order.
+std::string membersOf(const Object& object) {
+  std::string members;
+  for (const Object::Member& member : object) members += member.name + "=" + kindOf(member.element) + ";";
+  return members;
+}
 
 }  // namespace
 
@@ -73,18 +79,13 @@ TEST(ElementTest, ObjectKeepsInsertionOrderAndRefusesDuplicateNames) {
   object.insert(Object::Member("m", Number(3)), object.begin());
   EXPECT_EQ(errorOf([&] { object.insert(Object::Member("a", Number(2))); }),
             "Object member already exists: a");
-  std::string names;
-  for (const Object::Member& member : object) names += member.name + "=" + kindOf(member.element) + ";";
-  EXPECT_EQ(names, "m=number;z=number;a=null;");
+  EXPECT_EQ(membersOf(object), "m=number;z=number;a=null;");
   EXPECT_EQ(object.find("c"), object.end());
   object.erase(object.find("m"));
-  EXPECT_EQ(object.begin()->name, "z");
-  UnknownElement& added = object["b"];  // a missing name is added as null...
-  EXPECT_EQ(kindOf(added), "null");
-  EXPECT_EQ(std::prev(object.end())->name, "b");
+  object["b"];  // a missing name is added as null...
   const Object& constObject = object;  // ...but only through non-const access
   EXPECT_EQ(errorOf([&] { constObject["third"]; }), "Object member not found: third");
-  EXPECT_EQ(object.size(), 3u);
+  EXPECT_EQ(membersOf(object), "z=number;a=null;b=null;");
   object.clear();
   EXPECT_TRUE(object.empty());
 }
@@ -107,7 +108,7 @@ TEST(ElementTest, ArrayIndexPastTheEndFillsTheGapWithNulls) {
 TEST(ElementTest, ElementIndexingTurnsTheElementIntoAContainer) {
   UnknownElement element(Number(3));
   element["name"] = String("v");
-  EXPECT_EQ(kindOf(element), "object");
+  EXPECT_EQ(membersOf(element), "name=string;");
   EXPECT_EQ(element["name"].convertTo<String>().Value(), "v");
   const UnknownElement& constElement = element;
   EXPECT_EQ(errorOf([&] { constElement["other"]; }), "Object member not found: other");
@@ -135,8 +136,7 @@ TEST(ElementTest, CopiesAreDeepAndAssignmentMayTakeOwnChild) {
   copy = std::move(copy["list"]);
   EXPECT_EQ(copy[size_t(0)]["x"].convertTo<Number>().Value(), 2.0);
   UnknownElement moved(std::move(copy));
-  EXPECT_EQ(kindOf(copy), "null");
-  EXPECT_EQ(kindOf(moved), "array");
+  EXPECT_EQ(kindOf(copy) + " " + kindOf(moved), "null array");
 }
 
 TEST(ElementTest, EqualityByKindValueAndOrder) {

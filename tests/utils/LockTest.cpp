@@ -72,8 +72,7 @@ TEST(LockTest, CopiesOfAMutexOrAHoldShareItAndAssignmentReleasesNothing) {
     EXPECT_FALSE(otherThreadCanLock(original));
     NeverDestroyed<Lock> holdCopy(hold);
     EXPECT_TRUE(holdCopy.object->is_locked());
-    Lock empty(nullptr, false);
-    *holdCopy.object = empty;
+    *holdCopy.object = Lock(nullptr, false);
     EXPECT_FALSE(holdCopy.object->is_locked());
     EXPECT_FALSE(otherThreadCanLock(original));
     *copy.object = assigned;
@@ -93,15 +92,13 @@ TEST(SharedLockTest, ReadersShareWritersExcludeBothWaysAndCopiesShareTheMutex) {
   SharedMutex mutex;
   {
     SharedLock_SMutex reader(&mutex, false);
-    EXPECT_TRUE(reader.is_locked());
-    EXPECT_TRUE(NeverDestroyed<SharedLock_SMutex>(reader).object->is_locked());
+    EXPECT_TRUE(reader.is_locked() && NeverDestroyed<SharedLock_SMutex>(reader).object->is_locked());
     EXPECT_EQ(otherThreadCanTake(mutex), "read -");
   }
   {
     NeverDestroyed<SharedMutex> copy(mutex);
     UniqueLock_SMutex writer(copy.object, true);
-    EXPECT_TRUE(writer.is_locked());
-    EXPECT_TRUE(NeverDestroyed<UniqueLock_SMutex>(writer).object->is_locked());
+    EXPECT_TRUE(writer.is_locked() && NeverDestroyed<UniqueLock_SMutex>(writer).object->is_locked());
     EXPECT_EQ(otherThreadCanTake(mutex), "- -");
   }
   EXPECT_EQ(otherThreadCanTake(mutex), "read write");

@@ -101,11 +101,7 @@ TEST(ThreadTest, JoiningItselfThrowsAndChangesNothing) {
   Thread thread("selfish", [&] {
     constructed.wait();
     countBefore = activeCount();
-    try {
-      self->join();
-    } catch (const std::exception& error) {
-      message = error.what();
-    }
+    try { self->join(); } catch (const std::exception& error) { message = error.what(); }
     countAfter = activeCount();
   });
   self = &thread;

@@ -126,9 +126,7 @@ TEST(DateTimeTextTest, BoostFormWithItsZoneOrThePresentForUnreadableText) {
       // Equal instants; the difference is of local times: two hours.
       ROW("0", summer > eight), ROW("0", eight > summer), ROW("7200", eight.get_diff(summer).get_in_seconds()),
   });
-  const DateTime before;
-  const DateTime garbage("garbage");
-  const DateTime after;
+  const DateTime before, garbage("garbage"), after;  // constructed in this order
   EXPECT_FALSE(before > garbage || garbage > after);
   EXPECT_LT(before.get_diff(garbage).get_in_seconds(), 5u);
 }

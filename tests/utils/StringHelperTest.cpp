@@ -102,10 +102,8 @@ TEST(StringHelperTest, HashCodeMatchesHandComputedValuesAndBoost) {
 
 TEST(StringHelperTest, ValidateIPAddtessSetsTheFamilyOrLeavesTheFlags) {
   bool v4 = false, v6 = true;
-  EXPECT_TRUE(StringHelper::validateIPAddtess("10.0.0.1", v4, v6));
-  EXPECT_TRUE(v4 && !v6);
-  EXPECT_TRUE(StringHelper::validateIPAddtess("fe80::1", v4, v6));
-  EXPECT_TRUE(!v4 && v6);
+  EXPECT_TRUE(StringHelper::validateIPAddtess("10.0.0.1", v4, v6) && v4 && !v6);
+  EXPECT_TRUE(StringHelper::validateIPAddtess("fe80::1", v4, v6) && !v4 && v6);
   for (const char* bad : {"0.0.0.0", "::", "hostname", "", "256.1.1.1", "10.0.0.1 ", "1.2.3"}) {
     v4 = v6 = true;
     EXPECT_FALSE(StringHelper::validateIPAddtess(bad, v4, v6)) << bad;

@@ -8,15 +8,11 @@ using namespace json;
 using jsontest::read;
 using jsontest::readError;
 
-namespace {
-
-std::string names(const Object& object) {
+static std::string names(const Object& object) {
   std::string result;
   for (const Object::Member& member : object) result += member.name + ";";
   return result;
 }
-
-}  // namespace
 
 TEST(ReaderTest, ReadsEveryKindAndAddsToWhatTheObjectHolds) {
   Object object;
@@ -24,8 +20,7 @@ TEST(ReaderTest, ReadsEveryKindAndAddsToWhatTheObjectHolds) {
   std::istringstream in(" {\"t\" : true, \"f\":false,\"n\":null, \"s\":\"x\", \"d\":-1.5e2,"
                         "\"o\":{\"in\":[]},\"a\":[1,\"two\",[3]]}\n");
   Reader::Read(object, in);
-  EXPECT_TRUE(in.eof());
-  EXPECT_FALSE(in.fail());
+  EXPECT_TRUE(in.eof() && !in.fail());
   // The writer's text shows each element's kind and value.
   EXPECT_EQ(jsontest::write(object),
             "{\n\t\"old\" : 1,\n\t\"t\" : true,\n\t\"f\" : false,\n\t\"n\" : null,\n\t\"s\" : \"x\",\n"

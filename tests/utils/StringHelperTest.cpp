@@ -12,15 +12,11 @@ using conversiontest::expectRows;
 using utils::StringHelper;
 using Strings = std::vector<std::string>;
 
-namespace {
-
 // `text` after an in-place edit.
-std::string edited(std::string text, const std::function<void(std::string&)>& edit) {
+static std::string edited(std::string text, const std::function<void(std::string&)>& edit) {
   edit(text);
   return text;
 }
-
-}  // namespace
 
 TEST(StringHelperTest, InPlaceEditsAndComparisons) {
   // replace does not rescan inserted text; nothing to find returns instead of looping.

@@ -30,17 +30,13 @@ void expectBlockedUntil(const std::function<bool()>& take, const std::function<v
   EXPECT_TRUE(taken.load());
 }
 
-TEST(LockTest, NullMutexGivesAnEmptyHoldInBothForms) {
+// The mutex is recursive; a failed try of another thread leaves the hold in place.
+// A null mutex gives an empty hold in every form.
+TEST(LockTest, HoldExcludesOtherThreadsUntilEveryHoldIsGone) {
   for (bool tryOnly : {false, true}) {
     EXPECT_FALSE(Lock(nullptr, tryOnly).is_locked()) << tryOnly;
     EXPECT_FALSE(SharedLock_SMutex(nullptr, tryOnly).is_locked()) << tryOnly;
     EXPECT_FALSE(UniqueLock_SMutex(nullptr, tryOnly).is_locked()) << tryOnly;
-  }
-}
-
-// The mutex is recursive; a failed try of another thread leaves the hold in place.
-TEST(LockTest, HoldExcludesOtherThreadsUntilEveryHoldIsGone) {
-  for (bool tryOnly : {false, true}) {
     Mutex mutex;
     {
       Lock hold(&mutex, tryOnly);

@@ -1,9 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <json/Array.h>
-#include <json/Object.h>
-#include <json/UnknownElement.h>
-
 #include <iterator>
 
 #include "json/JsonTestSupport.h"
@@ -36,6 +30,12 @@ std::string kindsOf(const Elements& elements) {
   for (const UnknownElement& element : elements) kinds += kindOf(element) + ";";
   return kinds;
 }
+// "name=kind;" of an object's members, in order.
+std::string membersOf(const Object& object) {
+  std::string members;
+  for (const Object::Member& member : object) members += member.name + "=" + kindOf(member.element) + ";";
+  return members;
+}
 
 }  // namespace
 
@@ -43,9 +43,7 @@ TEST(ElementTest, EachConstructorGivesItsKindAndTrivialTypesTheirDefaults) {
   const UnknownElement made[] = {UnknownElement(), Null(),   Boolean(true), String("x"),
                                  Number(1.5),      Object(), Array()};
   EXPECT_EQ(kindsOf(made), "null;null;boolean;string;number;object;array;");
-  EXPECT_EQ(Number().Value(), 0.0);
-  EXPECT_FALSE(Boolean().Value());
-  EXPECT_EQ(String().Value(), "");
+  EXPECT_TRUE(Number().Value() == 0.0 && !Boolean().Value() && String().Value().empty());
   Number n(2.5);
   static_cast<double&>(n) = 3;
   EXPECT_EQ(n.Value(), 3.0);
@@ -81,18 +79,13 @@ TEST(ElementTest, ObjectKeepsInsertionOrderAndRefusesDuplicateNames) {
   object.insert(Object::Member("m", Number(3)), object.begin());
   EXPECT_EQ(errorOf([&] { object.insert(Object::Member("a", Number(2))); }),
             "Object member already exists: a");
-  std::string names;
-  for (const Object::Member& member : object) names += member.name + "=" + kindOf(member.element) + ";";
-  EXPECT_EQ(names, "m=number;z=number;a=null;");
+  EXPECT_EQ(membersOf(object), "m=number;z=number;a=null;");
   EXPECT_EQ(object.find("c"), object.end());
   object.erase(object.find("m"));
-  EXPECT_EQ(object.begin()->name, "z");
-  UnknownElement& added = object["b"];  // a missing name is added as null...
-  EXPECT_EQ(kindOf(added), "null");
-  EXPECT_EQ(std::prev(object.end())->name, "b");
+  object["b"];  // a missing name is added as null...
   const Object& constObject = object;  // ...but only through non-const access
   EXPECT_EQ(errorOf([&] { constObject["third"]; }), "Object member not found: third");
-  EXPECT_EQ(object.size(), 3u);
+  EXPECT_EQ(membersOf(object), "z=number;a=null;b=null;");
   object.clear();
   EXPECT_TRUE(object.empty());
 }
@@ -115,7 +108,7 @@ TEST(ElementTest, ArrayIndexPastTheEndFillsTheGapWithNulls) {
 TEST(ElementTest, ElementIndexingTurnsTheElementIntoAContainer) {
   UnknownElement element(Number(3));
   element["name"] = String("v");
-  EXPECT_EQ(kindOf(element), "object");
+  EXPECT_EQ(membersOf(element), "name=string;");
   EXPECT_EQ(element["name"].convertTo<String>().Value(), "v");
   const UnknownElement& constElement = element;
   EXPECT_EQ(errorOf([&] { constElement["other"]; }), "Object member not found: other");
@@ -143,30 +136,18 @@ TEST(ElementTest, CopiesAreDeepAndAssignmentMayTakeOwnChild) {
   copy = std::move(copy["list"]);
   EXPECT_EQ(copy[size_t(0)]["x"].convertTo<Number>().Value(), 2.0);
   UnknownElement moved(std::move(copy));
-  EXPECT_EQ(kindOf(copy), "null");
-  EXPECT_EQ(kindOf(moved), "array");
+  EXPECT_EQ(kindOf(copy) + " " + kindOf(moved), "null array");
 }
 
 TEST(ElementTest, EqualityByKindValueAndOrder) {
-  Object ab, ba;
-  ab["a"] = Number(1);
-  ab["b"] = Number(2);
-  ba["b"] = Number(2);
-  ba["a"] = Number(1);
-  Object abc = ab;
-  abc["c"];
-  Array one, other;
-  one.insert(Number(1));
-  one.insert(String("s"));
-  other.insert(String("s"));
-  other.insert(Number(1));
-  const struct {
-    UnknownElement left, right;
-    bool equal;
-  } rows[] = {{UnknownElement(), Null(), true}, {Number(1), Number(1), true}, {Number(1), Number(2), false},
-              {Number(1), String("1"), false}, {Object(), Array(), false}, {Null(), Boolean(false), false},
-              {ab, ba, false}, {ab, Object(ab), true}, {ab, abc, false}, {one, other, false},
-              {one, Array(one), true}};
+  const Object ab = jsontest::read(R"({"a":1,"b":2})"), ba = jsontest::read(R"({"b":2,"a":1})"),
+               abc = jsontest::read(R"({"a":1,"b":2,"c":null})");
+  const Object lists = jsontest::read(R"({"one":[1,"s"],"other":["s",1]})");
+  const Array &one = lists["one"], &other = lists["other"];
+  const struct { UnknownElement left, right; bool equal; } rows[] = {
+      {UnknownElement(), Null(), true}, {Number(1), Number(1), true}, {Number(1), Number(2), false},
+      {Number(1), String("1"), false}, {Object(), Array(), false}, {Null(), Boolean(false), false}, {ab, ba, false},
+      {ab, Object(ab), true}, {ab, abc, false}, {one, other, false}, {one, Array(one), true}};
   for (size_t i = 0; i < std::size(rows); ++i) {
     EXPECT_EQ(rows[i].left == rows[i].right, rows[i].equal) << "row " << i;
     EXPECT_EQ(rows[i].left != rows[i].right, !rows[i].equal) << "row " << i;

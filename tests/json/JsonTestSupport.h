@@ -1,6 +1,8 @@
-// Helpers shared by the document tests: reading and writing through strings.
+// Helpers shared by the document tests: reading and writing through strings. Brings
+// gtest and the library's document headers with it.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <json/Reader.h>
 #include <json/Writer.h>
 
@@ -25,15 +27,13 @@ inline std::string write(const json::Object& object) {
   return out.str();
 }
 
-// "line/lineOffset/docOffset", for comparing a location in one expectation.
-inline std::string where(const json::Reader::Location& location) {
-  return std::to_string(location.m_nLine) + "/" + std::to_string(location.m_nLineOffset) + "/" +
-         std::to_string(location.m_nDocOffset);
-}
-
 // What action throws: "message @ loc" for a scan error, "message @ begin - end" for a
-// parse error, the bare message for any other library exception.
+// parse error, the bare message for any other library exception; a location reads
+// "line/lineOffset/docOffset".
 inline std::string errorOf(const std::function<void()>& action) {
+  const auto where = [](const json::Reader::Location& at) {
+    return std::to_string(at.m_nLine) + "/" + std::to_string(at.m_nLineOffset) + "/" + std::to_string(at.m_nDocOffset);
+  };
   try {
     action();
   } catch (const json::Reader::ScanException& e) {

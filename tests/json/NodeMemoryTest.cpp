@@ -2,15 +2,9 @@
 // as one built node by node: parts kept past the document, changed with nodes made
 // outside a read, and let go of on other threads than the reader's. The address
 // sanitizer run is what catches a node freed twice, too early or never.
-#include <gtest/gtest.h>
 
-#include <json/Reader.h>
-#include <json/Writer.h>
-
-#include <string>
 #include <thread>
 #include <utility>
-#include <vector>
 
 #include "json/JsonTestSupport.h"
 
@@ -46,10 +40,7 @@ TEST(NodeMemoryTest, PartsOutliveTheirDocumentAndMixWithNodesMadeLater) {
   kept["tags"][size_t(4)] = Number(2);
   kept.convertTo<Object>().erase(kept.convertTo<Object>().find("name"));
   members["tags"] = kept["tags"];
-  Object expected;
-  expected["id"] = Number(4321);
-  expected["tags"] = read("{\"t\":[true,null,\"t\",null,2]}")["t"];
-  EXPECT_EQ(kept, UnknownElement(expected));
+  EXPECT_EQ(kept, UnknownElement(read(R"({"id":4321,"tags":[true,null,"t",null,2]})")));
   EXPECT_EQ(write(members), "{\n\t\"id\" : 7,\n\t\"name\" : \"record number 7\",\n\t\"tags\" : [\n\t\ttrue,\n"
                             "\t\tnull,\n\t\t\"t\",\n\t\tnull,\n\t\t2\n\t]\n}");
 }

@@ -3,17 +3,12 @@
 // the reader's own, and one that holds a first part and then gives more switches
 // from the first to the second mid-token. Every way gives the same document, the
 // same error locations, and leaves the source read to its end.
-#include <gtest/gtest.h>
-
-#include <json/Reader.h>
 
 #include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <fstream>
 #include <memory>
-#include <sstream>
-#include <string>
 #include <utility>
 
 #include "json/JsonTestSupport.h"

@@ -13,9 +13,11 @@ namespace {
 
 using C = utils::Conversion;
 using conversiontest::expectRows;
-namespace rules = utils::size_rules;
+using namespace utils::size_rules;
+using U64 = std::uint64_t;
+using U16 = std::uint16_t;
 
-constexpr std::uint64_t kAllOnes = std::numeric_limits<std::uint64_t>::max();
+constexpr U64 kAllOnes = std::numeric_limits<U64>::max();
 const double kInfinity = std::numeric_limits<double>::infinity();
 
 // "size unit"; the unit starts as "keep" so that an untouched one shows.
@@ -26,43 +28,35 @@ std::string shown(Convert convert, Size size = 0, std::string unit = "keep") {
 }
 #define SHOWN(Size, ...) shown<Size>([&](Size& s, std::string& u) { __VA_ARGS__; })
 
-using U64 = std::uint64_t;
-using U16 = std::uint16_t;
-std::string display(unsigned base, U64 blocks) {
-  return SHOWN(U64, rules::convertSizeInBlocksToDisplayUnits(base, blocks, s, u));
-}
-std::string bytes16(unsigned base, U16 bytes) { return SHOWN(U16, rules::convertSizeFromBytes16(base, bytes, s, u)); }
+std::string display(unsigned base, U64 n) { return SHOWN(U64, convertSizeInBlocksToDisplayUnits(base, n, s, u)); }
+std::string bytes16(unsigned base, U16 bytes) { return SHOWN(U16, convertSizeFromBytes16(base, bytes, s, u)); }
 std::string bytes32(std::uint32_t bytes) { return SHOWN(U16, C::convertSizeFromBytes(bytes, s, u)); }
 std::string stripe(U16 kb) { return SHOWN(U16, C::convertStripeSize(kb, s, u)); }
 std::string fromMB(double mb) { return SHOWN(double, C::convertSizeFromMB(mb, s, u)); }
-std::string suitable(unsigned base, U64 blocks) {
-  return SHOWN(double, rules::convertSizeInBlocksToSuitableUnits(base, blocks, s, u));
-}
+std::string suitable(unsigned base, U64 n) { return SHOWN(double, convertSizeInBlocksToSuitableUnits(base, n, s, u)); }
 // The result starts at 99 so that a kept one shows; the unit is written back.
 std::string toKB(double size, const std::string& unit) {
   return shown<U64>([&](U64& r, std::string& u) { C::convertSizeToKB(size, r, u); }, 99, unit);
 }
 std::string drive(unsigned base, U64 blocks, std::uint32_t blockSize, bool makerRule) {
-  return SHOWN(double,
-               rules::convertSizeInBlocksToSuitableUnitsUsingBlocks(base, blocks, s, u, blockSize, makerRule));
+  return SHOWN(double, convertSizeInBlocksToSuitableUnitsUsingBlocks(base, blocks, s, u, blockSize, makerRule));
 }
-std::uint64_t toBlocks(unsigned base, double size, const std::string& unit, std::uint16_t blockSize) {
-  std::uint64_t blocks = 77;  // kept for units and bases without a rule
-  rules::convertSizeToBlocks(base, blocks, size, unit, blockSize);
-  return blocks;
+// The blocks start at 77, kept for units and bases without a rule; the size in
+// megabytes at -1.
+U64 toBlocks(unsigned base, double size, const std::string& unit, U16 blockSize) {
+  U64 blocks = 77;
+  return convertSizeToBlocks(base, blocks, size, unit, blockSize), blocks;
 }
 double inMB(unsigned base, double size, const std::string& unit) {
   double result = -1;
-  rules::convertSizeInMB(base, size, unit, result);
-  return result;
+  return convertSizeInMB(base, size, unit, result), result;
 }
 
 TEST(ConversionSizeTest, RoundingAndArraySizes) {
   expectRows({
       // Halves go away from zero; zero takes the negative branch.
-      ROW("3", C::round(2.5)), ROW("-3", C::round(-2.5)), ROW("2", C::round(2.49)),
-      ROW("-0", C::round(0.0)), ROW("1.235", C::my_round(1.23456, 3.0)),
-      ROW("3", C::my_round(2.5, 0.0)), ROW("-1.24", C::my_round(-1.235, 2.0)),
+      ROW("3", C::round(2.5)), ROW("-3", C::round(-2.5)), ROW("2", C::round(2.49)), ROW("-0", C::round(0.0)),
+      ROW("1.235", C::my_round(1.23456, 3.0)), ROW("3", C::my_round(2.5, 0.0)), ROW("-1.24", C::my_round(-1.235, 2.0)),
       ROW("400", C::calculateArraySizeInBlocks(100, 4, 0)), ROW("100", C::calculateArraySizeInBlocks(100, 4, 1)),
       ROW("300", C::calculateArraySizeInBlocks(100, 4, 5)), ROW("200", C::calculateArraySizeInBlocks(100, 4, 6)),
       ROW("100", C::calculateArraySizeInBlocks(100, 4, 17)),
@@ -73,9 +67,7 @@ TEST(ConversionSizeTest, RoundingAndArraySizes) {
   for (std::uint8_t level : {10, 18, 23, 50, 60, 255}) {
     EXPECT_EQ(kAllOnes, C::calculateArraySizeInBlocks(100, 4, level)) << int(level);
   }
-  const auto share = [](std::uint8_t level, std::uint16_t drives) {
-    return C::processSizeForRaidLevel(10.0, level, drives);
-  };
+  const auto share = [](std::uint8_t level, U16 drives) { return C::processSizeForRaidLevel(10.0, level, drives); };
   expectRows({
       ROW("40", share(0, 4)), ROW("40", share(23, 4)), ROW("30", share(5, 4)), ROW("30", share(50, 4)),
       ROW("20", share(6, 4)), ROW("20", share(60, 4)), ROW("20", share(17, 5)), ROW("20", share(18, 5)),
@@ -85,15 +77,13 @@ TEST(ConversionSizeTest, RoundingAndArraySizes) {
 
 TEST(ConversionSizeTest, DisplayUnitsTruncateAndNameByBase) {
   expectRows({
-      ROW("1 GB", display(1024, 2097152)), ROW("1 GiB", display(1000, 2097152)),
-      ROW("1 keep", display(512, 2097152)), ROW("1 KB", display(1024, 3)),
-      ROW("512 B", display(1024, 1)), ROW("15 EB", display(1024, kAllOnes)),
+      ROW("1 GB", display(1024, 2097152)), ROW("1 GiB", display(1000, 2097152)), ROW("1 keep", display(512, 2097152)),
+      ROW("1 KB", display(1024, 3)), ROW("512 B", display(1024, 1)), ROW("15 EB", display(1024, kAllOnes)),
       ROW("0 B", display(1024, std::uint64_t{1} << 55)),  // the shift drops the top
       ROW("1023 B", bytes32(1023)), ROW("1 KB", bytes32(1024)), ROW("3 GB", bytes32(0xffffffff)),
-      ROW("2 KB", bytes16(1024, 2048)), ROW("2 KiB", bytes16(1000, 2048)),
-      ROW("63 keep", bytes16(0, 65535)), ROW("64 KB", stripe(64)), ROW("1 MB", stripe(1024)),
-      ROW("63 MB", stripe(65535)), ROW("512 MB", fromMB(512)), ROW("1.5 GB", fromMB(1536)),
-      ROW("1 TB", fromMB(1048576)), ROW("-5 MB", fromMB(-5)),
+      ROW("2 KB", bytes16(1024, 2048)), ROW("2 KiB", bytes16(1000, 2048)), ROW("63 keep", bytes16(0, 65535)),
+      ROW("64 KB", stripe(64)), ROW("1 MB", stripe(1024)), ROW("63 MB", stripe(65535)), ROW("512 MB", fromMB(512)),
+      ROW("1.5 GB", fromMB(1536)), ROW("1 TB", fromMB(1048576)), ROW("-5 MB", fromMB(-5)),
       // From megabytes the climb stops at the last unit.
       ROW("1024 ZB", fromMB(std::ldexp(1.0, 60))), ROW("inf ZB", fromMB(kInfinity)),
       // Suitable units: three decimals.
@@ -109,8 +99,8 @@ TEST(ConversionSizeTest, ToBlocksKnowsOnlyTheUnitNamesOfItsBase) {
       ROW("2199023255552", toBlocks(1024, 1.0, "PB", 512)), ROW("2", toBlocks(1024, 8.0, "KB", 4096)),
       ROW("1536", toBlocks(1000, 3.0, "MiB", 2048)), ROW("0", toBlocks(1024, 0.3, "KB", 512)),
       // 1000 >> 10 is 0: the quotient is infinite, which converts to 0.
-      ROW("0", toBlocks(1024, 8.0, "KB", 1000)),
-      ROW("77", toBlocks(1000, 1.0, "GB", 512)), ROW("77", toBlocks(1023, 1.0, "GB", 512)),
+      ROW("0", toBlocks(1024, 8.0, "KB", 1000)), ROW("77", toBlocks(1000, 1.0, "GB", 512)),
+      ROW("77", toBlocks(1023, 1.0, "GB", 512)),
   });
   for (const char* unit : {"GiB", "B", "EB", "ZB", "gb", " GB", ""}) {
     EXPECT_EQ(77u, toBlocks(1024, 1.0, unit, 512)) << unit;
@@ -133,14 +123,14 @@ TEST(ConversionSizeTest, ToKBClimbsAndEndsAfterOneWrapOfTheIndex) {
 TEST(ConversionSizeTest, InMBShiftsInThirtyTwoBitsForTheSmallUnits) {
   expectRows({
       ROW("947912704", inMB(1024, 5000.0, "TB")), ROW("1024", inMB(1024, 1.5, "GB")),
-      ROW("3", inMB(1024, 3145728.0, "B")), ROW("2", inMB(1024, 2048.0, "KB")),
-      ROW("7", inMB(1024, 7.9, "MB")), ROW("0", inMB(1024, 4194304.0, "GB")),
-      ROW("1073741824", inMB(1024, 1.0, "PB")), ROW("1099511627776", inMB(1024, 1.0, "EB")),
-      ROW("1.12589990684262e+15", inMB(1024, 1.0, "ZB")), ROW("1048576", inMB(1000, 1.0, "TiB")),
+      ROW("3", inMB(1024, 3145728.0, "B")), ROW("2", inMB(1024, 2048.0, "KB")), ROW("7", inMB(1024, 7.9, "MB")),
+      ROW("0", inMB(1024, 4194304.0, "GB")), ROW("1073741824", inMB(1024, 1.0, "PB")),
+      ROW("1099511627776", inMB(1024, 1.0, "EB")), ROW("1.12589990684262e+15", inMB(1024, 1.0, "ZB")),
+      ROW("1048576", inMB(1000, 1.0, "TiB")),
       // Only the low 32 bits of the whole part count.
       ROW("4294967295", inMB(1024, -1.0, "MB")), ROW("2", inMB(1024, 4294967298.0, "MB")),
-      ROW("-1", inMB(1024, 1.0, "MiB")), ROW("-1", inMB(1000, 1.0, "MB")),
-      ROW("-1", inMB(2048, 1.0, "MB")), ROW("-1", inMB(1024, 1.0, "YB")),
+      ROW("-1", inMB(1024, 1.0, "MiB")), ROW("-1", inMB(1000, 1.0, "MB")), ROW("-1", inMB(2048, 1.0, "MB")),
+      ROW("-1", inMB(1024, 1.0, "YB")),
   });
   EXPECT_EQ(std::ldexp(1.0, 50), inMB(1024, 1.0, "ZB"));
 }
@@ -154,8 +144,7 @@ TEST(ConversionSizeTest, DriveMakerRowsAndTheIdemaInverse) {
       ROW("1 TB", drive(1000, 1953525168, 0, true)),  // 0 means 512
       ROW("1 TB", drive(1000, 244190646, 4096, true)),
       // Under the 50 GB point the count wraps round; only the fixed rows help.
-      ROW("9.442900589775 ZB", drive(1000, 19531250, 512, true)),
-      ROW("75.543204718125 ZB", drive(1000, 0, 4096, true)),
+      ROW("9.442900589775 ZB", drive(1000, 19531250, 512, true)), ROW("75.543204718125 ZB", drive(1000, 0, 4096, true)),
       // Past the 8000 GB limit: plain powers of 1000.
       ROW("10.24 TB", drive(1000, 20000000000ULL, 512, true)),
       // A total that wraps under the limit reaches the 4096-byte branch.
@@ -164,8 +153,8 @@ TEST(ConversionSizeTest, DriveMakerRowsAndTheIdemaInverse) {
       ROW("2.147483648 GB", drive(1000, 1, 2147483648u, true)),
       // Without the rule, or with base 1024: powers of 1024, not rounded.
       ROW("1 GB", drive(1024, 2097152, 512, true)), ROW("33.9188385009766 GB", drive(1024, 71132960, 512, true)),
-      ROW("931.513389587402 GiB", drive(1000, 1953525168, 512, false)),
-      ROW("1.5 KiB", drive(1000, 3, 0, false)), ROW("8 keep", drive(7, 2, 4096, true)),
+      ROW("931.513389587402 GiB", drive(1000, 1953525168, 512, false)), ROW("1.5 KiB", drive(1000, 3, 0, false)),
+      ROW("8 keep", drive(7, 2, 4096, true)),
   });
 }
 

@@ -20,19 +20,16 @@ TEST(ConversionTextTest, NumbersHexadecimalAndTrimmedByteTexts) {
   char text[] = " ab c \0tail";
   unsigned char bytes[] = " a b\tc\n \0d";
   expectRows({
-      ROW("0", C::to_bool("0")), ROW("1", C::to_bool("2")), ROW("1", C::to_bool("-1")),
-      ROW("0", C::to_bool("yes")), ROW("0", C::to_bool("")),
-      ROW("0", C::is_numeric("")), ROW("0", C::is_numeric("12a")), ROW("0", C::is_numeric("-1")),
-      ROW("0", C::is_numeric(" 1")), ROW("0", C::is_numeric(nullptr)), ROW("1", C::is_numeric("0012")),
-      ROW("16", C::hexStringto_int("0x10")), ROW("8", C::hexStringto_int("010")),
-      ROW("10", C::hexStringto_int("10")), ROW("255", C::hexStringto_int("0XfF")),
-      ROW("0", C::hexStringto_int("zz")), ROW("0", C::hexStringto_int(nullptr)),
-      ROW("0x0", C::U8ArrayToHexString(hex, 0)), ROW("0x0", C::U8ArrayToHexString(hex, -3)),
-      ROW("0x0", C::U8ArrayToHexString(nullptr, 4)), ROW("0xab01", C::U8ArrayToHexString(hex, 2)),
-      ROW("0xab0100ff", C::U8ArrayToHexString(hex, 4)),
-      ROW("0x000a", C::U16ToHexString(10)), ROW("0xffff", C::U16ToHexString(0xffff)),
-      ROW("0xa", C::U64ToHexString(10)), ROW("0x0", C::U64ToHexString(0)),
-      ROW("0xffffffffffffffff", C::U64ToHexString(~0ULL)),
+      ROW("0", C::to_bool("0")), ROW("1", C::to_bool("2")), ROW("1", C::to_bool("-1")), ROW("0", C::to_bool("yes")),
+      ROW("0", C::to_bool("")), ROW("0", C::is_numeric("")), ROW("0", C::is_numeric("12a")),
+      ROW("0", C::is_numeric("-1")), ROW("0", C::is_numeric(" 1")), ROW("0", C::is_numeric(nullptr)),
+      ROW("1", C::is_numeric("0012")), ROW("16", C::hexStringto_int("0x10")), ROW("8", C::hexStringto_int("010")),
+      ROW("10", C::hexStringto_int("10")), ROW("255", C::hexStringto_int("0XfF")), ROW("0", C::hexStringto_int("zz")),
+      ROW("0", C::hexStringto_int(nullptr)), ROW("0x0", C::U8ArrayToHexString(hex, 0)),
+      ROW("0x0", C::U8ArrayToHexString(hex, -3)), ROW("0x0", C::U8ArrayToHexString(nullptr, 4)),
+      ROW("0xab01", C::U8ArrayToHexString(hex, 2)), ROW("0xab0100ff", C::U8ArrayToHexString(hex, 4)),
+      ROW("0x000a", C::U16ToHexString(10)), ROW("0xffff", C::U16ToHexString(0xffff)), ROW("0xa", C::U64ToHexString(10)),
+      ROW("0x0", C::U64ToHexString(0)), ROW("0xffffffffffffffff", C::U64ToHexString(~0ULL)),
       ROW("50 00 c5 00 12 34 56 78", C::toStringSasAddress(0x5000C50012345678ULL)),
       ROW("00 00 00 00 00 00 00 00", C::toStringSasAddress(0)),
       // Byte texts stop at a NUL or the length, then are trimmed.
@@ -46,8 +43,8 @@ TEST(ConversionTextTest, ReplaceUriAnsiDatesAndCipher) {
   std::string out = "old";
   expectRows({
       // The first occurrence only, unlike StringHelper.
-      ROW("aYbX", C::replaceString("aXbX", "X", "Y")),
-      ROW("abc", C::replaceString("abc", "X", "Y")), ROW("aZZc", C::replaceString("abc", "b", "ZZ")),
+      ROW("aYbX", C::replaceString("aXbX", "X", "Y")), ROW("abc", C::replaceString("abc", "X", "Y")),
+      ROW("aZZc", C::replaceString("abc", "b", "ZZ")),
       // The default prefix "/kestrane/storage/ctl/api/1.0" has 29 characters, cut whatever the text.
       ROW("/drives", C::trimPrefixURI("/kestrane/storage/ctl/api/1.0/drives")),
       ROW("/drives", C::trimPrefixURI("/xxxxxxxxxxxxxxxxxxxxxxxxxxxx/drives")), ROW("", C::trimPrefixURI("/short")),
@@ -57,8 +54,8 @@ TEST(ConversionTextTest, ReplaceUriAnsiDatesAndCipher) {
       ROW("2019-xx-05T", C::convertANSIDateToNorvaneDate("Mar  5 2019", "", "xx")),
       ROW("-03-12TT", C::convertANSIDateToNorvaneDate("Mar 12", "T", "03")),
       ROW("-03-T", C::convertANSIDateToNorvaneDate("Mar", "", "03")),
-      ROW("-03-T", C::convertANSIDateToNorvaneDate("", "", "03")),
-      ROW("secret", (C::encrypt("secret", out), out)), ROW("", (C::decrypt("", out), out)),
+      ROW("-03-T", C::convertANSIDateToNorvaneDate("", "", "03")), ROW("secret", (C::encrypt("secret", out), out)),
+      ROW("", (C::decrypt("", out), out)),
   });
 }
 
@@ -75,11 +72,10 @@ TEST(ConversionTextTest, Base64StopsAtANulAndAtPaddingOrAForeignByte) {
       // The walk stands still on a NUL; what came before it is the result.
       ROW("YQ==", C::encodeStringtoBase64(std::string("a\0bcd", 5))),
       ROW("TWFu", C::encodeStringtoBase64(std::string("Man\0Man", 7))),
-      ROW("", C::encodeStringtoBase64(std::string("\0abc", 4))),
-      ROW("Man", C::decodeStringtoBase64("TWFu")), ROW("Ma", C::decodeStringtoBase64("TWE=")),
-      ROW("Ma", C::decodeStringtoBase64("TWE")), ROW("", C::decodeStringtoBase64("T")),
-      ROW("M", C::decodeStringtoBase64("TW!u")), ROW("M", C::decodeStringtoBase64("TQ==TWFu")),
-      ROW("hello world", C::decodeStringtoBase64("aGVsbG8gd29ybGQ=")),
+      ROW("", C::encodeStringtoBase64(std::string("\0abc", 4))), ROW("Man", C::decodeStringtoBase64("TWFu")),
+      ROW("Ma", C::decodeStringtoBase64("TWE=")), ROW("Ma", C::decodeStringtoBase64("TWE")),
+      ROW("", C::decodeStringtoBase64("T")), ROW("M", C::decodeStringtoBase64("TW!u")),
+      ROW("M", C::decodeStringtoBase64("TQ==TWFu")), ROW("hello world", C::decodeStringtoBase64("aGVsbG8gd29ybGQ=")),
       ROW("\xff\xfe\xfd", C::decodeStringtoBase64("//79")), ROW("", C::decodeStringtoBase64(" TWFu")),
       ROW("", C::decodeStringtoBase64("")),
       // The count decides the padding only: the second character still takes in[1].

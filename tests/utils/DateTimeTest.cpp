@@ -29,8 +29,7 @@ std::string rfc(std::int64_t controllerSeconds) { return DateTime::getRFC3339Tim
 
 std::int64_t y2k() {
   std::int64_t time = 0;
-  DateTime::getY2kTime(&time);
-  return time;
+  return DateTime::getY2kTime(&time), time;
 }
 
 // "hour isdst" of broken-down time.
@@ -127,9 +126,7 @@ TEST(DateTimeTextTest, BoostFormWithItsZoneOrThePresentForUnreadableText) {
       // Equal instants; the difference is of local times: two hours.
       ROW("0", summer > eight), ROW("0", eight > summer), ROW("7200", eight.get_diff(summer).get_in_seconds()),
   });
-  const DateTime before;
-  const DateTime garbage("garbage");
-  const DateTime after;
+  const DateTime before, garbage("garbage"), after;  // constructed in this order
   EXPECT_FALSE(before > garbage || garbage > after);
   EXPECT_LT(before.get_diff(garbage).get_in_seconds(), 5u);
 }

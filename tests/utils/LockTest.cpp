@@ -30,17 +30,13 @@ void expectBlockedUntil(const std::function<bool()>& take, const std::function<v
   EXPECT_TRUE(taken.load());
 }
 
-TEST(LockTest, NullMutexGivesAnEmptyHoldInBothForms) {
+// The mutex is recursive; a failed try of another thread leaves the hold in place.
+// A null mutex gives an empty hold in every form.
+TEST(LockTest, HoldExcludesOtherThreadsUntilEveryHoldIsGone) {
   for (bool tryOnly : {false, true}) {
     EXPECT_FALSE(Lock(nullptr, tryOnly).is_locked()) << tryOnly;
     EXPECT_FALSE(SharedLock_SMutex(nullptr, tryOnly).is_locked()) << tryOnly;
     EXPECT_FALSE(UniqueLock_SMutex(nullptr, tryOnly).is_locked()) << tryOnly;
-  }
-}
-
-// The mutex is recursive; a failed try of another thread leaves the hold in place.
-TEST(LockTest, HoldExcludesOtherThreadsUntilEveryHoldIsGone) {
-  for (bool tryOnly : {false, true}) {
     Mutex mutex;
     {
       Lock hold(&mutex, tryOnly);
@@ -72,8 +68,7 @@ TEST(LockTest, CopiesOfAMutexOrAHoldShareItAndAssignmentReleasesNothing) {
     EXPECT_FALSE(otherThreadCanLock(original));
     NeverDestroyed<Lock> holdCopy(hold);
     EXPECT_TRUE(holdCopy.object->is_locked());
-    Lock empty(nullptr, false);
-    *holdCopy.object = empty;
+    *holdCopy.object = Lock(nullptr, false);
     EXPECT_FALSE(holdCopy.object->is_locked());
     EXPECT_FALSE(otherThreadCanLock(original));
     *copy.object = assigned;
@@ -93,15 +88,13 @@ TEST(SharedLockTest, ReadersShareWritersExcludeBothWaysAndCopiesShareTheMutex) {
   SharedMutex mutex;
   {
     SharedLock_SMutex reader(&mutex, false);
-    EXPECT_TRUE(reader.is_locked());
-    EXPECT_TRUE(NeverDestroyed<SharedLock_SMutex>(reader).object->is_locked());
+    EXPECT_TRUE(reader.is_locked() && NeverDestroyed<SharedLock_SMutex>(reader).object->is_locked());
     EXPECT_EQ(otherThreadCanTake(mutex), "read -");
   }
   {
     NeverDestroyed<SharedMutex> copy(mutex);
     UniqueLock_SMutex writer(copy.object, true);
-    EXPECT_TRUE(writer.is_locked());
-    EXPECT_TRUE(NeverDestroyed<UniqueLock_SMutex>(writer).object->is_locked());
+    EXPECT_TRUE(writer.is_locked() && NeverDestroyed<UniqueLock_SMutex>(writer).object->is_locked());
     EXPECT_EQ(otherThreadCanTake(mutex), "- -");
   }
   EXPECT_EQ(otherThreadCanTake(mutex), "read write");
@@ -165,8 +158,7 @@ TEST_F(ConditionTest, NotifyOneThroughACopyWithoutAHoldWakesATimedWaitEarly) {
     flagAfterWait = hold.is_locked();
   });
   releaseWaiters([&] { copy.object->notifyOne(); }, false);
-  EXPECT_TRUE(result);  // woken through the copy, not by the deadline
-  EXPECT_TRUE(flagAfterWait);
+  EXPECT_TRUE(result && flagAfterWait);  // woken through the copy, not by the deadline, holding again
   EXPECT_LT(secondsSince(start), 10.0);
 }
 

@@ -22,16 +22,14 @@ std::string levelAndText(Raid raid) {
 
 TEST(RaidTest, TextsReadInTableOrderUnknownOnesReadZero) {
   expectRows({
-      ROW("0 0", levelAndText(Raid("0"))), ROW("0 0", levelAndText(Raid("00"))),
-      ROW("1 1", levelAndText(Raid("1"))), ROW("17 1", levelAndText(Raid("1E"))),
-      ROW("18 1", levelAndText(Raid("1E_RLQ)"))), ROW("23 1-EC", levelAndText(Raid("1-EC"))),
-      ROW("5 5", levelAndText(Raid("5"))), ROW("6 6", levelAndText(Raid("6"))),
-      ROW("10 10", levelAndText(Raid("10"))), ROW("50 50", levelAndText(Raid("50"))),
-      ROW("60 60", levelAndText(Raid("60"))), ROW("255 UNKNOWN", levelAndText(Raid())),
+      ROW("0 0", levelAndText(Raid("0"))), ROW("0 0", levelAndText(Raid("00"))), ROW("1 1", levelAndText(Raid("1"))),
+      ROW("17 1", levelAndText(Raid("1E"))), ROW("18 1", levelAndText(Raid("1E_RLQ)"))),
+      ROW("23 1-EC", levelAndText(Raid("1-EC"))), ROW("5 5", levelAndText(Raid("5"))),
+      ROW("6 6", levelAndText(Raid("6"))), ROW("10 10", levelAndText(Raid("10"))),
+      ROW("50 50", levelAndText(Raid("50"))), ROW("60 60", levelAndText(Raid("60"))),
+      ROW("255 UNKNOWN", levelAndText(Raid())),
   });
-  for (const char* text : {"", "1E_RLQ", "1e", " 5", "RAID5", "255"}) {
-    EXPECT_EQ(0, Raid(text).getRaidLevel()) << text;
-  }
+  for (const char* text : {"", "1E_RLQ", "1e", " 5", "RAID5", "255"}) EXPECT_EQ(0, Raid(text).getRaidLevel()) << text;
 }
 
 TEST(RaidTest, SetStoresSupportedLevelsAndVariantsOfSeventeen) {

@@ -12,15 +12,11 @@ using conversiontest::expectRows;
 using utils::StringHelper;
 using Strings = std::vector<std::string>;
 
-namespace {
-
 // `text` after an in-place edit.
-std::string edited(std::string text, const std::function<void(std::string&)>& edit) {
+static std::string edited(std::string text, const std::function<void(std::string&)>& edit) {
   edit(text);
   return text;
 }
-
-}  // namespace
 
 TEST(StringHelperTest, InPlaceEditsAndComparisons) {
   // replace does not rescan inserted text; nothing to find returns instead of looping.
@@ -102,10 +98,8 @@ TEST(StringHelperTest, HashCodeMatchesHandComputedValuesAndBoost) {
 
 TEST(StringHelperTest, ValidateIPAddtessSetsTheFamilyOrLeavesTheFlags) {
   bool v4 = false, v6 = true;
-  EXPECT_TRUE(StringHelper::validateIPAddtess("10.0.0.1", v4, v6));
-  EXPECT_TRUE(v4 && !v6);
-  EXPECT_TRUE(StringHelper::validateIPAddtess("fe80::1", v4, v6));
-  EXPECT_TRUE(!v4 && v6);
+  EXPECT_TRUE(StringHelper::validateIPAddtess("10.0.0.1", v4, v6) && v4 && !v6);
+  EXPECT_TRUE(StringHelper::validateIPAddtess("fe80::1", v4, v6) && !v4 && v6);
   for (const char* bad : {"0.0.0.0", "::", "hostname", "", "256.1.1.1", "10.0.0.1 ", "1.2.3"}) {
     v4 = v6 = true;
     EXPECT_FALSE(StringHelper::validateIPAddtess(bad, v4, v6)) << bad;

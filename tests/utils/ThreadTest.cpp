@@ -2,6 +2,7 @@
 #include <pthread.h>
 
 #include <sstream>
+#include <tuple>
 
 #include "utils/ConcurrencyTestSupport.h"
 
@@ -29,10 +30,8 @@ TEST(ThreadTest, EachEntryFormRunsOnceWithItsArguments) {
   Thread three("three", &countRun);
   Thread four("four", [&] { ++viaFunction; });
   for (Thread* thread : {&one, &two, &three, &four}) thread->join();
-  EXPECT_EQ(viaPointer, 1);
-  EXPECT_EQ(target, "payload");
-  EXPECT_EQ(g_noArgumentRuns - noArgumentBefore, 1);
-  EXPECT_EQ(viaFunction.load(), 1);
+  EXPECT_EQ(std::make_tuple(1, std::string("payload"), 1, 1),
+            std::make_tuple(viaPointer, target, g_noArgumentRuns - noArgumentBefore, viaFunction.load()));
 }
 
 TEST(ThreadTest, IdentityIsTheCallingThreadsInPlainLowerCaseHex) {
@@ -70,8 +69,7 @@ TEST(ThreadTest, EqualityNeedsTheSameThreadAndTheSameName) {
   *copy.object = second;
   EXPECT_TRUE(*copy.object == second && !(*copy.object == first));
   gate.open();
-  first.join();
-  second.join();
+  for (Thread* thread : {&first, &second}) thread->join();
 }
 
 TEST(ThreadTest, CountRisesAtStartFallsAtEveryJoinAndIgnoresCopies) {
@@ -83,8 +81,7 @@ TEST(ThreadTest, CountRisesAtStartFallsAtEveryJoinAndIgnoresCopies) {
   EXPECT_EQ(activeCount(), before + 3);
   { NeverDestroyed<Thread> copy(first); }
   EXPECT_EQ(activeCount(), before + 3);
-  first.join();
-  second.join();
+  for (Thread* thread : {&first, &second}) thread->join();
   EXPECT_EQ(activeCount(), before + 1);
   ASSERT_TRUE(concurrencytest::eventually([&] { return thirdEnded.load(); }));
   EXPECT_EQ(activeCount(), before + 1);  // ended, not joined
@@ -104,11 +101,7 @@ TEST(ThreadTest, JoiningItselfThrowsAndChangesNothing) {
   Thread thread("selfish", [&] {
     constructed.wait();
     countBefore = activeCount();
-    try {
-      self->join();
-    } catch (const std::exception& error) {
-      message = error.what();
-    }
+    try { self->join(); } catch (const std::exception& error) { message = error.what(); }
     countAfter = activeCount();
   });
   self = &thread;

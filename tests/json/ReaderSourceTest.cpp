@@ -12,30 +12,10 @@
 #include <utility>
 
 #include "json/JsonTestSupport.h"
+#include "json/PiecewiseBuffer.h"
 
 using namespace json;
 namespace {
-
-// Holds the first `first` characters of a text as its get area, then gives `step`
-// more at each underflow.
-class PiecewiseBuffer : public std::streambuf {
- public:
-  PiecewiseBuffer(std::string text, size_t first, size_t step) : m_text(std::move(text)), m_step(step) {
-    setg(&m_text[0], &m_text[0], &m_text[0] + std::min(first, m_text.size()));
-  }
-
- protected:
-  int_type underflow() override {
-    char* end = &m_text[0] + m_text.size();
-    if (egptr() == end) return traits_type::eof();
-    setg(egptr(), egptr(), egptr() + std::min(m_step, static_cast<size_t>(end - egptr())));
-    return traits_type::to_int_type(*gptr());
-  }
-
- private:
-  std::string m_text;
-  size_t m_step;
-};
 
 // Five lines around a string longer than any first buffer, with escapes on both
 // sides of it; `tail` ends the text.
@@ -77,7 +57,7 @@ TEST(ReaderSourceTest, EverySourceGivesTheSameDocumentErrorsAndEnd) {
         if (first == 2) file->sgetc();
         buffer = std::move(file);
       } else {
-        buffer = std::make_unique<PiecewiseBuffer>(text, first, step);
+        buffer = std::make_unique<jsontest::PiecewiseBuffer>(text, first, step);
       }
       std::istream in(buffer.get());
       Object object;

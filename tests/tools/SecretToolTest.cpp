@@ -32,6 +32,7 @@
 
 #include "platform/Host.h"
 #include "support/ChildProcess.h"
+#include "support/InteractiveProcess.h"
 #include "support/TempInstallation.h"
 #include "support/ToolRun.h"
 
@@ -270,6 +271,22 @@ TEST(SecretToolTest, PutsAndGetsDuringARekeyNeverSeeStaleOrHalfWork) {
   const auto held = platform::host().fileSystem().lockFile(store.bin() + "/secrets.lock.rekey", true, reason);
   ASSERT_TRUE(held) << reason;
   EXPECT_EQ("1||norvanectl: another re-key is running; this one changed nothing\n", shown(store.ctl({"rekey"})));
+}
+
+// A re-key that waits (here for a reader's hold on the store) shows how long it has
+// run on a terminal, and clears the line before its report.
+TEST(SecretToolTest, RekeyShowsItsProgressOnATerminal) {
+  Store store(1);
+  std::string reason;
+  auto reading = platform::host().fileSystem().lockFile(store.bin() + "/secrets.lock", false, reason);
+  ASSERT_TRUE(reading) << reason;
+  testsupport::InteractiveProcess tool(NORVANECTL_PATH, {"--store-root", store.storeRoot(), "rekey"},
+                                       testsupport::InteractiveProcess::kPseudoTerminal);
+  EXPECT_TRUE(tool.waitFor("\rre-keying: 1 s", 5000)) << tool.output();
+  reading.reset();
+  ASSERT_EQ(0, tool.finish(30000)) << tool.output();
+  EXPECT_NE(std::string::npos, tool.output().find("\r\033[K Encrypting Manage Server List Success!\r\n")) << tool.output();
+  EXPECT_NE(std::string::npos, tool.output().find("rekey: 2 files re-keyed, 0 failed\r\n")) << tool.output();
 }
 
 TEST(SecretToolTest, ModesHoldAtUmaskZero) {

@@ -156,14 +156,17 @@ int runSecret(Invocation& call) {
   return finish(showSecret(call, path));
 }
 
-// "re-keying: N s" on a terminal, once a second after the first, until stopped.
+// "re-keying: N s" on a terminal, once a second after the first, until stopped. The
+// line is cleared when it stops, so the run's own rows start on a clean line.
 class Progress {
  public:
   explicit Progress(std::ostream& err) : m_err(err), m_shown(isatty(STDERR_FILENO) == 1) {
     if (m_shown) m_thread = std::thread([this] { run(); });
   }
-  ~Progress() {
-    if (!m_shown) return;
+  ~Progress() { stop(); }
+
+  void stop() {
+    if (!m_thread.joinable()) return;
     {
       std::lock_guard<std::mutex> hold(m_mutex);
       m_done = true;
@@ -188,6 +191,30 @@ class Progress {
   std::condition_variable m_wake;
   bool m_done = false;
   int m_seconds = 0;
+};
+
+// While alive, standard output passes through it: the re-key's first row ends the
+// progress line, which would otherwise share the terminal line with it.
+class ProgressEndingOutput : public std::streambuf {
+ public:
+  explicit ProgressEndingOutput(Progress& progress) : m_progress(progress), m_target(std::cout.rdbuf(this)) {}
+  ~ProgressEndingOutput() override { std::cout.rdbuf(m_target); }
+
+ protected:
+  int_type overflow(int_type c) override {
+    m_progress.stop();
+    if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);
+    return m_target->sputc(traits_type::to_char_type(c));
+  }
+  std::streamsize xsputn(const char* text, std::streamsize length) override {
+    m_progress.stop();
+    return m_target->sputn(text, length);
+  }
+  int sync() override { return m_target->pubsync(); }
+
+ private:
+  Progress& m_progress;
+  std::streambuf* m_target;
 };
 
 // The run's result as the operator needs it: 1 whenever a secret is not under the
@@ -217,6 +244,7 @@ int runRekey(Invocation& call) {
     {
       // The run prints its own progress on standard output, line by line.
       Progress progress(call.err);
+      ProgressEndingOutput rows(progress);
       result = store().reKey();
     }
     return finish(reportReKey(call, result));

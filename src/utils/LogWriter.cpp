@@ -400,7 +400,9 @@ void LogWriter::applyFileName() {
   if (directoryLength + 1 + nameLength >= sizeof m_logPath) return;
   // The separator the configured path used.
   const char separator = m_logPath[directoryLength];
-  std::snprintf(m_logPath, sizeof m_logPath, "%s%c%s", m_logDirectory, separator, m_chosenFileName);
+  std::memcpy(m_logPath, m_logDirectory, directoryLength);
+  m_logPath[directoryLength] = separator;
+  std::memcpy(m_logPath + directoryLength + 1, m_chosenFileName, nameLength + 1);
   std::memcpy(m_baseName, m_chosenFileName, nameLength - 4);
   m_baseName[nameLength - 4] = '\0';
 }

@@ -342,7 +342,9 @@ TEST(SecretToolTest, AlteredOrNonJsonSecretsAreNeverShown) {
 // `check` reports `line` among its lines and exits with `exitCode` (-1: any).
 void expectCheck(const Store& store, int exitCode, const std::string& line) {
   const ToolResult check = store.ctl({"check"});
-  if (exitCode != -1) EXPECT_EQ(exitCode, check.exitCode) << line;
+  if (exitCode != -1) {
+    EXPECT_EQ(exitCode, check.exitCode) << line;
+  }
   EXPECT_NE(std::string::npos, check.out.find(line)) << check.out;
 }
 

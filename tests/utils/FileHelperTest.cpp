@@ -173,7 +173,9 @@ TEST_F(FileHelperTest, WriteJsonFileGoesBelowTheHomeOrToTheDefaultLocation) {
     const auto result = testsupport::runChild("write_json", {c.home, "/doc.json", c.defaultLocation, c.subFolder});
     ASSERT_EQ(0, result.exitCode) << result.output;
     EXPECT_NE(std::string::npos, result.output.find(c.output)) << c.written << result.output;
-    if (!c.written.empty()) EXPECT_EQ(document.str(), readFile(c.written));
+    if (!c.written.empty()) {
+      EXPECT_EQ(document.str(), readFile(c.written));
+    }
     EXPECT_EQ(c.written == m_dir + "/doc.json", fs::exists(m_dir + "/doc.json")) << c.written;
     fs::remove(m_dir + "/doc.json");
   }

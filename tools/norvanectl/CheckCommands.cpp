@@ -256,24 +256,6 @@ std::vector<Finding> examine() {
   return findings;
 }
 
-// Text as a JSON string, quotes included.
-std::string jsonString(const std::string& text) {
-  std::string quoted = "\"";
-  for (const char c : text) {
-    if (c == '"' || c == '\\') {
-      quoted += '\\';
-      quoted += c;
-    } else if (static_cast<unsigned char>(c) < 0x20) {
-      char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(c));
-      quoted += escaped;
-    } else {
-      quoted += c;
-    }
-  }
-  return quoted + "\"";
-}
-
 void printJson(std::ostream& out, const std::vector<Finding>& findings, std::size_t wrong) {
   out << "{\"ok\": " << (wrong == 0 ? "true" : "false") << ", \"problems\": " << wrong << ", \"items\": [";
   for (std::size_t i = 0; i < findings.size(); ++i) {

@@ -1,5 +1,7 @@
 #include "Command.h"
 
+#include <cstdio>
+
 namespace norvanectl {
 namespace {
 
@@ -42,6 +44,23 @@ void printCommandHelp(std::ostream& out, const Command& command) {
   out << "usage: norvanectl [--store-root DIR] " << command.usage << "\n\n" << sentence << ".\n";
   if (!command.details.empty()) out << "\n" << command.details;
   if (!command.details.empty() && command.details.back() != '\n') out << "\n";
+}
+
+std::string jsonString(const std::string& text) {
+  std::string quoted = "\"";
+  for (const char c : text) {
+    if (c == '"' || c == '\\') {
+      quoted += '\\';
+      quoted += c;
+    } else if (static_cast<unsigned char>(c) < 0x20) {
+      char escaped[8];
+      std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(c));
+      quoted += escaped;
+    } else {
+      quoted += c;
+    }
+  }
+  return quoted + "\"";
 }
 
 }  // namespace norvanectl

@@ -40,6 +40,8 @@ int usageError(Invocation& call, const Command& command, const std::string& mess
 // Prints "norvanectl: <message>" to err; returns kFailed.
 int failure(Invocation& call, const std::string& message);
 void printCommandHelp(std::ostream& out, const Command& command);
+// Text as a JSON string, quotes included, for the commands' --json output.
+std::string jsonString(const std::string& text);
 
 }  // namespace norvanectl
 

@@ -22,23 +22,6 @@ constexpr int kAddressSlots = 8192;
 
 std::string inQuotes(const std::string& text) { return "'" + text + "'"; }
 
-std::string jsonText(const std::string& text) {
-  std::string quoted = "\"";
-  for (const char c : text) {
-    if (c == '"' || c == '\\') {
-      quoted += '\\';
-      quoted += c;
-    } else if (static_cast<unsigned char>(c) < 0x20) {
-      char escape[8];
-      std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
-      quoted += escape;
-    } else {
-      quoted += c;
-    }
-  }
-  return quoted + "\"";
-}
-
 // One fact of `host`: the call, its result when it has one, and what it gave, both
 // as the text line shows it and as a JSON value.
 struct HostFact {
@@ -52,14 +35,14 @@ struct HostFact {
 HostFact textFact(const std::string& call, int (utils::System::*get)(std::string&) const) {
   std::string text;
   const int result = (utils::System::get_instance()->*get)(text);
-  return {call, true, result, inQuotes(text), jsonText(text)};
+  return {call, true, result, inQuotes(text), jsonString(text)};
 }
 
 std::string addressList(const std::vector<std::string>& addresses, int count, bool json) {
   std::string text = json ? "[" : std::to_string(count) + ":";
   for (int i = 0; i < count; ++i) {
     const std::string& address = addresses[static_cast<std::size_t>(i)];
-    text += json ? (i == 0 ? "" : ", ") + jsonText(address) : " " + address;
+    text += json ? (i == 0 ? "" : ", ") + jsonString(address) : " " + address;
   }
   return json ? text + "]" : text;
 }
@@ -87,7 +70,7 @@ std::vector<HostFact> hostFacts() {
   facts.push_back(textFact("getServerIp", &utils::System::getServerIp));
   facts.push_back(addressSetFact(system));
   const std::string mac = system.getMACAddress();
-  facts.push_back({"getMACAddress", false, 0, inQuotes(mac), jsonText(mac)});
+  facts.push_back({"getMACAddress", false, 0, inQuotes(mac), jsonString(mac)});
   return facts;
 }
 
@@ -104,7 +87,7 @@ void printFactsAsJson(std::ostream& out, const std::vector<HostFact>& facts) {
   out << "{\n";
   for (std::size_t i = 0; i < facts.size(); ++i) {
     const HostFact& fact = facts[i];
-    out << "  " << jsonText(fact.call) << ": ";
+    out << "  " << jsonString(fact.call) << ": ";
     if (fact.hasResult) {
       out << "{\"result\": " << fact.result << ", \"value\": " << fact.json << "}";
     } else {

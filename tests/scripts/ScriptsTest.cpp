@@ -52,7 +52,7 @@ class ScriptsTest : public ::testing::Test {
 }  // namespace
 
 TEST_F(ScriptsTest, HelpAndWrongArgumentsDoNothingElse) {
-  for (const std::string script : {"setup", "test", "demo", "fuzz", "bench", "docs", "package", "system-test"}) {
+  for (const std::string script : {"setup", "test", "demo", "fuzz", "bench", "docs", "package", "system-test", "torture"}) {
     for (const std::string arguments : {"--help", "-h"}) {
       const std::string shown = run(script, arguments);
       EXPECT_EQ(0u, shown.find("0|usage: scripts/" + script)) << shown;
@@ -75,6 +75,7 @@ TEST_F(ScriptsTest, HelpAndWrongArgumentsDoNothingElse) {
       {"docs", "now", "2||scripts/docs: takes no arguments (see scripts/docs --help)\n"},
       {"package", "--fast", "2||scripts/package: unknown option '--fast'\nTry 'scripts/package --help'.\n"},
       {"package", "a b", "2||scripts/package: one OUTPUT_DIR only\n"},
+      {"torture", "--all", "2||scripts/torture: unknown option --all\nTry 'scripts/torture --help'.\n"},
       {"system-test", "--keep", "2||scripts/system-test: unknown option '--keep'\nTry 'scripts/system-test --help'.\n"},
   };
   for (const auto& c : cases) EXPECT_EQ(c.shown, run(c.script, c.arguments)) << c.script << " " << c.arguments;

@@ -1,8 +1,6 @@
 // Re-keying end to end in the test installation: what every file holds afterwards,
 // deciphered with the new store files, the console lines in order and the result.
 #include <fcntl.h>
-#include <linux/fs.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <json/Exception.h>
@@ -13,6 +11,7 @@
 
 #include "json/JsonTestSupport.h"
 #include "launcher/CryptoTestSupport.h"
+#include "support/Immutable.h"
 #include "support/ChildProcess.h"
 
 using namespace cryptotest;
@@ -20,6 +19,8 @@ using testsupport::readFile;
 using testsupport::writeFile;
 
 namespace {
+
+using testsupport::setImmutable;
 
 // A JSON text as the library's writer gives it, so a file written back compares equal.
 std::string canonical(const std::string& text) { return jsontest::write(jsontest::read(text)); }
@@ -40,19 +41,6 @@ RekeyRun rekey() {
   testing::internal::CaptureStdout();
   const int result = crypto().reKey();
   return {result, testing::internal::GetCapturedStdout()};
-}
-
-// Sets or clears the immutable flag, which even root cannot write through; false
-// where the file system has no such flag.
-bool setImmutable(const std::string& path, bool on) {
-  const int fd = open(path.c_str(), O_RDONLY);
-  if (fd < 0) return false;
-  int flags = 0;
-  bool done = ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0;
-  flags = on ? (flags | FS_IMMUTABLE_FL) : (flags & ~FS_IMMUTABLE_FL);
-  done = done && ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0;
-  close(fd);
-  return done;
 }
 
 // Every name in a directory, sorted, "." and ".." included.

@@ -4,8 +4,6 @@
 // exit codes must tell the truth. NORVANE_TORTURE=1 runs the full counts and prints
 // the figures; without it a fast subset runs.
 #include <fcntl.h>
-#include <linux/fs.h>
-#include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -31,6 +29,7 @@
 #include <utils/MachineStore.h>
 
 #include "platform/Host.h"
+#include "support/Immutable.h"
 #include "support/ChildProcess.h"
 #include "support/InteractiveProcess.h"
 #include "support/TempInstallation.h"
@@ -43,6 +42,8 @@ using testsupport::ToolResult;
 using testsupport::writeFile;
 
 namespace {
+
+using testsupport::setImmutable;
 
 // One line per file: its text without blanks (re-keyed text comes back in the
 // writer's layout), or "<failed>".
@@ -140,18 +141,6 @@ int killAtEveryPoint(const Store& store, int every, const std::vector<std::strin
 
 void figure(const std::string& what, long value) {
   if (torture()) std::cout << "figure: " << what << " = " << value << std::endl;
-}
-
-// Sets or clears the immutable flag, which even root cannot write through.
-bool setImmutable(const std::string& path, bool on) {
-  const int fd = open(path.c_str(), O_RDONLY);
-  if (fd < 0) return false;
-  int flags = 0;
-  bool done = ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0;
-  flags = on ? (flags | FS_IMMUTABLE_FL) : (flags & ~FS_IMMUTABLE_FL);
-  done = done && ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0;
-  close(fd);
-  return done;
 }
 
 std::string modeOf(const std::string& path) {

@@ -107,7 +107,7 @@ TEST(SettingsToolTest, GenerateConfigStaysUnderTheHomeAndWritesOwnerAndGroupOnly
 }
 
 // show-config still shows the known keys after an unknown one. A FIFO in place of the
-// configuration is refused at once: no hang, all defaults.
+// configuration or the alert configuration is refused at once: no hang, all defaults.
 TEST(SettingsToolTest, ShowConfigReportsUnknownKeysAndRefusesAFifoWithoutWaiting) {
   LongHome in;
   writeFile(in.conf, "log_level = 16\n");
@@ -122,4 +122,9 @@ TEST(SettingsToolTest, ShowConfigReportsUnknownKeysAndRefusesAFifoWithoutWaiting
   EXPECT_NE(std::string::npos, check.find(problem(in.conf + " is a named pipe", "make it a readable file, or move it "
                                                   "away and run norvanectl --store-root " + in.storeRoot() +
                                                   " generate-config"))) << check;
+  // Nor does check wait on a FIFO in place of the alert configuration.
+  const std::string alerts = in.home + "/conf/monitor/config-current.json";
+  fs::create_directories(in.home + "/conf/monitor");
+  ASSERT_EQ(0, mkfifo(alerts.c_str(), 0644));
+  EXPECT_NE(std::string::npos, in.ctl({"check"}).find("PROBLEM  alert configuration: " + alerts + " is a named pipe\n"));
 }

@@ -131,6 +131,9 @@ Finding alertConfiguration(const Installation& installation) {
     if (::stat(path.c_str(), &info) == 0) fix = "make " + path + " readable for the server's user";
     return {item, path + ": " + why, fix};
   }
+  // A FIFO would hold the read for ever; the console refuses such a file too.
+  const std::string special = kindOfSpecialFile(path);
+  if (!special.empty()) return {item, path + " is " + special, "move it away; then " + fix};
   std::ifstream in(path);
   json::Object document;
   try {

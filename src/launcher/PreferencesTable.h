@@ -244,10 +244,23 @@ inline std::string asNumber(bool value) { return value ? "1" : "0"; }
 #define NORVANE_TABLE_FILE_TEXT_PATH(value) shown(value)
 #define NORVANE_TABLE_FILE_TEXT_UNWRITTEN(value) shown(value)
 
+// Every kind but UNWRITTEN has a line in the generated file.
+#define NORVANE_TABLE_WRITTEN_NUMBER true
+#define NORVANE_TABLE_WRITTEN_QUIET true
+#define NORVANE_TABLE_WRITTEN_LONG true
+#define NORVANE_TABLE_WRITTEN_PERF true
+#define NORVANE_TABLE_WRITTEN_WORD_FLAG true
+#define NORVANE_TABLE_WRITTEN_FLAG true
+#define NORVANE_TABLE_WRITTEN_TEXT true
+#define NORVANE_TABLE_WRITTEN_LOWER true
+#define NORVANE_TABLE_WRITTEN_OWN_TEXT true
+#define NORVANE_TABLE_WRITTEN_PATH true
+#define NORVANE_TABLE_WRITTEN_UNWRITTEN false
+
 #define NORVANE_TABLE_SETTING(kind, getter, keyConstant, key, defaultConstant, defaultText, comment) \
   Setting{key,                                                                                      \
           NORVANE_TABLE_KIND_##kind,                                                                \
-          std::string(#kind) != "UNWRITTEN",                                                        \
+          NORVANE_TABLE_WRITTEN_##kind,                                                             \
           comment,                                                                                  \
           shown(Preferences::defaultConstant),                                                      \
           [](const Preferences& p) { return NORVANE_TABLE_FILE_TEXT_##kind(p.getter()); },          \

@@ -1,6 +1,5 @@
 // Re-keying end to end in the test installation: what every file holds afterwards,
 // deciphered with the new store files, the console lines in order and the result.
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <json/Exception.h>
@@ -11,16 +10,12 @@
 
 #include "json/JsonTestSupport.h"
 #include "launcher/CryptoTestSupport.h"
-#include "support/Immutable.h"
 #include "support/ChildProcess.h"
+#include "support/Immutable.h"
 
 using namespace cryptotest;
-using testsupport::readFile;
-using testsupport::writeFile;
 
 namespace {
-
-using testsupport::setImmutable;
 
 // A JSON text as the library's writer gives it, so a file written back compares equal.
 std::string canonical(const std::string& text) { return jsontest::write(jsontest::read(text)); }
@@ -36,94 +31,84 @@ std::string plain(std::string path) {
   return crypto().decrypt_file_to_str(path, text) == -1 ? "<failed>" : text;
 }
 
-struct RekeyRun { int result; std::string console; };
-RekeyRun rekey() {
+// The result and the console lines of a run.
+std::string rekey() {
   testing::internal::CaptureStdout();
   const int result = crypto().reKey();
-  return {result, testing::internal::GetCapturedStdout()};
+  return std::to_string(result) + testing::internal::GetCapturedStdout();
 }
 
-// Every name in a directory, sorted, "." and ".." included.
-std::vector<std::string> listing(const std::string& directory) {
-  std::vector<std::string> names{".", ".."};
+// The names in a directory, sorted, each followed by a blank.
+std::string listing(const std::string& directory) {
+  std::vector<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator(directory)) names.push_back(entry.path().filename());
   std::sort(names.begin(), names.end());
-  return names;
+  std::string text;
+  for (const std::string& name : names) text += name + " ";
+  return text;
 }
+
+std::string stores() { return readFile(keyStore()) + readFile(valueStore()); }
 
 const std::string kServer = R"({"values":[{"user":"admin","password":"pw1"}]})";
 const std::string kSmtp = R"({"values":[{"server":"mail.example.com","password":"pw2"}]})";
 
 }  // namespace
 
-class RekeyTest : public CryptoTest {
- protected:
-  std::string stores() { return readFile(keyStore()) + readFile(valueStore()); }
-};
-
-TEST_F(RekeyTest, ReEnciphersEveryServerFileThatHoldsValuesAndTheSmtpFile) {
+// Files without "values" are reported, yet carried over: a secret is never left
+// behind. Nothing staged or backed up is left, and a writer's abandoned temporary
+// is dropped.
+TEST_F(CryptoTest, ReKeyReEnciphersEveryServerFileThatHoldsValuesAndTheSmtpFile) {
   const std::string dave = R"({"values":{"pw":"x"},"more":[1,2]})", carolText = R"({"other":1})";
   put(managedServers() + "alice", kServer);
   put(managedServers() + "Dave", dave);
   writeFile(managedServers() + "b-empty", "");
   writeFile(managedServers() + "A-empty", "");
+  writeFile(managedServers() + ".alice.tmp-0a1b2c", std::string(32, 'g'));
   put(managedServers() + "carol", carolText);
+  put(managedServers() + "erin", "");
   put(smtpFile(), kSmtp);
   std::filesystem::create_directories(managedServers() + "subdir");  // left out of the listing
   const std::string carol = readFile(managedServers() + "carol"), oldStores = stores();
-
   systemtest::LogMark mark;
-  const RekeyRun run = rekey();
-  EXPECT_EQ(1, run.result);
-  EXPECT_EQ(" Not find the valid managed server data / file is empty for user A-empty\n"
+  EXPECT_EQ("1 Not find the valid managed server data / file is empty for user A-empty\n"
             " Not find the valid managed server data / file is empty for user b-empty\n"
             " Not find the valid managed server data for user carol\n"
             " Encrypting Manage Server List Success!\n"
             " Encrypting Manage Server List Success!\n"
             " Encrypting SMTP Server List Success!\n",
-            run.console);
-  // New store files of 36 characters each, and every value under the new key.
+            rekey());
   EXPECT_NE(oldStores, stores());
   EXPECT_EQ(72u, stores().size());
-  // Carol's file without "values" is reported, yet carried over: a secret is never left behind.
   EXPECT_EQ(canonical(kServer) + canonical(dave) + canonical(kSmtp) + canonical(carolText) + "|",
             plain(managedServers() + "alice") + plain(managedServers() + "Dave") + plain(smtpFile()) +
-                plain(managedServers() + "carol") + "|" + readFile(managedServers() + "b-empty"));
+                plain(managedServers() + "carol") + plain(managedServers() + "erin") + "|" +
+                readFile(managedServers() + "b-empty"));
   EXPECT_NE(carol, readFile(managedServers() + "carol"));
-  EXPECT_EQ((std::vector<std::string>{".", "..", "key.store", "managedservers", "secrets.lock", "secrets.lock.rekey",
-                                      "smtpServer", "value.store"}),
-            listing(bin()));
-  // Nothing staged or backed up is left behind.
-  EXPECT_EQ((std::vector<std::string>{".", "..", "A-empty", "Dave", "alice", "b-empty", "carol", "subdir"}),
-            listing(managedServers()));
-
-  // The log names the files it could not re-key; nothing else of the run is logged as an error.
-  std::string errors;
-  for (const std::string& line : entries(mark)) {
-    if (line.rfind("Error: ", 0) == 0) errors += line + "\n";
-  }
+  EXPECT_EQ("key.store managedservers secrets.lock secrets.lock.rekey smtpServer value.store ", listing(bin()));
+  EXPECT_EQ("A-empty Dave alice b-empty carol erin subdir ", listing(managedServers()));
   const std::string empty = "Error: NorvaneCrypto:rekey - Not find the valid managed server data / file is empty "
                             "for user! launcher::NorvaneCrypto::reKey. FileName = \n";
   EXPECT_EQ(empty + empty + "Error: NorvaneCrypto:rekey - Not find the valid managed server data for user carol - "
                             "launcher::NorvaneCrypto::reKey\n",
-            errors);
+            problems(mark));
 }
 
 // Each row: whether alice's file (and a garbled one) is there, the SMTP file ("<garbled>",
 // "<missing>", "<empty file>" or the text put there), the result and the console. A
 // file that does not decipher stops the run before anything changes; empty or valueless
-// files still get new store files.
-TEST_F(RekeyTest, WhatTheFilesHoldDecidesWhetherTheRunGoesOn) {
-  const std::string stopped = " Can not proceed with Rekey. Exit!\n", none = " Cannot find manage server files at "
-                                                                           "path. Proceed with SMTP Server \n";
-  const struct { bool alice, garbled; std::string smtp; int result; std::string console; } rows[] = {
-      {true, true, kSmtp, 0, " Decryption failed for user zzz" + stopped},
-      {true, false, "<garbled>", 0, " Decryption failed for SMTP server." + stopped},
-      {true, false, "<missing>", 0, " Decryption failed for SMTP server." + stopped},
-      {false, false, "<empty file>", 1, none + " File is empty for SMTP server\n"},
-      {false, false, "", 1, none + " No AUTH-LOGIN details found\n Encrypting SMTP Server List Success!\n"},
-      {false, false, R"({"server":"mail"})", 1,
-       none + " Not find the valid smtp server data \n Encrypting SMTP Server List Success!\n"},
+// files still get new store files. A failed integrity test stops it in the JSON reader.
+TEST_F(CryptoTest, ReKeyGoesOnOrStopsAsTheFilesDecide) {
+  const std::string stopped = " Can not proceed with Rekey. Exit!\n",
+                    none = " Cannot find manage server files at path. Proceed with SMTP Server \n";
+  const struct { bool alice, garbled; std::string smtp, console; } rows[] = {
+      {true, true, kSmtp, "0 Decryption failed for user zzz" + stopped},
+      {true, false, "<garbled>", "0 Decryption failed for SMTP server." + stopped},
+      {true, false, "<missing>", "0 Decryption failed for SMTP server." + stopped},
+      {false, false, "<empty file>", "1" + none + " File is empty for SMTP server\n"},
+      {false, false, "", "1" + none + " No AUTH-LOGIN details found\n Encrypting SMTP Server List Success!\n"},
+      {false, false, R"({"server":"mail"})",
+       "1" + none + " Not find the valid smtp server data \n Encrypting SMTP Server List Success!\n"},
   };
   for (const auto& row : rows) {
     SetUp();
@@ -137,10 +122,8 @@ TEST_F(RekeyTest, WhatTheFilesHoldDecidesWhetherTheRunGoesOn) {
       put(smtpFile(), row.smtp);
     }
     const std::string before = stores() + readFile(managedServers() + "alice") + readFile(smtpFile());
-    const RekeyRun run = rekey();
-    EXPECT_EQ(row.result, run.result) << row.smtp;
-    EXPECT_EQ(row.console, run.console) << row.smtp;
-    if (row.result == 0) {
+    EXPECT_EQ(row.console, rekey()) << row.smtp;
+    if (row.console[0] == '0') {
       EXPECT_EQ(before, stores() + readFile(managedServers() + "alice") + readFile(smtpFile())) << row.smtp;
     } else {
       EXPECT_NE(before.substr(0, 72), stores()) << row.smtp;
@@ -149,42 +132,34 @@ TEST_F(RekeyTest, WhatTheFilesHoldDecidesWhetherTheRunGoesOn) {
           << row.smtp;
     }
   }
-}
-
-TEST_F(RekeyTest, AFailedIntegrityTestEndsTheRunInTheJsonReader) {
   // The checksum stays in front of the text, which then is no JSON.
   ASSERT_EQ("", commandOutput("printf '%s' '123_{\"values\":1}' | " + opensslArgs(key(), iv()) + " -out " +
-                      managedServers() + "alice"));
-  put(smtpFile(), kSmtp);
+                              managedServers() + "alice"));
   const std::string before = stores();
-  testing::internal::CaptureStdout();
   EXPECT_THROW(crypto().reKey(), json::Exception);
-  EXPECT_EQ("", testing::internal::GetCapturedStdout());
   EXPECT_EQ(before, stores());
 }
 
-TEST_F(RekeyTest, AFailedWriteIsReportedAndTheRunGoesOnWithResultOne) {
+// A failed write is reported and the run goes on with result 1, but does not commit:
+// every file and both store files stay as they were.
+TEST_F(CryptoTest, ReKeyWithAFailedWriteGoesOnAndCommitsNothing) {
   put(managedServers() + "alice", kServer);
   put(managedServers() + "bob", kServer);
   put(smtpFile(), kSmtp);
   const std::string before = stores() + readFile(managedServers() + "bob") + readFile(smtpFile());
-  if (!setImmutable(managedServers() + "alice", true)) GTEST_SKIP() << "the test home has no immutable flag";
-  const RekeyRun run = rekey();
-  setImmutable(managedServers() + "alice", false);
-  EXPECT_EQ(1, run.result);
-  EXPECT_EQ(" Problem during encrypt on rekey- \n sensitive data functionalities will not work as expected. Exit!\n"
+  if (!testsupport::setImmutable(managedServers() + "alice", true)) GTEST_SKIP() << "the test home has no immutable flag";
+  const std::string console = rekey();
+  testsupport::setImmutable(managedServers() + "alice", false);
+  EXPECT_EQ("1 Problem during encrypt on rekey- \n sensitive data functionalities will not work as expected. Exit!\n"
             " Encrypting Manage Server List Success!\n"
             " Encrypting SMTP Server List Success!\n",
-            run.console);
-  // Not committed: every file and both store files as they were.
+            console);
   EXPECT_EQ(before, stores() + readFile(managedServers() + "bob") + readFile(smtpFile()));
   const launcher::NorvaneCrypto::ReKeyOutcome outcome = launcher::NorvaneCrypto::lastReKeyOutcome();
   EXPECT_EQ("0 2 1", std::to_string(outcome.committed) + " " + std::to_string(outcome.reKeyed) + " " +
                          std::to_string(outcome.failed));
-  EXPECT_EQ((std::vector<std::string>{".", "..", "alice", "bob"}), listing(managedServers()));
+  EXPECT_EQ("alice bob ", listing(managedServers()));
 }
-
-namespace {
 
 // A configuration without a home: the managed server directory as written there.
 NORVANE_CHILD(rekey_with_directory_setting) {
@@ -195,28 +170,21 @@ NORVANE_CHILD(rekey_with_directory_setting) {
   return 0;
 }
 
-}  // namespace
-
+// Settings from the file are lower-cased, so the directory is named in lower case.
 TEST(RekeyDirectorySettingTest, AnEmptyPathOrOneWithoutFinalSlashStopsWithZero) {
-  // Settings from the file are lower-cased, so the directory is named in lower case.
-  const std::string root = "/tmp/norvane-rekey-" + std::to_string(getpid());
-  const std::string servers = root + "/servers";
-  const struct { std::string setting, console; } rows[] = {
-      {"", " Managed Server File path is empty. Exit! \nresult 0\n"},
-      {servers, " Decryption failed for user alice Can not proceed with Rekey. Exit!\nresult 0\n"},
-  };
-  for (const auto& row : rows) {
+  const std::string root = "/tmp/norvane-rekey-" + std::to_string(getpid()), servers = root + "/servers";
+  for (const std::string& setting : {std::string(), servers}) {
     std::filesystem::remove_all(root);
     for (const char* directory : {"/servers", "/work", "/conf", "/store"}) std::filesystem::create_directories(root + directory);
     writeFile(servers + "/alice", std::string(32, 'a'));
     writeFile(root + "/key.store", kKeyStoreText);
     writeFile(root + "/value.store", kValueStoreText);
-    writeFile(root + "/conf/Norvane.conf", "log_level = 0\nMANAGED_SERVER_PATH = " + row.setting +
-                                               "\nkey_store = " + root + "/key.store\nvalue_store = " + root +
+    writeFile(root + "/conf/Norvane.conf", "log_level = 0\nMANAGED_SERVER_PATH = " + setting + "\nkey_store = " +
+                                               root + "/key.store\nvalue_store = " + root +
                                                "/value.store\nsmtp_server = " + root + "/smtp\n");
-    const testsupport::ChildResult result =
-        testsupport::runChild("rekey_with_directory_setting", {root + "/store", root + "/work"});
-    EXPECT_EQ(row.console, result.output) << row.setting;
+    EXPECT_EQ(setting.empty() ? " Managed Server File path is empty. Exit! \nresult 0\n"
+                              : " Decryption failed for user alice Can not proceed with Rekey. Exit!\nresult 0\n",
+              testsupport::runChild("rekey_with_directory_setting", {root + "/store", root + "/work"}).output);
     EXPECT_EQ(kKeyStoreText + kValueStoreText, readFile(root + "/key.store") + readFile(root + "/value.store"));
   }
   std::filesystem::remove_all(root);

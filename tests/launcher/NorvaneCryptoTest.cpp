@@ -32,21 +32,16 @@ TEST_F(CryptoTest, DerivedTextsEqualTheIndependentComputation) {
       {kMac, "4" + kKeyStoreText.substr(1), kValueStoreText, 128},  // a new key at once, and for a new
       {"00:1A:2B:3C:4D:5F", "4" + kKeyStoreText.substr(1), kValueStoreText, 30},  // adapter, though one is kept
   };
+  std::string uid, salt;
+  crypto().getUID(uid);
+  EXPECT_EQ("00:1a:2b:3c:4d:5e", uid);
   for (const auto& row : rows) {
-    if (row.mac == "0") {
-      fake.net.adapters.clear();
-    } else {
-      fake.net.useMACAddress(row.mac);
-    }
+    if (row.mac == "0") fake.net.adapters.clear();
+    if (row.mac != "0") fake.net.useMACAddress(row.mac);
     writeFile(keyStore(), row.keyStoreContent);
     writeFile(valueStore(), row.valueStoreContent);
-    std::string uid, salt;
-    crypto().getUID(uid);
     crypto().generateSalt256(salt);
-    std::string lowered = row.mac;
-    for (char& c : lowered) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    EXPECT_EQ(lowered, uid);
-    EXPECT_EQ(pythonDerivation(lowered, row.keyStoreContent, row.valueStoreContent),
+    EXPECT_EQ(pythonDerivation(row.mac, row.keyStoreContent, row.valueStoreContent),
               salt + " " + key() + " " + iv() + " " + std::to_string(row.cut))
         << row.mac << " " << row.keyStoreContent;
   }
@@ -80,68 +75,58 @@ TEST_F(CryptoTest, StoreFilesWithoutForceFillOnlyExistingEmptyFiles) {
   EXPECT_FALSE(std::filesystem::exists(keyStore()) || std::filesystem::exists(valueStore()));
 }
 
-TEST_F(CryptoTest, EncryptWritesWhatOpensslDeciphersOwnerOnly) {
+// A resource is filed as "<checksum>_<resource>", which openssl deciphers, and reads
+// back with the length of that text. A zero byte ends the plaintext, though the
+// checksum covered the whole string: read back, it fails the integrity test.
+TEST_F(CryptoTest, EncryptWritesWhatOpensslDeciphersOwnerOnlyAndDecryptReadsItBack) {
   std::string path = bin() + "/resource";
   const std::string openssl = opensslArgs(key(), iv()) + " -d -in " + path;
-  const struct { std::string resource; std::string verified; } rows[] = {
-      {"", "0_"},
-      {"a", "1424956863_a"},
-      {"\xE9", "-1821245256_\xE9"},
-      {"user_name_with_underscores", verified("user_name_with_underscores")},
+  const struct { std::string resource, verified; } rows[] = {
+      {"", "0_"}, {"a", "1424956863_a"}, {"\xE9", "-1821245256_\xE9"}, {"abc", "367282811_abc"},
+      {"user_name_with_underscores", verified("user_name_with_underscores")},  // only the first "_" splits
       {std::string(100, 'p'), verified(std::string(100, 'p'))},
-      // A zero byte ends the plaintext; the checksum covered the whole string.
       {std::string("ab\0cd", 5), verified(std::string("ab\0cd", 5)).c_str()},
   };
   for (const auto& row : rows) {
-    std::string resource = row.resource;
+    std::string resource = row.resource, back;
     int length = -7;
     const int result = crypto().encrypt_str_to_file(resource, length, path);
     EXPECT_EQ(static_cast<int>(16 * (row.verified.size() / 16 + 1)), result) << row.verified;
     EXPECT_EQ(result, length);
     EXPECT_EQ(static_cast<std::size_t>(result), readFile(path).size());
-    EXPECT_EQ(row.verified, resource.substr(0, strlen(resource.c_str())));
-    EXPECT_EQ(row.verified, commandOutput(openssl));
+    EXPECT_EQ(row.verified + "|" + row.verified, resource.c_str() + std::string("|") + commandOutput(openssl));
+    EXPECT_EQ(static_cast<int>(row.verified.size()), crypto().decrypt_file_to_str(path, back));
+    EXPECT_EQ(row.resource.find('\0') == std::string::npos ? row.resource : row.verified, back);
   }
   struct stat info {};
   ASSERT_EQ(0, stat(path.c_str(), &info));
   EXPECT_EQ(0600u, info.st_mode & 07777);
 }
 
-// Each row: the plaintext openssl enciphers with our key (or with another one when
-// `foreign`) into the file, or "<missing>", "<empty>", "<odd size>", "<fifo>" for such
-// a file; then the result, the resource, the problems logged and the call's report
-// (its file error, or "integrity" for a failed integrity test).
-TEST_F(CryptoTest, DecryptReadsOpensslFilesAndGivesThePlaintextLengthOrTheFailureLine) {
+// Each row: the plaintext openssl enciphers with our key (with another one for
+// "<foreign>") into the file, or "<missing>", "<empty>", "<odd size>", "<fifo>" for
+// such a file; then the result, the resource, the problems logged and the call's
+// report (its file error, or "integrity" for a failed integrity test).
+TEST_F(CryptoTest, DecryptGivesThePlaintextLengthOrTheFailureLine) {
   std::string path = bin() + "/resource", plain = bin() + "/plain";
   const auto line = [](const std::string& level, const std::string& text) {
-    return level + ": NorvaneCrypto:decrypt - " + text + "launcher::NorvaneCrypto::decrypt_file_to_str";
+    return level + ": NorvaneCrypto:decrypt - " + text + "launcher::NorvaneCrypto::decrypt_file_to_str\n";
   };
-  const std::string integrityFailed = line("Error", "Data Integrity test failed during decryption process ") + "\n";
-  const std::string thrown = line("Critical", "Exception generated in ") + " @EVP_DecryptFinal_ex\n";
-  const std::string unreadable = line("Error", "Reading of file " + path + " failed during decryption:") + "\n";
-  const std::string abc = verified("a_b_c");
-  const struct {
-    std::string plaintext;
-    int result;
-    std::string resource, log, report = "";
-    bool foreign = false;
-  } rows[] = {
-      {"0_", 2, "", ""},
-      {"1424956863_a", 12, "a", ""},
-      {"-1821245256_\xE9", 13, "\xE9", ""},
-      {abc, static_cast<int>(abc.size()), "a_b_c", ""},  // only the first "_" splits
-      {"367282811_abc", 13, "abc", ""},
+  const std::string integrityFailed = line("Error", "Data Integrity test failed during decryption process ");
+  const std::string thrown = "Critical: NorvaneCrypto:decrypt - Exception generated in "
+                             "launcher::NorvaneCrypto::decrypt_file_to_str @EVP_DecryptFinal_ex\n";
+  const std::string unreadable = line("Error", "Reading of file " + path + " failed during decryption:");
+  const struct { std::string plaintext; int result; std::string resource, log, report = ""; } rows[] = {
       {"123_abc", 7, "123_abc", integrityFailed, "integrity"},
       {"x_" + std::string(40, 'y'), 42, "x_" + std::string(40, 'y'), integrityFailed, "integrity"},  // "x" reads as 0
       {std::string("0_\0tail", 7), 7, "", ""},  // the text ends at its first zero byte
       {"<missing>", -1, "before", unreadable, "No such file or directory"},
       {"<fifo>", -1, "before", unreadable, "not a regular file"},
-      {"<empty>", 0, "before", line("Error", "File having empty content during decryption:") + "\n"},
+      {"<empty>", 0, "before", line("Error", "File having empty content during decryption:")},
       {"<odd size>", -1, "before", thrown},
-      {"0_secret", -1, "before", thrown, "", true},
-      {"12345", -1, "12345", line("Error", "Checksum not found with the V-Res ") + "\n", "integrity"},
+      {"<foreign>", -1, "before", thrown},
+      {"12345", -1, "12345", line("Error", "Checksum not found with the V-Res "), "integrity"},
   };
-  const std::string ours = opensslArgs(key(), iv()), foreign = opensslArgs(std::string(32, 'f'), std::string(16, '0'));
   for (const auto& row : rows) {
     std::filesystem::remove(path);
     if (row.plaintext == "<empty>" || row.plaintext == "<odd size>") {
@@ -149,9 +134,10 @@ TEST_F(CryptoTest, DecryptReadsOpensslFilesAndGivesThePlaintextLengthOrTheFailur
     } else if (row.plaintext == "<fifo>") {
       ASSERT_EQ(0, mkfifo(path.c_str(), 0600));
     } else if (row.plaintext != "<missing>") {
-      writeFile(plain, row.plaintext);
-      ASSERT_EQ("", commandOutput((row.foreign ? foreign : ours) + " -in " + plain + " -out " + path))
-          << row.plaintext;
+      const bool foreign = row.plaintext == "<foreign>";
+      writeFile(plain, foreign ? "0_secret" : row.plaintext);
+      ASSERT_EQ("", commandOutput((foreign ? opensslArgs(std::string(32, 'f'), std::string(16, '0'))
+                                           : opensslArgs(key(), iv())) + " -in " + plain + " -out " + path));
     }
     std::string resource = "before";
     systemtest::LogMark mark;
@@ -159,8 +145,7 @@ TEST_F(CryptoTest, DecryptReadsOpensslFilesAndGivesThePlaintextLengthOrTheFailur
     EXPECT_EQ(row.resource, resource) << row.plaintext;
     EXPECT_EQ(row.log, problems(mark)) << row.plaintext;
     const launcher::NorvaneCrypto::CallReport report = launcher::NorvaneCrypto::lastCallReport();
-    EXPECT_EQ(row.report, report.fileError + (report.integrityPassed ? "" : "integrity"))
-        << row.plaintext;
+    EXPECT_EQ(row.report, report.fileError + (report.integrityPassed ? "" : "integrity")) << row.plaintext;
   }
 }
 

@@ -102,7 +102,7 @@ TEST(ElementTest, EqualityByKindValueAndOrder) {
   const struct { UnknownElement left, right; bool equal; } rows[] = {
       {UnknownElement(), Null(), true}, {Number(1), Number(1), true}, {Number(1), Number(2), false},
       {Number(1), String("1"), false}, {Object(), Array(), false}, {Null(), Boolean(false), false}, {ab, ba, false},
-      {ab, Object(ab), true}, {ab, abc, false}, {one, other, false}, {one, Array(one), true}};
+      {ab, Object(ab), true}, {ab, abc, false}, {one, other, false}, {one, Array(one), true}, {one, Array(), false}};
   for (size_t i = 0; i < std::size(rows); ++i) {
     EXPECT_EQ(rows[i].left == rows[i].right, rows[i].equal) << "row " << i;
     EXPECT_EQ(rows[i].left != rows[i].right, !rows[i].equal) << "row " << i;

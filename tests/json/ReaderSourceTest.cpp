@@ -20,7 +20,7 @@ namespace {
 // Five lines around a string longer than any first buffer, with escapes on both
 // sides of it; `tail` ends the text.
 std::string document(const std::string& tail) {
-  std::string text = "{\n\"n\":[";
+  std::string text = "{\n\"k\":[true,false,null],\"n\":[";
   for (int i = 0; i < 4000; ++i) text += "1,2.5,-3e2,";
   return text + "0],\n\"long\":\"" + std::string(100000, 'x') + "\\n\",\n\"t\":\"\\tq\"" + tail;
 }
@@ -39,10 +39,11 @@ TEST(ReaderSourceTest, EverySourceGivesTheSameDocumentErrorsAndEnd) {
       // Read from partway through, a string stream is read from where it stands.
       {"skipped" + document("\n}"), "no exception"},
   };
-  // {first, step}: a string stream's own buffer ({0, 0}), pieces of a text, and a
+  // {first, step}: a string stream's own buffer ({0, 0}), pieces of a text (one
+  // character at a time, so that every token straddles a refill), and a
   // file whose buffer is empty ({1, 0}) or holds the first block ({2, 0}).
-  const std::pair<size_t, size_t> sources[] = {{0, 0}, {SIZE_MAX, 0}, {0, 1000}, {100000, 1000}, {70000, 70000},
-                                               {1, 0}, {2, 0}};
+  const std::pair<size_t, size_t> sources[] = {{0, 0}, {SIZE_MAX, 0}, {0, 1}, {0, 1000}, {100000, 1000},
+                                               {70000, 70000}, {1, 0}, {2, 0}};
   const std::string path = ::testing::TempDir() + "reader-source.json";
   for (const auto& [text, error] : texts) {
     for (const auto& [first, step] : sources) {

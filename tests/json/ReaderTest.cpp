@@ -27,11 +27,13 @@ TEST(ReaderTest, ReadsEveryKindAndAddsToWhatTheObjectHolds) {
 // that fail right at their end ("-", "1e") are 0; out of range is the largest double.
 TEST(ReaderTest, NumbersAreCorrectlyRounded) {
   std::vector<std::pair<const char*, double>> rows = {
-      {"-", 0.0}, {"1e", 0.0}, {"12e+", 0.0}, {"1e999", DBL_MAX}, {"-1e999", -DBL_MAX}};
+      {"-", 0.0}, {"1e", 0.0}, {"12e+", 0.0}, {"1234567890123456e+", 0.0}, {"1e999", DBL_MAX}, {"-1e999", -DBL_MAX},
+      {"1e12345", DBL_MAX}};
   for (const char* token : {"0", "-12.25", "1.5E3", "0.1e+2", "007", "-.5", "0.10000000000000000555", "0.3", "4.35",
                             "-17.9e-3", "-0", "-0.0", "123456789012345", "1234567890123456", "9007199254740993",
                             "123456789012345e-22", "999999999999999e22", "1e22", "1e23", "1e-22", "1e-23",
-                            "0.000000000000001", "2.2250738585072014e-308"})
+                            "0.000000000000001", "2.2250738585072014e-308",
+                            "-1234567890123456789", "12345678901234567E-300"})
     rows.emplace_back(token, std::strtod(token, nullptr));
   for (const auto& [token, expected] : rows) {
     const double value = read(std::string("{\"n\":") + token + "}")["n"].convertTo<Number>().Value();

@@ -118,4 +118,16 @@ TEST(WriterTest, FlushesLinesAndRespectsStreamStateTiesAndUnitBuffering) {
   Writer::Write(object, shortStream);
   EXPECT_EQ(shortSink.written, "{\n\t\"a\"");
   EXPECT_EQ(shortStream.rdstate(), std::ios::badbit | std::ios::failbit);
+  // A failed flush marks the stream bad too; a stream that throws on failure is
+  // written through its own rules and throws, and one without a buffer takes nothing.
+  struct FailingSync : jsontest::RecordingBuffer {
+    int sync() override { return -1; }
+  } failingSync, throwingSync;
+  std::ostream syncFails(&failingSync), throwing(&throwingSync), unbuffered(nullptr);
+  Writer::Write(object, syncFails);
+  EXPECT_TRUE(syncFails.bad() && failingSync.written == "{\n") << failingSync.written;
+  throwing.exceptions(std::ios::badbit);
+  EXPECT_THROW(Writer::Write(object, throwing), std::ios::failure);
+  Writer::Write(object, unbuffered);
+  EXPECT_TRUE(unbuffered.bad());
 }

@@ -1,5 +1,6 @@
 // Re-keying end to end in the test installation: what every file holds afterwards,
 // deciphered with the new store files, the console lines in order and the result.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <json/Exception.h>
@@ -10,6 +11,8 @@
 
 #include "json/JsonTestSupport.h"
 #include "launcher/CryptoTestSupport.h"
+#include "launcher/SecretStoreGuard.h"
+#include "platform/Host.h"
 #include "support/ChildProcess.h"
 #include "support/Immutable.h"
 
@@ -137,6 +140,10 @@ TEST_F(CryptoTest, ReKeyGoesOnOrStopsAsTheFilesDecide) {
                               managedServers() + "alice"));
   const std::string before = stores();
   EXPECT_THROW(crypto().reKey(), json::Exception);
+  // Nor is the text quoted when it does not parse.
+  put(managedServers() + "alice", R"({"values":)");
+  EXPECT_EQ("the deciphered document does not parse at line 1, column 10 @ 0/9/9 - 0/10/10",
+            jsontest::errorOf([] { crypto().reKey(); }));
   EXPECT_EQ(before, stores());
 }
 
@@ -188,4 +195,73 @@ TEST(RekeyDirectorySettingTest, AnEmptyPathOrOneWithoutFinalSlashStopsWithZero) 
     EXPECT_EQ(kKeyStoreText + kValueStoreText, readFile(root + "/key.store") + readFile(root + "/value.store"));
   }
   std::filesystem::remove_all(root);
+}
+
+// A second re-key leaves the store alone and says nothing. Where the journal cannot
+// be written nothing is re-keyed: each write is reported, the SMTP file's with its
+// own line, and every secret stays under the old key.
+TEST_F(CryptoTest, ReKeyWhileAnotherRunsOrWithoutAJournalChangesNothing) {
+  put(managedServers() + "alice", kServer);
+  put(smtpFile(), kSmtp);
+  const std::string before = stores() + readFile(managedServers() + "alice") + readFile(smtpFile());
+  std::string reason;
+  {
+    const auto other = platform::host().fileSystem().lockFile(bin() + "/secrets.lock.rekey", true, reason, false);
+    ASSERT_NE(nullptr, other) << reason;
+    EXPECT_EQ("0", rekey());
+    EXPECT_TRUE(launcher::NorvaneCrypto::lastReKeyOutcome().busy);
+  }
+  std::filesystem::create_directories(bin() + "/rekey.journal/held");
+  const std::string failed = " Problem during encrypt on rekey- \n sensitive data functionalities will not work as "
+                             "expected. Exit!";
+  EXPECT_EQ("1" + failed + "\n" + failed + "!\n", rekey());
+  EXPECT_EQ(before, stores() + readFile(managedServers() + "alice") + readFile(smtpFile()));
+  EXPECT_FALSE(launcher::NorvaneCrypto::lastReKeyOutcome().committed);
+}
+
+// The next user of the store finishes a re-key that died after its commit and undoes
+// one that died before, or leaves a journal it cannot read in place; what it did is
+// logged and noted beside the store files. Each row: whether a writer comes next, the
+// journal, the staged key store's content ("" for none, "<dir>" for a directory), the
+// note, and the key store and alice's file afterwards.
+TEST_F(CryptoTest, TheNextUseOfTheStoreRecoversAReKeyThatDied) {
+  const std::string journal = bin() + "/rekey.journal", alice = managedServers() + "alice";
+  const std::string targets = keyStore() + '\0' + valueStore() + '\0' + alice + '\0';
+  const std::string undone = "undid a re-key that had not committed: every secret stays under the old key",
+                    done = "finished a re-key that had committed: every secret is under the new key",
+                    unreadable = "the re-key journal " + journal + " cannot be read; it was left in place";
+  const struct { bool writer; std::string journal, stagedKey, note, after; } rows[] = {
+      {false, "pending\n" + targets, "new", undone, kKeyStoreText + "|old"},
+      {true, "committed\n" + targets, "new", done, "new|new"},
+      {false, "committed\n" + targets, "", done, kKeyStoreText + "|new"},
+      {true, "committed\n" + targets, "<dir>",
+       "a re-key that had committed could not be finished (Not a directory); it is tried again at the next use",
+       kKeyStoreText + "|new"},
+      {false, "pending\n" + keyStore() + '\0', "new", unreadable, kKeyStoreText + "|new"},
+      {true, "<fifo>", "new", unreadable, kKeyStoreText + "|new"},
+  };
+  for (const auto& row : rows) {
+    SetUp();
+    writeFile(alice, "new");
+    writeFile(managedServers() + ".alice.rekey-old", "old");
+    if (row.stagedKey == "<dir>") std::filesystem::create_directories(bin() + "/.key.store.rekey-new/held");
+    if (row.stagedKey == "new") writeFile(bin() + "/.key.store.rekey-new", "new");
+    if (row.journal == "<fifo>") {
+      ASSERT_EQ(0, mkfifo(journal.c_str(), 0600));
+    } else {
+      writeFile(journal, "norvane re-key journal " + row.journal);
+    }
+    systemtest::LogMark mark;
+    std::string text;
+    if (row.writer) crypto().generateStoreFile(bin() + "/other.store", true);
+    if (!row.writer) crypto().generateIV256(valueStore(), text);
+    EXPECT_EQ("Warning: NorvaneCrypto:recover - " + row.note + "\n", problems(mark)) << row.journal;
+    EXPECT_EQ(row.note + "\n", readFile(bin() + "/rekey.recovered"));
+    EXPECT_EQ(row.after, readFile(keyStore()) + "|" + readFile(alice)) << row.journal;
+    EXPECT_EQ(row.note == unreadable || row.stagedKey == "<dir>", std::filesystem::exists(journal)) << row.journal;
+  }
+  // Beside a store file named without a directory, or in the root directory.
+  EXPECT_EQ("./secrets.lock //secrets.lock ./rekey.recovered .key.store.rekey-new",
+            launcher::SecretStoreGuard::lockPath("key.store") + " " + launcher::SecretStoreGuard::lockPath("/k") +
+                " " + launcher::recoveryNotePath("key.store") + " " + launcher::stagedPath("key.store"));
 }

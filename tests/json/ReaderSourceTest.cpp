@@ -36,6 +36,8 @@ TEST(ReaderSourceTest, EverySourceGivesTheSameDocumentErrorsAndEnd) {
       {document(",\n\"u\":tru"), "Expected string: true @ 4/7/" + at(9)},
       // The last token holds a line break and is still open at the end.
       {document(",\n\"u\":\"line\nbreak"), "Expected string: \" @ 5/5/" + at(17)},
+      // An error at the start: the rest of the source is still read to its end.
+      {"{ @" + document("\n}"), "Unexpected character in stream: @ @ 0/2/2"},
       // Read from partway through, a string stream is read from where it stands.
       {"skipped" + document("\n}"), "no exception"},
   };

@@ -59,6 +59,7 @@ TEST(ReaderTest, ErrorsAndTheirLocations) {
       {R"({"a":1,"a":2})", "Duplicate object member token: a @ 0/7/7 - 0/10/10"},
       {"{\n\t\"a\" : 1,\n\t\"a\" : 2\n}", "Duplicate object member token: a @ 2/1/13 - 2/4/16"},
       {R"({"o":{"k":1,"k":[]}})", "Duplicate object member token: k @ 0/12/12 - 0/15/15"},
+      {R"({"":1,"":2})", "Duplicate object member token:  @ 0/6/6 - 0/8/8"},
       {R"({"a":1,})", "Unexpected token: } @ 0/7/7 - 0/8/8"},
       {"{} {}", "Expected End of token stream; found { @ 0/3/3 - 0/4/4"},
       {"[1]", "Unexpected token: [ @ 0/0/0 - 0/1/1"},

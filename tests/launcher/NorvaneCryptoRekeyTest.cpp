@@ -235,6 +235,7 @@ TEST_F(CryptoTest, TheNextUseOfTheStoreRecoversAReKeyThatDied) {
        "a re-key that had committed could not be finished (Not a directory); it is tried again at the next use",
        kKeyStoreText + "|new"},
       {false, "pending\n" + keyStore() + '\0', "new", unreadable, kKeyStoreText + "|new"},
+      {false, "pending", "new", unreadable, kKeyStoreText + "|new"},
       {true, "<fifo>", "new", unreadable, kKeyStoreText + "|new"},
   };
   for (const auto& row : rows) {

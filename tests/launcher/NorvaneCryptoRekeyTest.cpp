@@ -67,6 +67,7 @@ TEST_F(CryptoTest, ReKeyReEnciphersEveryServerFileThatHoldsValuesAndTheSmtpFile)
   writeFile(managedServers() + "b-empty", "");
   writeFile(managedServers() + "A-empty", "");
   writeFile(managedServers() + ".alice.tmp-0a1b2c", std::string(32, 'g'));
+  put(managedServers() + ".hidden-server", kServer);  // a dot alone makes no temporary
   put(managedServers() + "carol", carolText);
   put(managedServers() + "erin", "");
   put(smtpFile(), kSmtp);
@@ -78,6 +79,7 @@ TEST_F(CryptoTest, ReKeyReEnciphersEveryServerFileThatHoldsValuesAndTheSmtpFile)
             " Not find the valid managed server data for user carol\n"
             " Encrypting Manage Server List Success!\n"
             " Encrypting Manage Server List Success!\n"
+            " Encrypting Manage Server List Success!\n"
             " Encrypting SMTP Server List Success!\n",
             rekey());
   EXPECT_TRUE(stores() != oldStores && stores().size() == 72) << stores();
@@ -86,7 +88,8 @@ TEST_F(CryptoTest, ReKeyReEnciphersEveryServerFileThatHoldsValuesAndTheSmtpFile)
                 plain(managedServers() + "carol") + plain(managedServers() + "erin") + "|" +
                 readFile(managedServers() + "b-empty"));
   EXPECT_EQ("key.store managedservers secrets.lock secrets.lock.rekey smtpServer value.store ", listing(bin()));
-  EXPECT_EQ("A-empty Dave alice b-empty carol erin subdir ", listing(managedServers()));
+  EXPECT_EQ(".hidden-server A-empty Dave alice b-empty carol erin subdir ", listing(managedServers()));
+  EXPECT_EQ(canonical(kServer), plain(managedServers() + ".hidden-server"));
   const std::string empty = "Error: NorvaneCrypto:rekey - Not find the valid managed server data / file is empty "
                             "for user! launcher::NorvaneCrypto::reKey. FileName = \n";
   EXPECT_EQ(empty + empty + "Error: NorvaneCrypto:rekey - Not find the valid managed server data for user carol - "
@@ -208,6 +211,9 @@ TEST_F(CryptoTest, ReKeyWhileAnotherRunsOrWithoutAJournalChangesNothing) {
     EXPECT_EQ("0", rekey());
     EXPECT_TRUE(launcher::NorvaneCrypto::lastReKeyOutcome().busy);
   }
+  // A lock that cannot be taken for another reason than a run holding it is done without.
+  std::filesystem::remove(bin() + "/secrets.lock.rekey");
+  std::filesystem::create_directories(bin() + "/secrets.lock.rekey/held");
   std::filesystem::create_directories(bin() + "/rekey.journal/held");
   const std::string failed = " Problem during encrypt on rekey- \n sensitive data functionalities will not work as "
                              "expected. Exit!";

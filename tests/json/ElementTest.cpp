@@ -6,7 +6,7 @@ using namespace json;
 using jsontest::errorOf;
 using jsontest::flat;
 
-TEST(ElementTest, ConstructorsDefaultsConversionsAndCastVisitors) {
+TEST(ElementTest, ConstructorsDefaultsAndConversions) {
   const UnknownElement kinds[] = {UnknownElement(), Null(), Boolean(true), String("x"), Number(1.5),
                                   Object(),         Array(), Number(),      Boolean(),   String()};
   std::string made;
@@ -16,13 +16,9 @@ TEST(ElementTest, ConstructorsDefaultsConversionsAndCastVisitors) {
   static_cast<double&>(n) = 3;
   EXPECT_EQ(n.Value(), 3.0);
 
-  UnknownElement::ConstCastVisitor_T<Number> asNumber;
-  UnknownElement::ConstCastVisitor_T<String> asString;
+  // Const (through the cast visitors): another kind is a bad cast and the element
+  // stays as it was.
   const UnknownElement number(Number(42));
-  number.Accept(asNumber);
-  number.Accept(asString);
-  EXPECT_TRUE(asNumber.m_pElement != nullptr && asNumber.m_pElement->Value() == 42.0 && asString.m_pElement == nullptr);
-  // Const: another kind is a bad cast and the element stays as it was.
   EXPECT_EQ(errorOf([&] { number.convertTo<String>(); }), "Bad cast");
   EXPECT_EQ(errorOf([&] { const Object& o = number; (void)o; }), "Bad cast");
   EXPECT_EQ(number.convertTo<Number>().Value(), 42.0);

@@ -61,8 +61,8 @@ struct ReKeyRun {
   bool smtp = false;
   json::Array servers;
   json::Object smtpObject;
-  // Files that decipher but hold no "values": not re-keyed by name, yet carried over
-  // under the new key, as a secret the run cannot place is still a secret.
+  // Files that decipher to nothing or hold no "values": not re-keyed by name, yet
+  // carried over under the new key, as a secret the run cannot place is still a secret.
   std::vector<std::pair<std::string, std::string>> carried;
   bool journalOpen = false;
 };
@@ -100,7 +100,11 @@ bool gatherServer(NorvaneCrypto& crypto, ReKeyRun& run, const std::string& fileN
     say(" Decryption failed for user " + fileName + " Can not proceed with Rekey. Exit!");
     return false;
   }
-  if (text.empty()) return true;
+  // An empty secret is still a secret: carried over silently, it stays readable.
+  if (text.empty()) {
+    run.carried.emplace_back(fileName, text);
+    return true;
+  }
   json::Object content = parseDeciphered(text);
   if (content.find("values") == content.end()) {
     utils::log_error("NorvaneCrypto:rekey - Not find the valid managed server data for user %2% - %1%") % kName %

@@ -224,37 +224,23 @@ std::string Preferences::get_monitorlog_filepath() const {
 
 std::string Preferences::getLocalePath() const {
   utils::log_everything("launcher::Preferences::getLocalePath");
-  try {
-    return readPath(settings::layout::kLocaleDirectory, LOCALE_PATH_KEY, DEFAULT_LOCALE_PATH,
-                    "Pref:localePath - Invalid Norvane Home Path, read from conf file",
-                    "Pref:localePath - Exception @ LOCALE_PATH returning default file ");
-  } catch (...) {
-    return DEFAULT_LOCALE_PATH;
-  }
+  return readPath(settings::layout::kLocaleDirectory, LOCALE_PATH_KEY, DEFAULT_LOCALE_PATH,
+                  "Pref:localePath - Invalid Norvane Home Path, read from conf file",
+                  "Pref:localePath - Exception @ LOCALE_PATH returning default file ");
 }
 
 std::string Preferences::getPluginPath() const {
   utils::log_everything("launcher::Preferences::getPluginPath");
-  try {
-    return readPath(settings::layout::kPluginDirectory, PLUGIN_PATH_FILE_KEY, DEFAULT_PLUGIN_LOC_FILE_NAME,
-                    "Pref:pluginPath - Invalid Norvane Home Path, read from conf file",
-                    "Pref:pluginPath - Exception @ PLUGIN_PATH returning default file ");
-  } catch (...) {
-    utils::log_error("Pref:pluginPath - Exception @ PLUGIN_PATH returning default file ");
-    return DEFAULT_PLUGIN_LOC_FILE_NAME;
-  }
+  return readPath(settings::layout::kPluginDirectory, PLUGIN_PATH_FILE_KEY, DEFAULT_PLUGIN_LOC_FILE_NAME,
+                  "Pref:pluginPath - Invalid Norvane Home Path, read from conf file",
+                  "Pref:pluginPath - Exception @ PLUGIN_PATH returning default file ");
 }
 
 std::string Preferences::getManagedServerPath() const {
   utils::log_everything("launcher::Preferences::getManagedServerPath");
-  try {
-    return readPath(settings::layout::kManagedServerDirectory, MANAGED_SERVER_FILE_KEY,
-                    DEFAULT_MANAGED_SERVER_FILE_NAME,
-                    "Pref:manageP - Invalid Norvane Home Path, read from conf file",
-                    "Pref:manageP - Exception @ MANAGED_SERVER returning default file ");
-  } catch (...) {
-    return DEFAULT_MANAGED_SERVER_FILE_NAME;
-  }
+  return readPath(settings::layout::kManagedServerDirectory, MANAGED_SERVER_FILE_KEY,
+                  DEFAULT_MANAGED_SERVER_FILE_NAME, "Pref:manageP - Invalid Norvane Home Path, read from conf file",
+                  "Pref:manageP - Exception @ MANAGED_SERVER returning default file ");
 }
 
 std::string Preferences::get_alert_config_file() const {

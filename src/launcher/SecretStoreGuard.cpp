@@ -137,7 +137,8 @@ void ReKeyJournal::rollBack() {
 }
 
 bool ReKeyJournal::rollForward(std::string& reason) {
-  for (std::size_t i = 0; i < 2 && i < m_targets.size(); ++i) {
+  // The two store files come first: a journal names at least them.
+  for (std::size_t i = 0; i < 2; ++i) {
     const std::string& target = m_targets[i];
     if (exists(stagedPath(target)) && !files().replaceFile(stagedPath(target), target, reason)) return false;
   }

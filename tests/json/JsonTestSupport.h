@@ -27,6 +27,16 @@ inline std::string write(const json::Object& object) {
   return out.str();
 }
 
+// An element as one line: the writer's text of {"v": element} without its layout.
+inline std::string flat(const json::UnknownElement& element) {
+  json::Object holder;
+  holder["v"] = element;
+  std::string text;
+  for (char c : write(holder)) if (c != '\n' && c != '\t') text += c;
+  for (size_t at; (at = text.find("\" : ")) != std::string::npos;) text.replace(at, 4, "\":");
+  return text.substr(5, text.size() - 6);
+}
+
 // What action throws: "message @ loc" for a scan error, "message @ begin - end" for a
 // parse error, the bare message for any other library exception; a location reads
 // "line/lineOffset/docOffset".
@@ -53,29 +63,24 @@ inline std::string readError(const std::string& text, json::Object* into = nullp
   return errorOf([&] { json::Reader::Read(into != nullptr ? *into : local, in); });
 }
 
-// Counts what the writer writes (it writes only whole runs of text) and, if asked,
-// records the text written so far at each flush; a deep document is only counted,
-// as its layout grows with the square of its depth.
-class RecordingBuffer : public std::streambuf {
- public:
-  explicit RecordingBuffer(bool keep) : m_keep(keep) {}
-  unsigned long long count = 0;
-  std::string written;
-  std::vector<std::string> flushes;
-
- protected:
+// Counts what the writer writes (it writes only whole runs of text) and records the
+// text written so far at each flush, unless told to count only: a deep document's
+// layout grows with the square of its depth.
+struct RecordingBuffer : std::streambuf {
+  explicit RecordingBuffer(bool keep = true) : keep(keep) {}
   std::streamsize xsputn(const char* s, std::streamsize n) override {
     count += static_cast<unsigned long long>(n);
-    if (m_keep) written.append(s, static_cast<size_t>(n));
+    if (keep) written.append(s, static_cast<size_t>(n));
     return n;
   }
   int sync() override {
-    if (m_keep) flushes.push_back(written);
+    if (keep) flushes.push_back(written);
     return 0;
   }
-
- private:
-  bool m_keep;
+  bool keep;
+  unsigned long long count = 0;
+  std::string written;
+  std::vector<std::string> flushes;
 };
 
 }  // namespace jsontest

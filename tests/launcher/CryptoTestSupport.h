@@ -8,10 +8,8 @@
 #include <unistd.h>
 #include <launcher/NorvaneCrypto.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <string>
-#include <vector>
 
 #include "support/FakeHost.h"
 #include "support/TempInstallation.h"
@@ -20,23 +18,24 @@
 
 namespace cryptotest {
 
+using testsupport::commandOutput;
+using testsupport::readFile;
+using testsupport::writeFile;
+
 inline const std::string kMac = "00:1A:2B:3C:4D:5E";
 inline const std::string kKeyStoreText = "3f2a9c1e-7b4d-4e8a-9c2f-1a2b3c4d5e6f";
 inline const std::string kValueStoreText = "0d9e8f7a-1111-4222-8333-944455556666";
 
 inline launcher::NorvaneCrypto& crypto() { return *launcher::NorvaneCrypto::get_instance(); }
 
-inline std::string home() {
+inline std::string bin() {
   const std::string& log = systemtest::InstallationEnvironment::s_logPath;
-  return log.substr(0, log.size() - std::string("/logs/norvane.txt").size());
+  return log.substr(0, log.size() - std::string("/logs/norvane.txt").size()) + "/bin";
 }
-inline std::string bin() { return home() + "/bin"; }
 inline std::string keyStore() { return bin() + "/key.store"; }
 inline std::string valueStore() { return bin() + "/value.store"; }
 inline std::string managedServers() { return bin() + "/managedservers/"; }
 inline std::string smtpFile() { return bin() + "/smtpServer"; }
-
-using testsupport::commandOutput;
 
 inline std::string hex(const std::string& bytes) {
   static const char digits[] = "0123456789abcdef";
@@ -67,16 +66,25 @@ inline std::string opensslArgs(const std::string& key, const std::string& iv) {
   return "openssl enc -aes-256-cbc -K " + hex(key.substr(0, 32)) + " -iv " + hex(iv.substr(0, 16));
 }
 
-// A fake adapter, a fresh <home>/bin with both store files, and the log lines of the
-// test apart from the settings reads (level Everything).
+// The warning, error and critical lines logged since the mark, each ended by "\n".
+inline std::string problems(const systemtest::LogMark& mark) {
+  std::string text;
+  for (const std::string& line : mark.entries()) {
+    for (const char* level : {"Warning: ", "Error: ", "Critical: "})
+      if (line.rfind(level, 0) == 0) text += line + "\n";
+  }
+  return text;
+}
+
+// A fake adapter and a fresh <home>/bin with both store files.
 class CryptoTest : public testing::Test {
  protected:
   void SetUp() override {
     fake.net.useMACAddress(kMac);
     std::filesystem::remove_all(bin());
     std::filesystem::create_directories(managedServers());
-    testsupport::writeFile(keyStore(), kKeyStoreText);
-    testsupport::writeFile(valueStore(), kValueStoreText);
+    writeFile(keyStore(), kKeyStoreText);
+    writeFile(valueStore(), kValueStoreText);
   }
   void TearDown() override { std::filesystem::remove_all(bin()); }
 
@@ -89,16 +97,6 @@ class CryptoTest : public testing::Test {
     std::string text;
     crypto().generateIV256(valueStore(), text);
     return text;
-  }
-  // Log lines since the mark, without the settings reads and the lock's own line.
-  static std::vector<std::string> entries(const systemtest::LogMark& mark) {
-    std::vector<std::string> kept;
-    for (const std::string& line : mark.entries()) {
-      if (line.rfind("Everything: ", 0) != 0 && line != "Debug: UniqueLock:Destruct - destroyed") {
-        kept.push_back(line);
-      }
-    }
-    return kept;
   }
 
   testsupport::ScopedFakeHost fake;

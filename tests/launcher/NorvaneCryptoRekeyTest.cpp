@@ -1,26 +1,24 @@
 // Re-keying end to end in the test installation: what every file holds afterwards,
 // deciphered with the new store files, the console lines in order and the result.
-#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <json/Exception.h>
 #include <utils/MachineStore.h>
 
-#include <algorithm>
 #include <iostream>
+#include <set>
 
 #include "json/JsonTestSupport.h"
 #include "launcher/CryptoTestSupport.h"
-#include "support/Immutable.h"
+#include "launcher/SecretStoreGuard.h"
+#include "platform/Host.h"
 #include "support/ChildProcess.h"
+#include "support/Immutable.h"
 
 using namespace cryptotest;
-using testsupport::readFile;
-using testsupport::writeFile;
 
 namespace {
-
-using testsupport::setImmutable;
 
 // A JSON text as the library's writer gives it, so a file written back compares equal.
 std::string canonical(const std::string& text) { return jsontest::write(jsontest::read(text)); }
@@ -36,94 +34,84 @@ std::string plain(std::string path) {
   return crypto().decrypt_file_to_str(path, text) == -1 ? "<failed>" : text;
 }
 
-struct RekeyRun { int result; std::string console; };
-RekeyRun rekey() {
+// The result and the console lines of a run.
+std::string rekey() {
   testing::internal::CaptureStdout();
   const int result = crypto().reKey();
-  return {result, testing::internal::GetCapturedStdout()};
+  return std::to_string(result) + testing::internal::GetCapturedStdout();
 }
 
-// Every name in a directory, sorted, "." and ".." included.
-std::vector<std::string> listing(const std::string& directory) {
-  std::vector<std::string> names{".", ".."};
-  for (const auto& entry : std::filesystem::directory_iterator(directory)) names.push_back(entry.path().filename());
-  std::sort(names.begin(), names.end());
-  return names;
+// The names in a directory, sorted, each followed by a blank.
+std::string listing(const std::string& directory) {
+  std::set<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(directory)) names.insert(entry.path().filename());
+  std::string text;
+  for (const std::string& name : names) text += name + " ";
+  return text;
 }
+
+std::string stores() { return readFile(keyStore()) + readFile(valueStore()); }
 
 const std::string kServer = R"({"values":[{"user":"admin","password":"pw1"}]})";
 const std::string kSmtp = R"({"values":[{"server":"mail.example.com","password":"pw2"}]})";
 
 }  // namespace
 
-class RekeyTest : public CryptoTest {
- protected:
-  std::string stores() { return readFile(keyStore()) + readFile(valueStore()); }
-};
-
-TEST_F(RekeyTest, ReEnciphersEveryServerFileThatHoldsValuesAndTheSmtpFile) {
+// Files without "values" are reported, yet carried over: a secret is never left
+// behind. Nothing staged or backed up is left, and a writer's abandoned temporary
+// is dropped.
+TEST_F(CryptoTest, ReKeyReEnciphersEveryServerFileThatHoldsValuesAndTheSmtpFile) {
   const std::string dave = R"({"values":{"pw":"x"},"more":[1,2]})", carolText = R"({"other":1})";
   put(managedServers() + "alice", kServer);
   put(managedServers() + "Dave", dave);
   writeFile(managedServers() + "b-empty", "");
   writeFile(managedServers() + "A-empty", "");
+  writeFile(managedServers() + ".alice.tmp-0a1b2c", std::string(32, 'g'));
+  put(managedServers() + ".hidden-server", kServer);  // a dot alone makes no temporary
   put(managedServers() + "carol", carolText);
+  put(managedServers() + "erin", "");
   put(smtpFile(), kSmtp);
   std::filesystem::create_directories(managedServers() + "subdir");  // left out of the listing
-  const std::string carol = readFile(managedServers() + "carol"), oldStores = stores();
-
+  const std::string oldStores = stores();
   systemtest::LogMark mark;
-  const RekeyRun run = rekey();
-  EXPECT_EQ(1, run.result);
-  EXPECT_EQ(" Not find the valid managed server data / file is empty for user A-empty\n"
+  EXPECT_EQ("1 Not find the valid managed server data / file is empty for user A-empty\n"
             " Not find the valid managed server data / file is empty for user b-empty\n"
             " Not find the valid managed server data for user carol\n"
             " Encrypting Manage Server List Success!\n"
             " Encrypting Manage Server List Success!\n"
+            " Encrypting Manage Server List Success!\n"
             " Encrypting SMTP Server List Success!\n",
-            run.console);
-  // New store files of 36 characters each, and every value under the new key.
-  EXPECT_NE(oldStores, stores());
-  EXPECT_EQ(72u, stores().size());
-  // Carol's file without "values" is reported, yet carried over: a secret is never left behind.
+            rekey());
+  EXPECT_TRUE(stores() != oldStores && stores().size() == 72) << stores();
   EXPECT_EQ(canonical(kServer) + canonical(dave) + canonical(kSmtp) + canonical(carolText) + "|",
             plain(managedServers() + "alice") + plain(managedServers() + "Dave") + plain(smtpFile()) +
-                plain(managedServers() + "carol") + "|" + readFile(managedServers() + "b-empty"));
-  EXPECT_NE(carol, readFile(managedServers() + "carol"));
-  EXPECT_EQ((std::vector<std::string>{".", "..", "key.store", "managedservers", "secrets.lock", "secrets.lock.rekey",
-                                      "smtpServer", "value.store"}),
-            listing(bin()));
-  // Nothing staged or backed up is left behind.
-  EXPECT_EQ((std::vector<std::string>{".", "..", "A-empty", "Dave", "alice", "b-empty", "carol", "subdir"}),
-            listing(managedServers()));
-
-  // The log names the files it could not re-key; nothing else of the run is logged as an error.
-  std::string errors;
-  for (const std::string& line : entries(mark)) {
-    if (line.rfind("Error: ", 0) == 0) errors += line + "\n";
-  }
+                plain(managedServers() + "carol") + plain(managedServers() + "erin") + "|" +
+                readFile(managedServers() + "b-empty"));
+  EXPECT_EQ("key.store managedservers secrets.lock secrets.lock.rekey smtpServer value.store ", listing(bin()));
+  EXPECT_EQ(".hidden-server A-empty Dave alice b-empty carol erin subdir ", listing(managedServers()));
+  EXPECT_EQ(canonical(kServer), plain(managedServers() + ".hidden-server"));
   const std::string empty = "Error: NorvaneCrypto:rekey - Not find the valid managed server data / file is empty "
                             "for user! launcher::NorvaneCrypto::reKey. FileName = \n";
   EXPECT_EQ(empty + empty + "Error: NorvaneCrypto:rekey - Not find the valid managed server data for user carol - "
                             "launcher::NorvaneCrypto::reKey\n",
-            errors);
+            problems(mark));
 }
 
 // Each row: whether alice's file (and a garbled one) is there, the SMTP file ("<garbled>",
 // "<missing>", "<empty file>" or the text put there), the result and the console. A
 // file that does not decipher stops the run before anything changes; empty or valueless
-// files still get new store files.
-TEST_F(RekeyTest, WhatTheFilesHoldDecidesWhetherTheRunGoesOn) {
-  const std::string stopped = " Can not proceed with Rekey. Exit!\n", none = " Cannot find manage server files at "
-                                                                           "path. Proceed with SMTP Server \n";
-  const struct { bool alice, garbled; std::string smtp; int result; std::string console; } rows[] = {
-      {true, true, kSmtp, 0, " Decryption failed for user zzz" + stopped},
-      {true, false, "<garbled>", 0, " Decryption failed for SMTP server." + stopped},
-      {true, false, "<missing>", 0, " Decryption failed for SMTP server." + stopped},
-      {false, false, "<empty file>", 1, none + " File is empty for SMTP server\n"},
-      {false, false, "", 1, none + " No AUTH-LOGIN details found\n Encrypting SMTP Server List Success!\n"},
-      {false, false, R"({"server":"mail"})", 1,
-       none + " Not find the valid smtp server data \n Encrypting SMTP Server List Success!\n"},
+// files still get new store files. A failed integrity test stops it in the JSON reader.
+TEST_F(CryptoTest, ReKeyGoesOnOrStopsAsTheFilesDecide) {
+  const std::string stopped = " Can not proceed with Rekey. Exit!\n",
+                    none = " Cannot find manage server files at path. Proceed with SMTP Server \n";
+  const struct { bool alice, garbled; std::string smtp, console; } rows[] = {
+      {true, true, kSmtp, "0 Decryption failed for user zzz" + stopped},
+      {true, false, "<garbled>", "0 Decryption failed for SMTP server." + stopped},
+      {true, false, "<missing>", "0 Decryption failed for SMTP server." + stopped},
+      {false, false, "<empty file>", "1" + none + " File is empty for SMTP server\n"},
+      {false, false, "", "1" + none + " No AUTH-LOGIN details found\n Encrypting SMTP Server List Success!\n"},
+      {false, false, R"({"server":"mail"})",
+       "1" + none + " Not find the valid smtp server data \n Encrypting SMTP Server List Success!\n"},
   };
   for (const auto& row : rows) {
     SetUp();
@@ -137,10 +125,8 @@ TEST_F(RekeyTest, WhatTheFilesHoldDecidesWhetherTheRunGoesOn) {
       put(smtpFile(), row.smtp);
     }
     const std::string before = stores() + readFile(managedServers() + "alice") + readFile(smtpFile());
-    const RekeyRun run = rekey();
-    EXPECT_EQ(row.result, run.result) << row.smtp;
-    EXPECT_EQ(row.console, run.console) << row.smtp;
-    if (row.result == 0) {
+    EXPECT_EQ(row.console, rekey()) << row.smtp;
+    if (row.console[0] == '0') {
       EXPECT_EQ(before, stores() + readFile(managedServers() + "alice") + readFile(smtpFile())) << row.smtp;
     } else {
       EXPECT_NE(before.substr(0, 72), stores()) << row.smtp;
@@ -149,42 +135,38 @@ TEST_F(RekeyTest, WhatTheFilesHoldDecidesWhetherTheRunGoesOn) {
           << row.smtp;
     }
   }
-}
-
-TEST_F(RekeyTest, AFailedIntegrityTestEndsTheRunInTheJsonReader) {
   // The checksum stays in front of the text, which then is no JSON.
   ASSERT_EQ("", commandOutput("printf '%s' '123_{\"values\":1}' | " + opensslArgs(key(), iv()) + " -out " +
-                      managedServers() + "alice"));
-  put(smtpFile(), kSmtp);
+                              managedServers() + "alice"));
   const std::string before = stores();
-  testing::internal::CaptureStdout();
   EXPECT_THROW(crypto().reKey(), json::Exception);
-  EXPECT_EQ("", testing::internal::GetCapturedStdout());
+  // Nor is the text quoted when it does not parse.
+  put(managedServers() + "alice", R"({"values":)");
+  EXPECT_EQ("the deciphered document does not parse at line 1, column 10 @ 0/9/9 - 0/10/10",
+            jsontest::errorOf([] { crypto().reKey(); }));
   EXPECT_EQ(before, stores());
 }
 
-TEST_F(RekeyTest, AFailedWriteIsReportedAndTheRunGoesOnWithResultOne) {
+// A failed write is reported and the run goes on with result 1, but does not commit:
+// every file and both store files stay as they were.
+TEST_F(CryptoTest, ReKeyWithAFailedWriteGoesOnAndCommitsNothing) {
   put(managedServers() + "alice", kServer);
   put(managedServers() + "bob", kServer);
   put(smtpFile(), kSmtp);
   const std::string before = stores() + readFile(managedServers() + "bob") + readFile(smtpFile());
-  if (!setImmutable(managedServers() + "alice", true)) GTEST_SKIP() << "the test home has no immutable flag";
-  const RekeyRun run = rekey();
-  setImmutable(managedServers() + "alice", false);
-  EXPECT_EQ(1, run.result);
-  EXPECT_EQ(" Problem during encrypt on rekey- \n sensitive data functionalities will not work as expected. Exit!\n"
+  if (!testsupport::setImmutable(managedServers() + "alice", true)) GTEST_SKIP() << "the test home has no immutable flag";
+  const std::string console = rekey();
+  testsupport::setImmutable(managedServers() + "alice", false);
+  EXPECT_EQ("1 Problem during encrypt on rekey- \n sensitive data functionalities will not work as expected. Exit!\n"
             " Encrypting Manage Server List Success!\n"
             " Encrypting SMTP Server List Success!\n",
-            run.console);
-  // Not committed: every file and both store files as they were.
+            console);
   EXPECT_EQ(before, stores() + readFile(managedServers() + "bob") + readFile(smtpFile()));
   const launcher::NorvaneCrypto::ReKeyOutcome outcome = launcher::NorvaneCrypto::lastReKeyOutcome();
   EXPECT_EQ("0 2 1", std::to_string(outcome.committed) + " " + std::to_string(outcome.reKeyed) + " " +
                          std::to_string(outcome.failed));
-  EXPECT_EQ((std::vector<std::string>{".", "..", "alice", "bob"}), listing(managedServers()));
+  EXPECT_EQ("alice bob ", listing(managedServers()));
 }
-
-namespace {
 
 // A configuration without a home: the managed server directory as written there.
 NORVANE_CHILD(rekey_with_directory_setting) {
@@ -195,29 +177,95 @@ NORVANE_CHILD(rekey_with_directory_setting) {
   return 0;
 }
 
-}  // namespace
-
+// Settings from the file are lower-cased, so the directory is named in lower case.
 TEST(RekeyDirectorySettingTest, AnEmptyPathOrOneWithoutFinalSlashStopsWithZero) {
-  // Settings from the file are lower-cased, so the directory is named in lower case.
-  const std::string root = "/tmp/norvane-rekey-" + std::to_string(getpid());
-  const std::string servers = root + "/servers";
-  const struct { std::string setting, console; } rows[] = {
-      {"", " Managed Server File path is empty. Exit! \nresult 0\n"},
-      {servers, " Decryption failed for user alice Can not proceed with Rekey. Exit!\nresult 0\n"},
-  };
-  for (const auto& row : rows) {
+  const std::string root = "/tmp/norvane-rekey-" + std::to_string(getpid()), servers = root + "/servers";
+  for (const std::string& setting : {std::string(), servers}) {
     std::filesystem::remove_all(root);
     for (const char* directory : {"/servers", "/work", "/conf", "/store"}) std::filesystem::create_directories(root + directory);
     writeFile(servers + "/alice", std::string(32, 'a'));
     writeFile(root + "/key.store", kKeyStoreText);
     writeFile(root + "/value.store", kValueStoreText);
-    writeFile(root + "/conf/Norvane.conf", "log_level = 0\nMANAGED_SERVER_PATH = " + row.setting +
-                                               "\nkey_store = " + root + "/key.store\nvalue_store = " + root +
+    writeFile(root + "/conf/Norvane.conf", "log_level = 0\nMANAGED_SERVER_PATH = " + setting + "\nkey_store = " +
+                                               root + "/key.store\nvalue_store = " + root +
                                                "/value.store\nsmtp_server = " + root + "/smtp\n");
-    const testsupport::ChildResult result =
-        testsupport::runChild("rekey_with_directory_setting", {root + "/store", root + "/work"});
-    EXPECT_EQ(row.console, result.output) << row.setting;
+    EXPECT_EQ(setting.empty() ? " Managed Server File path is empty. Exit! \nresult 0\n"
+                              : " Decryption failed for user alice Can not proceed with Rekey. Exit!\nresult 0\n",
+              testsupport::runChild("rekey_with_directory_setting", {root + "/store", root + "/work"}).output);
     EXPECT_EQ(kKeyStoreText + kValueStoreText, readFile(root + "/key.store") + readFile(root + "/value.store"));
   }
   std::filesystem::remove_all(root);
+}
+
+// A second re-key leaves the store alone and says nothing. Where the journal cannot
+// be written nothing is re-keyed: each write is reported, the SMTP file's with its
+// own line, and every secret stays under the old key.
+TEST_F(CryptoTest, ReKeyWhileAnotherRunsOrWithoutAJournalChangesNothing) {
+  put(managedServers() + "alice", kServer);
+  put(smtpFile(), kSmtp);
+  const std::string before = stores() + readFile(managedServers() + "alice") + readFile(smtpFile());
+  std::string reason;
+  {
+    const auto other = platform::host().fileSystem().lockFile(bin() + "/secrets.lock.rekey", true, reason, false);
+    ASSERT_NE(nullptr, other) << reason;
+    EXPECT_EQ("0", rekey());
+    EXPECT_TRUE(launcher::NorvaneCrypto::lastReKeyOutcome().busy);
+  }
+  // A lock that cannot be taken for another reason than a run holding it is done without.
+  std::filesystem::remove(bin() + "/secrets.lock.rekey");
+  std::filesystem::create_directories(bin() + "/secrets.lock.rekey/held");
+  std::filesystem::create_directories(bin() + "/rekey.journal/held");
+  const std::string failed = " Problem during encrypt on rekey- \n sensitive data functionalities will not work as "
+                             "expected. Exit!";
+  EXPECT_EQ("1" + failed + "\n" + failed + "!\n", rekey());
+  EXPECT_EQ(before, stores() + readFile(managedServers() + "alice") + readFile(smtpFile()));
+  EXPECT_FALSE(launcher::NorvaneCrypto::lastReKeyOutcome().committed);
+}
+
+// The next user of the store finishes a re-key that died after its commit and undoes
+// one that died before, or leaves a journal it cannot read in place; what it did is
+// logged and noted beside the store files. Each row: whether a writer comes next, the
+// journal, the staged key store's content ("" for none, "<dir>" for a directory), the
+// note, and the key store and alice's file afterwards.
+TEST_F(CryptoTest, TheNextUseOfTheStoreRecoversAReKeyThatDied) {
+  const std::string journal = bin() + "/rekey.journal", alice = managedServers() + "alice";
+  const std::string targets = keyStore() + '\0' + valueStore() + '\0' + alice + '\0';
+  const std::string undone = "undid a re-key that had not committed: every secret stays under the old key",
+                    done = "finished a re-key that had committed: every secret is under the new key",
+                    unreadable = "the re-key journal " + journal + " cannot be read; it was left in place";
+  const struct { bool writer; std::string journal, stagedKey, note, after; } rows[] = {
+      {false, "pending\n" + targets, "new", undone, kKeyStoreText + "|old"},
+      {true, "committed\n" + targets, "new", done, "new|new"},
+      {false, "committed\n" + targets, "", done, kKeyStoreText + "|new"},
+      {true, "committed\n" + targets, "<dir>",
+       "a re-key that had committed could not be finished (Not a directory); it is tried again at the next use",
+       kKeyStoreText + "|new"},
+      {false, "pending\n" + keyStore() + '\0', "new", unreadable, kKeyStoreText + "|new"},
+      {false, "pending", "new", unreadable, kKeyStoreText + "|new"},
+      {true, "<fifo>", "new", unreadable, kKeyStoreText + "|new"},
+  };
+  for (const auto& row : rows) {
+    SetUp();
+    writeFile(alice, "new");
+    writeFile(managedServers() + ".alice.rekey-old", "old");
+    if (row.stagedKey == "<dir>") std::filesystem::create_directories(bin() + "/.key.store.rekey-new/held");
+    if (row.stagedKey == "new") writeFile(bin() + "/.key.store.rekey-new", "new");
+    if (row.journal == "<fifo>") {
+      ASSERT_EQ(0, mkfifo(journal.c_str(), 0600));
+    } else {
+      writeFile(journal, "norvane re-key journal " + row.journal);
+    }
+    systemtest::LogMark mark;
+    std::string text;
+    if (row.writer) crypto().generateStoreFile(bin() + "/other.store", true);
+    if (!row.writer) crypto().generateIV256(valueStore(), text);
+    EXPECT_EQ("Warning: NorvaneCrypto:recover - " + row.note + "\n", problems(mark)) << row.journal;
+    EXPECT_EQ(row.note + "\n", readFile(bin() + "/rekey.recovered"));
+    EXPECT_EQ(row.after, readFile(keyStore()) + "|" + readFile(alice)) << row.journal;
+    EXPECT_EQ(row.note == unreadable || row.stagedKey == "<dir>", std::filesystem::exists(journal)) << row.journal;
+  }
+  // Beside a store file named without a directory, or in the root directory.
+  EXPECT_EQ("./secrets.lock //secrets.lock ./rekey.recovered .key.store.rekey-new",
+            launcher::SecretStoreGuard::lockPath("key.store") + " " + launcher::SecretStoreGuard::lockPath("/k") +
+                " " + launcher::recoveryNotePath("key.store") + " " + launcher::stagedPath("key.store"));
 }

@@ -4,9 +4,6 @@
 #include <utils/AppException.h>
 #include <utils/Log.h>
 #include <utils/MachineStore.h>
-
-#include <gtest/gtest.h>
-
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,9 +14,7 @@
 #include <map>
 #include <regex>
 #include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "launcher/PreferencesTable.h"
 #include "support/ChildProcess.h"
@@ -31,28 +26,28 @@ using conversiontest::expectAll;
 using launcher::Preferences;
 using Settings = std::map<std::string, std::string>;
 
-// With store args[0] and work directory args[1], args[2] says what to do:
+// With store args[0] and work directory args[1], does each of the actions that follow:
 // "dump" prints one "key=value" line per setting of the table (flags as true/false),
-// then the getters the table leaves out; "generate" writes args[3] (relative to the
-// home); "firmware" sets the firmware location. An exception's text is printed.
+// then the getters the table leaves out; "generate:<file>" writes the file (relative to
+// the home); "firmware" sets the firmware location. An exception's text is printed.
 NORVANE_CHILD(preferences) {
   utils::MachineStore::setRoot(args[0]);
   std::filesystem::current_path(args[1]);
   Preferences& p = *Preferences::get_instance();
   int status = 0;
-  std::string firmware = "C:\\FW";
-  try {
-    if (args[2] == "generate") p.generate_config_file(args[3]);
-    if (args[2] == "firmware") p.set_firmware_file_loc(firmware);
-  } catch (utils::AppException& error) {
-    std::cout << (args[2] == "firmware" ? "thrown: " : "") << error.what() << "\n";
-    status = 3;
-  }
-  if (args[2] == "firmware") std::cout << "caller: " << firmware << "\ngetter: " << p.get_firmware_file_loc() << "\n";
-  if (args[2] == "dump") {
-    for (const launcher::preferences_table::Setting& setting : launcher::preferences_table::settings()) {
-      std::cout << setting.key << "=" << setting.shownText(p) << "\n";
+  for (std::size_t i = 2; i < args.size(); ++i) {
+    std::string firmware = "C:\\FW";
+    try {
+      if (args[i].rfind("generate:", 0) == 0) p.generate_config_file(args[i].substr(9));
+      if (args[i] == "firmware") p.set_firmware_file_loc(firmware);
+    } catch (utils::AppException& error) {
+      std::cout << "thrown: " << error.what() << "\n";
+      status = 3;
     }
+    if (args[i] == "firmware") std::cout << "caller: " << firmware << "\ngetter: " << p.get_firmware_file_loc() << "\n";
+    if (args[i] != "dump") continue;
+    for (const launcher::preferences_table::Setting& setting : launcher::preferences_table::settings())
+      std::cout << setting.key << "=" << setting.shownText(p) << "\n";
     std::cout << "default_alert=" << p.get_default_alert_config_file() << "\n"
               << "event_spec(de-DE)=" << p.get_event_spec_loc("de-DE") << "\n"
               << "alert_param(de-DE)=" << p.get_alert_param_loc("de-DE") << "\n"
@@ -66,39 +61,18 @@ NORVANE_CHILD(preferences) {
 namespace {
 
 // The child on the installation with work directory <root>/bin, so the fallback
-// "../conf/Norvane.conf" is <root>/conf/Norvane.conf.
-ChildResult inChild(const TempInstallation& installation, std::vector<std::string> args) {
+// "../conf/Norvane.conf" is <root>/conf/Norvane.conf; its output and the settings of
+// its "key=value" lines.
+std::pair<ChildResult, Settings> inChild(const TempInstallation& installation, std::vector<std::string> actions) {
   std::filesystem::create_directories(installation.root() + "/bin");
-  args.insert(args.begin(), {installation.storeRoot(), installation.root() + "/bin"});
-  return runChild("preferences", args);
-}
-
-// Every setting's value, read in a child.
-Settings readSettings(const TempInstallation& installation) {
-  const ChildResult result = inChild(installation, {"dump"});
-  EXPECT_EQ(0, result.exitCode) << result.output;
-  Settings settings;
-  std::istringstream lines(result.output);
+  actions.insert(actions.begin(), {installation.storeRoot(), installation.root() + "/bin"});
+  std::pair<ChildResult, Settings> run{runChild("preferences", actions), {}};
+  std::istringstream lines(run.first.output);
   for (std::string line; std::getline(lines, line);) {
     const std::string::size_type equals = line.find('=');
-    if (equals != std::string::npos) settings.emplace(line.substr(0, equals), line.substr(equals + 1));
+    if (equals != std::string::npos) run.second.emplace(line.substr(0, equals), line.substr(equals + 1));
   }
-  return settings;
-}
-
-// Generates `relative` (to the home) in a child; expects its exit code and gives its output.
-std::string generate(const TempInstallation& installation, const std::string& relative = "/conf/Norvane.conf",
-                     int exitCode = 0) {
-  const ChildResult result = inChild(installation, {"generate", relative});
-  EXPECT_EQ(exitCode, result.exitCode) << result.output;
-  return result.output;
-}
-
-// Each expected value, named on failure; `expected` may cover only some settings.
-void expectSettings(const Settings& expected, const Settings& actual) {
-  for (const auto& [key, value] : expected) {
-    EXPECT_EQ(value, actual.count(key) != 0 ? actual.at(key) : "<no such setting>") << key;
-  }
+  return run;
 }
 
 // The generated file with every default, @HOME@ standing for the home path.
@@ -172,122 +146,96 @@ const char kGeneratedDefaults[] =
 
 }  // namespace
 
-TEST(PreferencesConstantsTest, KeysAndDefaultsThatNoGetterReads) {
-  const unsigned int& bound = Preferences::DEFAULT_LOG_LEVEL;  // has an address in the library
-  conversiontest::expectRows({
-      ROW("../conf/Norvane.conf", Preferences::SERVER_CONFIG_FILE_NAME), ROW("SUB_NAME", Preferences::SUB_NAME_KEY),
-      ROW("root", Preferences::DEFAULT_FULL_ACCESS_GROUPS_NON_WINDOWS),
-      ROW("users", Preferences::DEFAULT_READ_ONLY_ACCESS_GROUPS_NON_WINDOWS),
-      ROW("empty_SGPIO_display", Preferences::SGPIO_DISPLAY_VALUE_KEY),
-      ROW("readOnly", Preferences::LDAP_ACCESS_MODE_KEY),
-      ROW("event_count_to_aen_process", Preferences::EVENTS_CALLBACK_AT_ONCE_COUNT_KEY),
-      ROW("389", Preferences::DEFAULT_LDAP_PORT_DETAILS), ROW("64", bound),
-  });
-}
-
-// The defaults, warned without deadlock, are written line for line (the golden text
-// holds every default the file has) and read back; a file that cannot be created throws.
-TEST(PreferencesTest, DefaultsWithHomeAndNoFileAreWarnedGeneratedAndReadBack) {
-  HomedInstallation installation;
-  const Settings defaults = readSettings(installation);
-  const std::string home = installation.home();
-  expectSettings({{"LOCALE_PATH", home + "/conf/languages/"},
-                  {"default_alert", home + "/conf/monitor/config-default.json"},
-                  {"event_spec(de-DE)", home + "/conf/languages/de-DE/ctl_events_spec.ini"},
-                  {"alert_param(de-DE)", home + "/conf/languages/de-DE/alertparam.ini"},
-                  {"health_spec(de-DE)", home + "/conf/languages/de-DE/healthspec.json"}},
-                 defaults);
-  expectAll(installation.readHomeFile("logs/norvane.txt"), {"| Warning   : KVP:readCfg - Cann't open config file " +
-                                                             home + "/conf/Norvane.conf; using the server default"});
-  generate(installation);
-  EXPECT_EQ(std::regex_replace(kGeneratedDefaults, std::regex("@HOME@"), home),
-            installation.readHomeFile("conf/Norvane.conf"));
-  EXPECT_EQ(defaults, readSettings(installation));
-  // A FIFO in the file's place is refused at once, like a path that cannot be created.
-  ASSERT_EQ(0, mkfifo((home + "/conf/fifo.conf").c_str(), 0600));
-  for (const char* unusable : {"/no/such/dir/Norvane.conf", "/conf/fifo.conf"}) {
-    EXPECT_EQ("File : ..\\..\\..\\..\\launcher\\Preferences Line : 1710 Exception : Unknown exception\n",
-              generate(installation, unusable, 3));
-  }
-}
-
-// A home with capitals keeps them: only the fixed tail of a path getter is lower-cased.
-// The file generated from these values reads back to the same.
-TEST(PreferencesTest, ValuesFromTheFileWithTheirQuirksUnderAHomeWithCapitalsAndWrittenBack) {
-  TempInstallation installation;
-  const std::string home = installation.root() + "/Norvane Home";
-  std::filesystem::create_directories(home + "/conf");
-  std::filesystem::create_directories(home + "/logs");
-  installation.registerHome(home);
-  const struct { std::string line, expected; } rows[] = {
-      {"session_timeout =", "0"}, {"log_file_count = abc", "0"},  // atoi: 0, not the default
-      {"max_user_count = -1", "4294967295"}, {"ldap_port_number = -1", "18446744073709551615"},  // no range test
-      {"listening_port_backlog = 12abc", "12"}, {"perf_duration = 5", "5"}, {"statistics_mode = yes", "false"},
-      {"bypass_authentication = TRUE", "true"}, {"ldap_mode = 1", "true"}, {"readOnly = 0", "false"},
-      {"uri_prefix = /Kestrane/API", "/kestrane/api"}, {"FW_DIR = C:\\Upload", "c:\\upload"},
-      {"ldap_binding = Digest", "Digest"}, {"full_access_groups = Storage Admins", "Storage Admins"},
-      // With a home path the path keys are not read.
-      {"key_store = /elsewhere/key.store", home + "/bin/key.store"},
-      {"log_file = /elsewhere/log.txt", home + "/logs/norvane.txt"},
+// Each row: the home ("" for none registered: the configuration file is then
+// "../conf/Norvane.conf" from the work directory <root>/bin, and the log the fallback
+// "../Logs/norvane.txt"), the configuration file, and what the settings, the log and
+// the generated file hold (@HOME@ standing for the home, or for <root> without one).
+// The values are read, warned without deadlock, generated and read back the same.
+TEST(PreferencesTest, ValuesAreReadLoggedGeneratedAndReadBack) {
+  const struct { std::string home, config; Settings values; std::vector<std::string> log, file; } rows[] = {
+      {"home", "",  // the golden text below holds every default the file has
+       {{"LOCALE_PATH", "@HOME@/conf/languages/"}, {"default_alert", "@HOME@/conf/monitor/config-default.json"},
+        {"event_spec(de-DE)", "@HOME@/conf/languages/de-DE/ctl_events_spec.ini"},
+        {"alert_param(de-DE)", "@HOME@/conf/languages/de-DE/alertparam.ini"},
+        {"health_spec(de-DE)", "@HOME@/conf/languages/de-DE/healthspec.json"}},
+       {"| Warning   : KVP:readCfg - Cann't open config file @HOME@/conf/Norvane.conf; using the server default"},
+       {}},
+      // A home with capitals keeps them: only the fixed tail of a path getter is lower-cased.
+      {"Norvane Home",
+       "session_timeout =\nlog_file_count = abc\nmax_user_count = -1\nldap_port_number = -1\n"
+       "listening_port_backlog = 12abc\nperf_duration = 5\nstatistics_mode = yes\nbypass_authentication = TRUE\n"
+       "ldap_mode = 1\nreadOnly = 0\nuri_prefix = /Kestrane/API\nFW_DIR = C:\\Upload\nldap_binding = Digest\n"
+       "full_access_groups = Storage Admins\nkey_store = /elsewhere/key.store\nlog_file = /elsewhere/log.txt\n",
+       {{"session_timeout", "0"}, {"log_file_count", "0"},  // atoi: 0, not the default
+        {"max_user_count", "4294967295"}, {"ldap_port_number", "18446744073709551615"},  // no range test
+        {"listening_port_backlog", "12"}, {"perf_duration", "5"}, {"statistics_mode", "false"},
+        {"bypass_authentication", "true"}, {"ldap_mode", "true"}, {"readOnly", "false"},
+        {"uri_prefix", "/kestrane/api"}, {"FW_DIR", "c:\\upload"}, {"ldap_binding", "Digest"},
+        {"full_access_groups", "Storage Admins"},
+        // With a home path the path keys are not read.
+        {"key_store", "@HOME@/bin/key.store"}, {"log_file", "@HOME@/logs/norvane.txt"}},
+       {},
+       {"\nbypass_authentication = 1\n", "\nstatistics_mode = false\n", "\nreadOnly = 0\n",
+        "\nuri_prefix = /kestrane/api\n"}},
+      {"",
+       "session_timeout = 240\nkey_store = /Etc/Key.Store\nevent_spec = /Lang/Events.INI\n"
+       "alert_config-current = /Conf/Current.json\nPLUGIN_PATH = /Opt/Plugins\n",
+       {{"session_timeout", "240"}, {"key_store", "/etc/key.store"}, {"event_spec", "/lang/events.ini"},
+        {"event_spec(de-DE)", "/lang/events.ini"},  // the locale plays no part
+        {"alert_config-current", "/conf/current.json"}, {"default_alert", "/conf/current.json"},
+        {"PLUGIN_PATH", "/opt/plugins"},
+        // Keys absent from the file give the fallbacks as they stand.
+        {"log_file", "../Logs/norvane.txt"}, {"monitor_log_path", "conf/monitor/logs/"},
+        {"LOCALE_PATH", "../conf/languages"}, {"MANAGED_SERVER_PATH", "/bin/managedservers"},
+        {"event_code", "../conf/monitor/eventcode.ini"}, {"alert_param", "../conf/languages/en-US/alertparam.ini"},
+        {"health_spec(de-DE)", "../conf/languages/en-US/healthspec.json"}, {"smtp_server", "./bin/smtpServer"},
+        {"value_store", "./bin/value.store"}},
+       {"| Error     : Pref:key - Invalid Norvane Home Path, read from conf file\n",
+        "| Error     : Pref:evtSpecL - Invalid Norvane Home Path, read from conf file\n",
+        "| Error     : Pref:dalertCfgFile - Invalid Norvane Home Path, read from default conf file\n",
+        "| Error     : Pref:monLog - Exception @ getMonitorLogFilePath returning default file \n",
+        "| Error     : Pref:localePath - Exception @ LOCALE_PATH returning default file \n",
+        "| Error     : Pref:manageP - Exception @ MANAGED_SERVER returning default file \n",
+        "| Error     : Pref:evtCode - Exception @ get_alert_param_loc returning default file \n",
+        "| Error     : Pref:getHealthL - Exception @ get_alert_spec_file returning default file \n",
+        "| Error     : Pref:healthSpc - Exception @ get_alert_spec_file returning default file \n",
+        "| Error     : Pref:smtp - Exception @ get_smtp_servr_loc returning default file \n",
+        "| Error     : Pref:genConf - Invalid Norvane Home Path, using default conf file path\n"},
+       {"\nsmtp_server = ./bin/smtpServer\n", "\nlog_file = ../Logs/norvane.txt\n"}},
   };
-  std::string text;
-  Settings expected;
   for (const auto& row : rows) {
-    text += row.line + "\n";
-    expected[row.line.substr(0, row.line.find(' '))] = row.expected;
+    TempInstallation installation;
+    const std::string home = row.home.empty() ? installation.root() : installation.root() + "/" + row.home;
+    const auto homed = [&home](const std::string& text) { return std::regex_replace(text, std::regex("@HOME@"), home); };
+    std::filesystem::create_directories(home + "/conf");
+    std::filesystem::create_directories(home + (row.home.empty() ? "/Logs" : "/logs"));
+    if (!row.home.empty()) installation.registerHome(home);
+    if (!row.config.empty()) writeFile(home + "/conf/Norvane.conf", row.config);
+    const auto [first, values] = inChild(installation, {"dump", "generate:/conf/Norvane.conf"});
+    EXPECT_EQ(0, first.exitCode) << first.output;
+    for (const auto& [key, value] : row.values)
+      EXPECT_EQ(homed(value), values.count(key) != 0 ? values.at(key) : "<no such setting>") << row.home << key;
+    const std::string log = readFile(home + (row.home.empty() ? "/Logs" : "/logs") + "/norvane.txt");
+    for (const std::string& line : row.log) expectAll(log, {homed(line)});
+    EXPECT_EQ(std::string::npos, log.find("log_file")) << log;  // get_log_file_loc falls back silently
+    const std::string file = readFile(home + "/conf/Norvane.conf");
+    if (row.home == "home") {
+      EXPECT_EQ(homed(kGeneratedDefaults), file);
+    } else {
+      expectAll(file, row.file);
+    }
+    if (row.home.empty()) continue;  // path keys would read back lower-cased ("en-US" as "en-us")
+    EXPECT_EQ(values, inChild(installation, {"dump"}).second) << row.home;
   }
-  writeFile(home + "/conf/Norvane.conf", text);
-  const Settings read = readSettings(installation);
-  expectSettings(expected, read);
-  generate(installation);
-  expectAll(readFile(home + "/conf/Norvane.conf"), {"\nbypass_authentication = 1\n", "\nstatistics_mode = false\n",
-                                                    "\nreadOnly = 0\n", "\nuri_prefix = /kestrane/api\n"});
-  EXPECT_EQ(read, readSettings(installation));
-}
-
-// Nothing registered: the configuration file is "../conf/Norvane.conf" from the work
-// directory <root>/bin, and the log the fallback "../Logs/norvane.txt"; the generator
-// writes the fallback paths there.
-TEST(PreferencesTest, FallbackRouteReadsPathKeysLowerCasedLogsWhyAndGeneratesThere) {
-  TempInstallation installation;
-  const std::string root = installation.root();
-  std::filesystem::create_directories(root + "/conf");
-  std::filesystem::create_directories(root + "/Logs");
-  writeFile(root + "/conf/Norvane.conf", "session_timeout = 240\nkey_store = /Etc/Key.Store\n"
-                                         "event_spec = /Lang/Events.INI\nalert_config-current = /Conf/Current.json\n"
-                                         "PLUGIN_PATH = /Opt/Plugins\n");
-  expectSettings({{"session_timeout", "240"}, {"key_store", "/etc/key.store"}, {"event_spec", "/lang/events.ini"},
-                  {"event_spec(de-DE)", "/lang/events.ini"},  // the locale plays no part
-                  {"alert_config-current", "/conf/current.json"}, {"default_alert", "/conf/current.json"},
-                  {"PLUGIN_PATH", "/opt/plugins"},
-                  // Keys absent from the file give the fallbacks as they stand.
-                  {"log_file", "../Logs/norvane.txt"}, {"monitor_log_path", "conf/monitor/logs/"},
-                  {"LOCALE_PATH", "../conf/languages"}, {"MANAGED_SERVER_PATH", "/bin/managedservers"},
-                  {"event_code", "../conf/monitor/eventcode.ini"},
-                  {"alert_param", "../conf/languages/en-US/alertparam.ini"},
-                  {"health_spec(de-DE)", "../conf/languages/en-US/healthspec.json"},
-                  {"smtp_server", "./bin/smtpServer"}, {"value_store", "./bin/value.store"}},
-                 readSettings(installation));
-  const std::string log = readFile(root + "/Logs/norvane.txt");
-  std::vector<std::string> lines;
-  for (const char* origin : {"key - Invalid Norvane Home Path, read from conf file",
-                             "evtSpecL - Invalid Norvane Home Path, read from conf file",
-                             "dalertCfgFile - Invalid Norvane Home Path, read from default conf file",
-                             "monLog - Exception @ getMonitorLogFilePath", "localePath - Exception @ LOCALE_PATH",
-                             "manageP - Exception @ MANAGED_SERVER", "evtCode - Exception @ get_alert_param_loc",
-                             "getHealthL - Exception @ get_alert_spec_file",
-                             "healthSpc - Exception @ get_alert_spec_file",
-                             "smtp - Exception @ get_smtp_servr_loc"}) {
-    const bool exception = std::string(origin).find("Exception") != std::string::npos;
-    lines.push_back(std::string("| Error     : Pref:") + origin + (exception ? " returning default file " : ""));
-  }
-  expectAll(log, lines);
-  EXPECT_EQ(std::string::npos, log.find("log_file")) << log;  // get_log_file_loc falls back silently
-  generate(installation);
-  expectAll(readFile(root + "/conf/Norvane.conf"),
-            {"\nsmtp_server = ./bin/smtpServer\n", "\nlog_file = ../Logs/norvane.txt\n"});
-  expectAll(readFile(root + "/Logs/norvane.txt"),
-            {"| Error     : Pref:genConf - Invalid Norvane Home Path, using default conf file path"});
+  // A file that cannot be created, or a FIFO in its place, throws at once.
+  HomedInstallation installation;
+  ASSERT_EQ(0, mkfifo((installation.home() + "/conf/fifo.conf").c_str(), 0600));
+  const ChildResult refused =
+      inChild(installation, {"generate:/no/such/dir/Norvane.conf", "generate:/conf/fifo.conf"}).first;
+  const std::string thrown =
+      "thrown: File : ..\\..\\..\\..\\launcher\\Preferences Line : 1710 Exception : Unknown exception\n";
+  EXPECT_EQ("3 " + thrown + thrown, std::to_string(refused.exitCode) + " " + refused.output);
+  EXPECT_EQ(64u, *&Preferences::DEFAULT_LOG_LEVEL);  // has an address in the library
 }
 
 // A stored perf_duration of 0, or no number, ends the process at its reading (a
@@ -295,19 +243,17 @@ TEST(PreferencesTest, FallbackRouteReadsPathKeysLowerCasedLogsWhyAndGeneratesThe
 // in memory only; without the key in the file it throws. The file stays as it was.
 TEST(PreferencesTest, ZeroPerfDurationEndsTheProcessAndTheFirmwareLocationStaysInMemory) {
   const struct { const char *config, *action, *output; } rows[] = {
-      {"perf_duration = 0\n", "dump", nullptr}, {"perf_duration = none\n", "dump", nullptr},
+      {"perf_duration = 0\n", "dump", ""}, {"perf_duration = none\n", "dump", ""},
       {"FW_DIR = /old\n", "firmware", "caller: c:\\fw\ngetter: c:\\fw\n"},
-      {"session_timeout = 1\n", "firmware", "thrown: File : ..\\..\\..\\..\\utils\\KeyValueParser Line : 115 Exception "
-                                            ": Unknown exception\ncaller: c:\\fw\ngetter: /server/upload_files\n"},
+      {"session_timeout = 1\n", "firmware",
+       "thrown: File : ..\\..\\..\\..\\utils\\KeyValueParser Line : 115 Exception : Unknown exception\n"
+       "caller: c:\\fw\ngetter: /server/upload_files\n"},
   };
   for (const auto& row : rows) {
     HomedInstallation installation(row.config);
-    const ChildResult result = inChild(installation, {row.action});
-    if (row.output == nullptr) {
-      EXPECT_EQ(SIGABRT, result.signal) << row.config << result.output;
-    } else {
-      EXPECT_EQ(row.output, result.output) << row.config;
-    }
+    const ChildResult result = inChild(installation, {row.action}).first;
+    EXPECT_EQ(*row.output == '\0' ? SIGABRT : 0, result.signal) << row.config << result.output;
+    EXPECT_EQ(row.output, *row.output == '\0' ? "" : result.output) << row.config;
     EXPECT_EQ(row.config, installation.readHomeFile("conf/Norvane.conf"));
   }
 }
@@ -334,7 +280,7 @@ NORVANE_CHILD(first_use_from_threads) {
 TEST(PreferencesTest, FirstUseWithTheLoggerStartedFirstWarnsOnceAndLogsEveryLine) {
   for (int threads : {1, 8}) {
     HomedInstallation installation;
-    ChildResult result = runChild("first_use_from_threads", {installation.storeRoot(), std::to_string(threads)});
+    const ChildResult result = runChild("first_use_from_threads", {installation.storeRoot(), std::to_string(threads)});
     ASSERT_EQ(0, result.exitCode) << threads << " threads: " << result.output;
     const std::string log = installation.readHomeFile("logs/norvane.txt");
     const std::string warning = "| Warning   : KVP:readCfg - Cann't open config file";

@@ -25,40 +25,35 @@ struct FakeSettings : settings::Settings {
   std::string uri = P::DEFAULT_URI_PREFIX;
   unsigned int base = P::DEFAULT_BASE_FOR_DRIVE_CAPACITY_CAL;
   bool ldap = P::DEFAULT_LDAP_MODE;
-  std::string ldapServers = P::DEFAULT_LDAP_SERVER;
-  std::string dnDetails = P::DEFAULT_DN_DETAILS;
-  std::string fullAccess = P::DEFAULT_FULL_ACCESS_GROUPS;
-  std::string readOnlyAccess = P::DEFAULT_READ_ONLY_ACCESS_GROUPS;
+  std::string ldapServers = P::DEFAULT_LDAP_SERVER, dnDetails = P::DEFAULT_DN_DETAILS;
+  std::string fullAccess = P::DEFAULT_FULL_ACCESS_GROUPS, readOnlyAccess = P::DEFAULT_READ_ONLY_ACCESS_GROUPS;
   std::string privateRanges = P::DEFAULT_PRIVATE_IP_KEY;
 
   // Takes the settings of a configuration text, split into keys and values by the
-  // library's own reader; keys the text leaves out keep their values.
+  // library's own reader, converted as Preferences converts them; keys the text
+  // leaves out keep their values.
   void configure(const std::string& text) {
     TempInstallation scratch;
     writeFile(scratch.root() + "/settings.conf", text);
     const utils::KeyValueParser file(scratch.root() + "/settings.conf", "=");
-    const auto read = [&file](const char* key, auto& field, auto convert) {
+    const auto read = [&file](const char* key, std::string& field, bool lowerCase = false) {
       try {
-        field = convert(file.get_config_key_value(key));
+        field = file.get_config_key_value(key);
+        if (lowerCase) utils::StringHelper::to_lower(field);
       } catch (...) {
       }
     };
-    const auto asText = [](const std::string& value) { return value; };
-    read(P::URI_PREFIX_KEY, uri, [](std::string value) {
-      utils::StringHelper::to_lower(value);
-      return value;
-    });
-    read(P::BASE_FOR_DRIVE_CAPACITY_CAL, base,
-         [](const std::string& value) { return static_cast<unsigned int>(std::atoi(value.c_str())); });
-    read(P::LDAP_MODE_KEY, ldap, [](std::string value) {
-      utils::StringHelper::to_lower(value);
-      return value == "true" || value == "1";
-    });
-    read(P::LDAP_SERVER, ldapServers, asText);
-    read(P::LDAP_DN_DETAILS, dnDetails, asText);
-    read(P::FULL_ACCESS_GROUPS, fullAccess, asText);
-    read(P::READ_ONLY_ACCESS_GROUPS, readOnlyAccess, asText);
-    read(P::PRIVATE_IP_KEY, privateRanges, asText);
+    std::string baseText = std::to_string(base), ldapText = ldap ? "true" : "false";
+    read(P::URI_PREFIX_KEY, uri, true);
+    read(P::BASE_FOR_DRIVE_CAPACITY_CAL, baseText);
+    read(P::LDAP_MODE_KEY, ldapText, true);
+    read(P::LDAP_SERVER, ldapServers);
+    read(P::LDAP_DN_DETAILS, dnDetails);
+    read(P::FULL_ACCESS_GROUPS, fullAccess);
+    read(P::READ_ONLY_ACCESS_GROUPS, readOnlyAccess);
+    read(P::PRIVATE_IP_KEY, privateRanges);
+    base = static_cast<unsigned int>(std::atoi(baseText.c_str()));
+    ldap = ldapText == "true" || ldapText == "1";
   }
 
   unsigned int logLevel() const override { return settings::installed().logLevel(); }

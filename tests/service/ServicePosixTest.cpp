@@ -9,6 +9,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <iostream>
 
@@ -35,31 +36,23 @@ NORVANE_CHILD(signalled_service) {
 }
 
 // A datagram socket bound to a path of the test's, as systemd listens for sd_notify.
-class NotifySocket {
- public:
-  NotifySocket() : m_path("/tmp/nv13-" + std::to_string(getpid()) + "-notify") {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    m_path.copy(address.sun_path, sizeof address.sun_path - 1);
-    unlink(m_path.c_str());
-    m_bound = bind(m_fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+struct NotifySocket {
+  std::string path = "/tmp/nv13-" + std::to_string(getpid()) + "-notify";
+  int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  bool bound() {
+    sockaddr_un address{AF_UNIX, {}};
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    unlink(path.c_str());
+    return bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
   }
-  ~NotifySocket() { close(m_fd), unlink(m_path.c_str()); }
-  bool bound() const { return m_bound; }
-  const std::string& path() const { return m_path; }
+  ~NotifySocket() { close(fd), unlink(path.c_str()); }
   // The next message, "" when none comes within five seconds.
   std::string next() {
-    pollfd ready{m_fd, POLLIN, 0};
-    if (poll(&ready, 1, 5000) != 1) return "";
+    pollfd ready{fd, POLLIN, 0};
     char buffer[512];
-    const ssize_t length = recv(m_fd, buffer, sizeof buffer, 0);
-    return length > 0 ? std::string(buffer, static_cast<std::size_t>(length)) : "";
+    const ssize_t length = poll(&ready, 1, 5000) == 1 ? recv(fd, buffer, sizeof buffer, 0) : 0;
+    return std::string(buffer, static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
   }
-
- private:
-  std::string m_path;
-  int m_fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  bool m_bound = false;
 };
 
 const char kStartPending[] = "STATUS=start pending";
@@ -113,7 +106,7 @@ TEST(ServiceSignalTest, SignalsBecomeControlCodesAndReportsReachSystemd) {
   for (const auto& row : services) {
     NotifySocket notify;
     ASSERT_TRUE(notify.bound());
-    const int pid = testsupport::startChild("signalled_service", {notify.path(), row.controls}, output);
+    const int pid = testsupport::startChild("signalled_service", {notify.path, row.controls}, output);
     EXPECT_EQ(kStartPending, notify.next());
     EXPECT_EQ(kRunning, notify.next());
     for (const Step& step : row.steps) {

@@ -51,16 +51,15 @@ TEST(LogToolTest, CommandsLeaveTheServersLogAlone) {
   const int writer = testsupport::startChild("running_writer", {in.storeRoot(), root + "/ready", root + "/go"},
                                              root + "/out");
   ASSERT_TRUE(waitFor(root + "/ready"));
-  EXPECT_EQ("0|", ctl(in, {"keys", "init"}).substr(0, 2));
   for (const std::vector<std::string>& command :
-       {std::vector<std::string>{"show-config"}, {"secret", "get", logs + "/none"}, {"check"}, {"rekey"}}) {
+       {std::vector<std::string>{"keys", "init"}, {"show-config"}, {"secret", "get", logs + "/none"}, {"check"}, {"rekey"}}) {
     ctl(in, command);
   }
   testsupport::writeFile(root + "/go", "");
   EXPECT_EQ(0, testsupport::waitChild(writer).exitCode);
-  const std::string log = readFile(logs + "/norvane.txt");
-  EXPECT_TRUE(std::regex_match(log, std::regex("[^\n]* \\| Info      : before\n[^\n]* \\| Info      : after\n")));
-  EXPECT_TRUE(fs::exists(logs + "/norvanectl.txt"));
+  EXPECT_TRUE(std::regex_match(readFile(logs + "/norvane.txt"),
+                               std::regex("[^\n]* \\| Info      : before\n[^\n]* \\| Info      : after\n")));
+  EXPECT_NE("", readFile(logs + "/norvanectl.txt"));
 }
 
 // Any home the system takes logs: set-home stores a home of 200 bytes and `log`

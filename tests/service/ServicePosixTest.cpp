@@ -11,8 +11,11 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 
+#include "platform/Host.h"
+#include "platform/ServiceManager.h"
 #include "service/ServiceTestSupport.h"
 #include "support/ChildProcess.h"
 #include "support/TempInstallation.h"
@@ -87,6 +90,47 @@ TEST(ServiceUnitTest, InstallWritesAndEnablesTheUnitAndUnInstallRemovesIt) {
   WindowsServiceBase::setUnitDirectory(WindowsServiceBase::DEFAULT_UNIT_DIRECTORY);
 }
 
+// The manager's own answers: a program path quoted for systemd, a unit started on
+// demand without a wants link, and each refusal with its error.
+TEST(ServiceUnitTest, ManagerQuotesTheProgramAndRefusesWhatItCannotDo) {
+  testsupport::TempInstallation scratch;
+  const std::string units = scratch.root() + "/units";
+  fs::create_directories(units);
+  WindowsServiceBase::setUnitDirectory(units);
+  platform::ServiceManager& manager = platform::posixHost().serviceManager();
+  unsigned long error = 0;
+  ASSERT_TRUE(manager.createService({"Quoted", "Quoted", "/opt/a \"b\\c%d$e", false}, error));
+  EXPECT_EQ("[Unit]\nDescription=Quoted\n\n[Service]\nType=notify\nExecStart=\"/opt/a \\\"b\\\\c%%d$$e\"\n"
+            "ExecReload=/bin/kill -HUP $MAINPID\nRestart=on-failure\n",
+            testsupport::readFile(units + "/Quoted.service"));
+  EXPECT_FALSE(fs::exists(units + "/multi-user.target.wants"));
+  testsupport::writeFile(units + "/multi-user.target.wants", "");
+  sigset_t mask;
+  pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+  const std::pair<std::function<bool()>, unsigned long> refusals[] = {
+      {[&] { return manager.createService({"Quoted", "Quoted", "/bin/true", false}, error); }, EEXIST},
+      {[&] { return manager.createService({"", "", "/bin/true", false}, error); }, EINVAL},
+      {[&] { return manager.createService({"a/b", "", "/bin/true", false}, error); }, EINVAL},
+      {[&] { return manager.createService({"Enabled", "", "/bin/true", true}, error); }, ENOTDIR},
+      {[&] { return manager.deleteService("Missing", error); }, ENOENT},
+      {[&] { return manager.dispatch("Null", nullptr, error); }, EINVAL},
+      {[&] { return manager.registerControlHandler("Null", nullptr, nullptr, error) != nullptr; }, EINVAL},
+      {[&] { return manager.reportStatus(nullptr, {}) || (error = 1, false); }, 1},
+      {[&] { return WindowsServiceBase::setUnitDirectory(units + "/Quoted.service"), manager.openManager(error); },
+       ENOTDIR},
+  };
+  for (const auto& [call, code] : refusals) {
+    error = 0;
+    EXPECT_FALSE(call());
+    EXPECT_EQ(code, error);
+  }
+  EXPECT_FALSE(fs::exists(units + "/Enabled.service"));
+  // A service main that never registers returns at once.
+  EXPECT_TRUE(manager.dispatch("Unregistered", [](unsigned long, char**) {}, error));
+  pthread_sigmask(SIG_SETMASK, &mask, nullptr);
+  WindowsServiceBase::setUnitDirectory(WindowsServiceBase::DEFAULT_UNIT_DIRECTORY);
+}
+
 TEST(ServiceSignalTest, SignalsBecomeControlCodesAndReportsReachSystemd) {
   const std::string stopping = "STOPPING=1\nSTATUS=stop pending";
   struct Step { int signal, value; std::vector<std::string> messages; };
@@ -96,10 +140,12 @@ TEST(ServiceSignalTest, SignalsBecomeControlCodesAndReportsReachSystemd) {
         {SIGUSR2, 0, {"STATUS=continue pending", kRunning}}, {SIGRTMIN, 130, {kRunning}},
         {SIGTERM, 0, {stopping, "STATUS=stopped"}}},
        "OnPause\nOnInquire\nOnContinue\nOnUserControl 130\nOnStop\n"},
-      // The default, stop and shutdown only: a pause is refused without a report; the
-      // queued code is taken after any pending standard signal; Ctrl-C stops.
-      {"5", {{SIGUSR1, 0, {}}, {SIGRTMIN, 200, {kRunning}}, {SIGINT, 0, {stopping, "STATUS=stopped"}}},
+      // The default, stop and shutdown only: a pause or a continue is refused without
+      // a report; the queued code is taken after any pending standard signal; a power
+      // failure shuts down. Stop only: no shutdown, and Ctrl-C stops.
+      {"5", {{SIGUSR1, 0, {}}, {SIGUSR2, 0, {}}, {SIGRTMIN, 200, {kRunning}}, {SIGPWR, 0, {stopping, "STATUS=stopped"}}},
        "OnUserControl 200\nOnStop\n"},
+      {"1", {{SIGPWR, 0, {}}, {SIGINT, 0, {stopping, "STATUS=stopped"}}}, "OnStop\n"},
   };
   testsupport::TempInstallation scratch;
   const std::string output = scratch.root() + "/service.out";

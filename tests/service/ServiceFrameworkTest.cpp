@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <regex>
 
+#include "service/CurrentService.h"
 #include "service/ServiceTestSupport.h"
 #include "support/ChildProcess.h"
 #include "utils/SystemTestSupport.h"
@@ -134,8 +135,8 @@ TEST_F(FakeHostTest, InstallAndUnInstallFollowTheManagersAnswers) {
             made.name + "|" + made.displayName + "|" + made.programPath + "|" + std::to_string(made.startsWithSystem));
 }
 
-// Once the object of uninstallService is gone, the library's own handler reaches
-// nothing.
+// Once the object of uninstallService is gone, the library's own service main and
+// handler reach nothing.
 TEST_F(FakeHostTest, UninstallServiceRemovesNorvaneServiceAndSaysHowItWent) {
   for (const bool fails : {false, true}) {
     testsupport::ScopedFakeHost host;
@@ -148,7 +149,17 @@ TEST_F(FakeHostTest, UninstallServiceRemovesNorvaneServiceAndSaysHowItWent) {
                                                         : "Info: NorvaneService Un-Installed successfully"));
   }
   EXPECT_EQ(0u, NorvaneServiceControlHandler(1, 0, nullptr, nullptr));
+  NorvaneServiceMain(0, nullptr);
   EXPECT_TRUE(fake.services.reports.empty());
+  // While it is set, the service main and the handler reach it.
+  RecordingService current(nullptr);
+  EXPECT_EQ("", current.name());
+  norvane_service::setCurrentService(&current);
+  NorvaneServiceMain(0, nullptr);
+  EXPECT_EQ(0u, NorvaneServiceControlHandler(4, 0, nullptr, nullptr));
+  norvane_service::setCurrentService(nullptr);
+  EXPECT_EQ((States{2, 4, 4}), fake.services.states());
+  EXPECT_EQ((Lines{"Init 0", "OnInquire"}), current.calls);
 }
 
 TEST(ServiceOperationTest, RunAndExecuteReadALineAndPrintAnAddress) {

@@ -355,6 +355,60 @@ TEST(LogStartTest, LongPathsLogAndAChosenFileTakesTheProcesssLines) {
   }
 }
 
+// The logger reads the settings in force (here replaced), holding back the
+// statements they make until it runs: written if their level passes, 16 at most. A
+// path the logger cannot use (no directory part, a file name under four characters,
+// as long as the system takes or longer, a lock path longer than that, a missing
+// directory, a directory as the file) starts nothing and writes nothing; the next
+// statement tries again.
+LOG_CHILD(log_through_settings) {
+  struct : testsupport::FakeSettings {
+    std::string path;
+    unsigned int logLevel() const override { return 8; }
+    std::string logFile() const override {
+      utils::log_info("held and filtered");
+      for (int i = 0; i < 17; ++i) utils::log_warning("held %1%") % i;
+      return path;
+    }
+  } settings;
+  settings.path = args.at(2);
+  settings::ScopedSettings scoped(settings);
+  const unsigned first = logMsg(utils::WARNING, "first\n");
+  std::printf("%u %u,", first, getLogLevel());
+  utils::formatted_log_t::uninitializeLogger();
+  if (!args.at(3).empty()) fs::remove(args[3]) || fs::create_directories(args[3]);  // the fix
+  const unsigned second = logMsg(utils::WARNING, "second\n");
+  std::printf("%u %u\n", second, getLogLevel());
+  return 0;
+}
+
+TEST(LogStartTest, StatementsOfTheSettingsAreHeldBackAndUnusablePathsStartNothing) {
+  Installation installation(config(64, 1));
+  const std::string logs = installation.logs();
+  Lines held;
+  for (int i = 0; i < 15; ++i) held.push_back("Warning: held " + std::to_string(i));
+  const struct { std::string path, fix; bool started; } rows[] = {
+      {"nolog", "", false},
+      {logs + "/abc", "", false},
+      {"/" + std::string(PATH_MAX, 'p') + "/norvane.txt", "", false},
+      {"/" + std::string(PATH_MAX - 16, 'd') + "/norvane.txt", "", true},
+      {"C:\\norvane\\norvane.txt", "", true},
+      {logs + "/missing/norvane.txt", logs + "/missing", true},
+      {logs + "/directory.txt", logs + "/directory.txt", true},
+  };
+  fs::create_directories(logs + "/directory.txt");
+  for (const auto& row : rows) {
+    EXPECT_EQ(installation.run("log_through_settings", {row.path, row.fix}).output,
+              row.started ? "2 8,2 8\n" : "2 0,2 0\n") << row.path;
+    Lines expected = held;
+    expected.push_back("Warning: second");
+    if (!row.fix.empty()) EXPECT_EQ(entries(testsupport::readFile(row.path)), expected) << row.path;
+  }
+  EXPECT_EQ(installation.run("log_through_settings", {installation.logPath(), ""}).output, "2 8,2 8\n");
+  held.insert(held.end(), {"Warning: first", "Warning: second"});
+  EXPECT_EQ(entries(installation.log()), held);
+}
+
 // ---- the logger and the settings need each other -----------------------------------
 
 LOG_CHILD(settings_before_log) {

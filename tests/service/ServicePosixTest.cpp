@@ -63,47 +63,34 @@ const char kRunning[] = "READY=1\nSTATUS=running";
 
 }  // namespace
 
-TEST(ServiceUnitTest, InstallWritesAndEnablesTheUnitAndUnInstallRemovesIt) {
+// Install writes the unit and enables it, UnInstall removes both. The manager
+// quotes the program path for systemd, writes a unit started on demand without a
+// wants link, and refuses with the system's error what it cannot do.
+TEST(ServiceUnitTest, UnitsAreWrittenEnabledRemovedAndRefusedWithTheSystemsError) {
   testsupport::TempInstallation scratch;
-  const std::string units = scratch.root() + "/units";
+  const std::string units = scratch.root() + "/units", unit = units + "/NorvaneService.service";
+  const std::string link = units + "/multi-user.target.wants/NorvaneService.service";
   fs::create_directories(units);
   WindowsServiceBase::setUnitDirectory(units);
-  const std::string unit = units + "/NorvaneService.service";
-  const std::string link = units + "/multi-user.target.wants/NorvaneService.service";
   RecordingService service("NorvaneService");
   EXPECT_FALSE(service.IsInstalled());
   ASSERT_TRUE(service.Install());
   EXPECT_EQ("[Unit]\nDescription=NorvaneService\n\n[Service]\nType=notify\nExecStart=\"" +
                 fs::read_symlink("/proc/self/exe").string() +
-                "\"\nExecReload=/bin/kill -HUP $MAINPID\nRestart=on-failure\n\n"
-                "[Install]\nWantedBy=multi-user.target\n",
+                "\"\nExecReload=/bin/kill -HUP $MAINPID\nRestart=on-failure\n\n[Install]\nWantedBy=multi-user.target\n",
             testsupport::readFile(unit));
   EXPECT_EQ(unit, fs::read_symlink(link).string());
   EXPECT_TRUE(service.IsInstalled());
   ASSERT_TRUE(service.UnInstall());
   EXPECT_FALSE(fs::exists(unit) || fs::is_symlink(link) || service.IsInstalled());
   EXPECT_EQ((std::vector<std::string>{"InstallAid", "UnInstallAid"}), service.calls);
-  // A unit directory that is missing cannot take a unit: the system's error stays.
-  WindowsServiceBase::setUnitDirectory(units + "/missing");
-  EXPECT_FALSE(service.Install());
-  EXPECT_EQ(static_cast<std::uint32_t>(ENOENT), service.lastError());
-  WindowsServiceBase::setUnitDirectory(WindowsServiceBase::DEFAULT_UNIT_DIRECTORY);
-}
-
-// The manager's own answers: a program path quoted for systemd, a unit started on
-// demand without a wants link, and each refusal with its error.
-TEST(ServiceUnitTest, ManagerQuotesTheProgramAndRefusesWhatItCannotDo) {
-  testsupport::TempInstallation scratch;
-  const std::string units = scratch.root() + "/units";
-  fs::create_directories(units);
-  WindowsServiceBase::setUnitDirectory(units);
   platform::ServiceManager& manager = platform::posixHost().serviceManager();
   unsigned long error = 0;
   ASSERT_TRUE(manager.createService({"Quoted", "Quoted", "/opt/a \"b\\c%d$e", false}, error));
   EXPECT_EQ("[Unit]\nDescription=Quoted\n\n[Service]\nType=notify\nExecStart=\"/opt/a \\\"b\\\\c%%d$$e\"\n"
             "ExecReload=/bin/kill -HUP $MAINPID\nRestart=on-failure\n",
             testsupport::readFile(units + "/Quoted.service"));
-  EXPECT_FALSE(fs::exists(units + "/multi-user.target.wants"));
+  fs::remove_all(units + "/multi-user.target.wants");
   testsupport::writeFile(units + "/multi-user.target.wants", "");
   sigset_t mask;
   pthread_sigmask(SIG_SETMASK, nullptr, &mask);
@@ -118,12 +105,15 @@ TEST(ServiceUnitTest, ManagerQuotesTheProgramAndRefusesWhatItCannotDo) {
       {[&] { return manager.reportStatus(nullptr, {}) || (error = 1, false); }, 1},
       {[&] { return WindowsServiceBase::setUnitDirectory(units + "/Quoted.service"), manager.openManager(error); },
        ENOTDIR},
+      {[&] { return WindowsServiceBase::setUnitDirectory(units + "/missing"), service.Install(); }, 0},
   };
+  int row = 0;
   for (const auto& [call, code] : refusals) {
     error = 0;
-    EXPECT_FALSE(call());
-    EXPECT_EQ(code, error);
+    EXPECT_FALSE(call()) << ++row;
+    EXPECT_EQ(code, error) << row;
   }
+  EXPECT_EQ(static_cast<std::uint32_t>(ENOENT), service.lastError());
   EXPECT_FALSE(fs::exists(units + "/Enabled.service"));
   // A service main that never registers returns at once.
   EXPECT_TRUE(manager.dispatch("Unregistered", [](unsigned long, char**) {}, error));

@@ -16,16 +16,14 @@
 using namespace logtest;
 using testing::HasSubstr;
 
-// What a call throws: the format library's diagnostic for one of its own errors,
-// else the type and text of the exception; "nothing" if it returns.
+// What a call throws, as the format library's diagnostic tells it; "nothing" if it
+// returns.
 template <typename Call>
 std::string thrown(Call&& call) {
   try {
     call();
-  } catch (const boost::exception& error) {
-    return boost::diagnostic_information(error, true);
-  } catch (const std::exception& error) {
-    return std::string(typeid(error).name()) + ": " + error.what();
+  } catch (...) {
+    return boost::current_exception_diagnostic_information(true);
   }
   return "nothing";
 }
@@ -126,9 +124,7 @@ TEST(LogLevelTest, ConfiguredLevelIsAThresholdAndEachLevelHasItsBanner) {
 namespace {
 
 // A type with its own output operator.
-struct Volume {
-  int id;
-};
+struct Volume { int id; };
 std::ostream& operator<<(std::ostream& out, const Volume& volume) { return out << "volume#" << volume.id; }
 
 // Groups digits by threes with a dot, like many real locales do.
@@ -166,29 +162,8 @@ void eachStatementRow(Row&& row) {
 
 }  // namespace
 
-LOG_CHILD(log_statement_rows) {
-  eachStatementRow([](const std::string& format, const auto&... args) {
-    utils::formatted_log_t statement(utils::INFO, format.c_str());
-    (void)(statement % ... % args);
-  });
-  return 0;
-}
-
-// Whatever the format and the arguments, the line shows what boost::format makes of
-// them, up to 511 characters.
-TEST(LogStatementTest, StatementsRenderAsTheFormatLibraryDoes) {
-  Installation installation(config(64, 0));
-  installation.run("log_statement_rows");
-  Lines expected;
-  eachStatementRow([&](const std::string& format, const auto&... args) {
-    const std::string text = (boost::format(format) % ... % args).str();
-    expected.push_back("Info: " + text.substr(0, 511));
-  });
-  EXPECT_THAT(expected, testing::Contains("Info: 1.234.567 123.456 1.23457e+06 1 7.654.321"));
-  EXPECT_EQ(entries(installation.log()), expected);
-}
-
-LOG_CHILD(log_odd_texts) {
+// The odd texts, then one statement for every row.
+LOG_CHILD(log_statements) {
   utils::log_info("%1% done") % "50%";
   utils::log_info("%1%") % "%%x";    // index 0 and 1 stay single: printf makes it "%x"
   utils::log_info("%1%") % "100%%";  // both doubled
@@ -219,6 +194,10 @@ LOG_CHILD(log_odd_texts) {
   std::fflush(stderr);
   std::printf("null=%u\n", logMsg(utils::INFO, nullptr));
   logMsg(utils::INFO, "\n");
+  eachStatementRow([](const std::string& format, const auto&... args) {
+    utils::formatted_log_t statement(utils::INFO, format.c_str());
+    (void)(statement % ... % args);
+  });
   return 0;
 }
 
@@ -229,10 +208,11 @@ LOG_CHILD(log_odd_texts) {
 // continues. The diagnostics are the format library's own, word for word. Wide text
 // is taken literally, so its feed is one too many. A null format gives an empty
 // line; logMsg with none writes a bare prefix, which the next line end closes. A
-// copied or assigned statement writes its own line.
-TEST(LogStatementTest, PercentSignsLongMessagesArgumentMismatchesWideTextAndNullFormats) {
+// copied or assigned statement writes its own line. Whatever the format and the
+// arguments otherwise, the line shows what boost::format makes of them.
+TEST(LogStatementTest, StatementsRenderAsTheFormatLibraryDoesAndOddTextsAsDefined) {
   Installation installation(config(64, 0));
-  EXPECT_EQ(installation.run("log_odd_texts").output, thrown([] { boost::format("many %1%") % 1 % 2; }) +
+  EXPECT_EQ(installation.run("log_statements").output, thrown([] { boost::format("many %1%") % 1 % 2; }) +
                                                           thrown([] { boost::format("%s") % "one" % "two"; }) +
                                                           thrown([] { boost::format("w") % 5; }) + "null=2\n");
   const std::string log = installation.log(), warning = kStampAndId + R"( \| Warning   : )";
@@ -243,10 +223,16 @@ TEST(LogStatementTest, PercentSignsLongMessagesArgumentMismatchesWideTextAndNull
                  info("b{511}") + info("c{510}\n") + info("%{511}") + info("") + info("before") + info("end\n") + info("many 1\n") +
                  info("one\n") + warning + "([^]*?)" + warning + warning + "([^]*?)" + warning + info("next\n") +
                  info("wide %1% text\n") + info("w\n") + info("\n") + info("\n") + info("printf copied\n") +
-                 info("plain\n") + info("printf copied\n") + info("printf copied\n") + info("") + info("\n"))))
+                 info("plain\n") + info("printf copied\n") + info("printf copied\n") + info("") + info("\n") + "([^]*)")))
       << log;
   EXPECT_EQ(parts[1].str(), thrown([] { (boost::format("few %1% %2%") % 1).str(); }));
   EXPECT_EQ(parts[2].str(), thrown([] { (boost::format("few %s %s") % 1).str(); }));
+  Lines expected;
+  eachStatementRow([&](const std::string& format, const auto&... args) {
+    expected.push_back("Info: " + (boost::format(format) % ... % args).str().substr(0, 511));
+  });
+  EXPECT_THAT(expected, testing::Contains("Info: 1.234.567 123.456 1.23457e+06 1 7.654.321"));
+  EXPECT_EQ(entries(parts[3].str()), expected);
 }
 
 // Whatever looks like a placeholder but is none throws what the format library
@@ -388,14 +374,9 @@ TEST(LogStartTest, StatementsOfTheSettingsAreHeldBackAndUnusablePathsStartNothin
   Lines held;
   for (int i = 0; i < 15; ++i) held.push_back("Warning: held " + std::to_string(i));
   const struct { std::string path, fix; bool started; } rows[] = {
-      {"nolog", "", false},
-      {logs + "/abc", "", false},
-      {"/" + std::string(PATH_MAX, 'p') + "/norvane.txt", "", false},
-      {"/" + std::string(PATH_MAX - 16, 'd') + "/norvane.txt", "", true},
-      {"C:\\norvane\\norvane.txt", "", true},
-      {logs + "/missing/norvane.txt", logs + "/missing", true},
-      {logs + "/directory.txt", logs + "/directory.txt", true},
-  };
+      {"nolog", "", false}, {logs + "/abc", "", false}, {"/" + std::string(PATH_MAX, 'p') + "/norvane.txt", "", false},
+      {"/" + std::string(PATH_MAX - 16, 'd') + "/norvane.txt", "", true}, {"C:\\norvane\\norvane.txt", "", true},
+      {logs + "/missing/norvane.txt", logs + "/missing", true}, {logs + "/directory.txt", logs + "/directory.txt", true}};
   fs::create_directories(logs + "/directory.txt");
   for (const auto& row : rows) {
     EXPECT_EQ(installation.run("log_through_settings", {row.path, row.fix}).output,
@@ -430,20 +411,15 @@ LOG_CHILD(settings_and_log_on_two_threads) {
   return 0;
 }
 
-class LogStartupOrderTest : public ::testing::TestWithParam<const char*> {};
-
-TEST_P(LogStartupOrderTest, MissingConfigurationWarningReachesTheLogWithoutDeadlock) {
-  Installation installation;  // no configuration file
-  auto result = installation.run(GetParam(), {"first statement"});
-  const std::string log = installation.log();
-  EXPECT_TRUE(std::regex_match(log, std::regex(kStampAndId + R"( \| Warning   : KVP:readCfg - Cann't open config )"
-                                                             R"(file \S+; using the server default\n)" +
-                                               info("first statement\n"))))
-      << log;
-  if (std::string(GetParam()) == "settings_before_log") {
-    EXPECT_THAT(result.output, HasSubstr("level=64\nlog at once:[" + log.substr(0, log.find('\n'))));
+TEST(LogStartupOrderTest, MissingConfigurationWarningReachesTheLogWithoutDeadlockWhicheverStartsFirst) {
+  for (const char* child : {"log_one_line", "settings_before_log", "settings_and_log_on_two_threads"}) {
+    Installation installation;  // no configuration file
+    const std::string output = installation.run(child, {"first statement"}).output, log = installation.log();
+    EXPECT_TRUE(std::regex_match(log, std::regex(kStampAndId + R"( \| Warning   : KVP:readCfg - Cann't open config )"
+                                                 R"(file \S+; using the server default\n)" + info("first statement\n"))))
+        << child << "\n" << log;
+    if (std::string(child) == "settings_before_log") {
+      EXPECT_THAT(output, HasSubstr("level=64\nlog at once:[" + log.substr(0, log.find('\n'))));
+    }
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(EitherFirst, LogStartupOrderTest,
-                         ::testing::Values("log_one_line", "settings_before_log", "settings_and_log_on_two_threads"));

@@ -111,8 +111,7 @@ inline platform::LocalTime at(int day, int month, int hour, int minute, int seco
 
 // The real platform but for a clock that reads from a script (each reading takes the
 // next time and the last one repeats; until one is scripted, the clock that skips
-// second 0), and file steps refused by name: "remove NAME", "rename NAME" (its
-// source), "open NAME" (an open for appending).
+// second 0), and deletions refused by file name.
 class TestHost : public testsupport::SecondZeroFreeHost, public platform::Clock, public platform::FileSystem {
  public:
   explicit TestHost(std::deque<platform::LocalTime> times = {}) : m_times(std::move(times)) {}
@@ -125,13 +124,10 @@ class TestHost : public testsupport::SecondZeroFreeHost, public platform::Clock,
   bool listDirectory(const std::string& dir, std::vector<platform::DirectoryEntry>& out) override {
     return real().listDirectory(dir, out);
   }
-  bool removeFile(const std::string& path) override { return allowed("remove", path) && real().removeFile(path); }
-  bool renameFile(const std::string& from, const std::string& to) override {
-    return allowed("rename", from) && real().renameFile(from, to);
+  bool removeFile(const std::string& path) override {
+    return refused.count(fs::path(path).filename().string()) == 0 && real().removeFile(path);
   }
-  std::FILE* openLogFile(const std::string& path, bool empty) override {
-    return empty || allowed("open", path) ? real().openLogFile(path, empty) : nullptr;
-  }
+  bool renameFile(const std::string& from, const std::string& to) override { return real().renameFile(from, to); }
   platform::Clock& clock() override { return *this; }
   platform::FileSystem& fileSystem() override { return *this; }
   void stopAt(platform::LocalTime time) {
@@ -142,9 +138,6 @@ class TestHost : public testsupport::SecondZeroFreeHost, public platform::Clock,
 
  private:
   static platform::FileSystem& real() { return platform::posixHost().fileSystem(); }
-  bool allowed(const std::string& step, const std::string& path) const {
-    return refused.count(step + " " + fs::path(path).filename().string()) == 0;
-  }
   std::mutex m_mutex;
   std::deque<platform::LocalTime> m_times;
   platform::LocalTime m_last;

@@ -43,17 +43,20 @@ NORVANE_CHILD(fixed_clock_rotations) {
   return 0;
 }
 
-// Starts the logger (which trims) with deletion refused for the names in args from
-// 2 up to "+", then adds the old files named after it with their ages, then writes a
+// Starts the logger (which trims) with the refusals in args from 2 up to "+" (see
+// TestHost), then adds the old files named after it with their ages, then writes a
 // line (which rotates at size 0).
 NORVANE_CHILD(start_then_write) {
   const std::string logs = enter(args);
   host().stopAt(at(1, 2, 3, 4, 5));
   std::size_t i = 2;
   for (; i < args.size() && args[i] != "+"; ++i) host().refused.insert(args[i]);
+  const bool reopen = host().refused.erase("reopen") == 1;  // refused after the start
   utils::log_everything("start");  // filtered at level 64, but starts the writer
   for (++i; i + 1 < args.size(); i += 2) writeOldFile(logs + "/" + args[i], std::atol(args[i + 1].c_str()));
+  if (reopen) host().refused.insert("reopen");
   utils::log_info("written");
+  if (reopen) utils::log_info("lost"), utils::formatted_log_t::uninitializeLogger();
   return 0;
 }
 
@@ -174,6 +177,13 @@ TEST_F(LogRotationTest, StartTrimsToTheCountByWriteTimeAndARotationDeletesOneFil
        "norvane_0102_030405.txt"},
       {"count 0 keeps none", 0, 0, {{"norvane-old.log", 200}, {"other.txt", 300}, {dated(1), 100}}, {},
        {"norvane.txt", "other.txt"}, "norvane.txt", {}},
+      // The system cannot list the directory (nothing is trimmed), or tell the size of
+      // the open file (the stream tells it); a rotation cannot reopen the file (the
+      // lines after it are lost).
+      {"no listing", 1, 25, {{dated(1), 300}, {dated(2), 200}}, {"list"}, {"norvane.txt", dated(1), dated(2)},
+       "norvane.txt"},
+      {"no size", 3, 0, {}, {"describe"}, {"norvane.txt", "norvane_0102_030405.txt"}, "norvane_0102_030405.txt"},
+      {"no reopen", 3, 0, {}, {"reopen"}, {"norvane_0102_030405.txt"}, "norvane_0102_030405.txt"},
   };
   for (const auto& row : rows) {
     fs::remove_all(logs());

@@ -111,7 +111,8 @@ inline platform::LocalTime at(int day, int month, int hour, int minute, int seco
 
 // The real platform but for a clock that reads from a script (each reading takes the
 // next time and the last one repeats; until one is scripted, the clock that skips
-// second 0), and deletions refused by file name.
+// second 0), and refusals: deletions by file name, "list" (the log directory),
+// "describe" (the open file), "reopen" (every open for appending).
 class TestHost : public testsupport::SecondZeroFreeHost, public platform::Clock, public platform::FileSystem {
  public:
   explicit TestHost(std::deque<platform::LocalTime> times = {}) : m_times(std::move(times)) {}
@@ -122,7 +123,13 @@ class TestHost : public testsupport::SecondZeroFreeHost, public platform::Clock,
   }
   std::uint64_t currentThreadId() override { return platform::posixHost().clock().currentThreadId(); }
   bool listDirectory(const std::string& dir, std::vector<platform::DirectoryEntry>& out) override {
-    return real().listDirectory(dir, out);
+    return refused.count("list") == 0 && real().listDirectory(dir, out);
+  }
+  bool describeOpenFile(std::FILE* stream, platform::OpenFileFacts& facts) override {
+    return refused.count("describe") == 0 && real().describeOpenFile(stream, facts);
+  }
+  std::FILE* openLogFile(const std::string& path, bool empty) override {
+    return empty || refused.count("reopen") == 0 ? real().openLogFile(path, empty) : nullptr;
   }
   bool removeFile(const std::string& path) override {
     return refused.count(fs::path(path).filename().string()) == 0 && real().removeFile(path);

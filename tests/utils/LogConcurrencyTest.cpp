@@ -125,6 +125,10 @@ TEST(LogConcurrencyTest, KilledHoldersAndWritersReleaseTheLockAndTheNextStartKee
     int busy = testsupport::startChild("log_numbered_lines", installation.args({"9", "1", "2000000000", root}),
                                        root + "/busy.out");
     ASSERT_TRUE(waitForFile(marker));
+    // Killed once its first line is out (however slow the machine), at a moment that
+    // varies from round to round.
+    ASSERT_TRUE(concurrencytest::eventually([&] { return installation.log().find(" 9 line 0 ") != std::string::npos; },
+                                            std::chrono::seconds(30)));
     std::this_thread::sleep_for(milliseconds(100 + 37 * round));
     killAndReap(busy);
     installation.run("log_one_line", {survivor});

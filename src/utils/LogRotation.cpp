@@ -68,12 +68,10 @@ bool deleteOldestLogFile(const char* directory, const char* baseName, bool& remo
   if (!platform::host().fileSystem().listDirectory(directory, entries)) return false;
   for (const platform::DirectoryEntry& entry : entries) {
     if (!isLogFile(entry, baseName) || writeTimeOf(entry) != g_oldestTime) continue;
+    // Always fits: the directory is shorter than a path, the name no longer than a name.
     char target[kTargetCapacity];
-    const int length = std::snprintf(target, sizeof target, "%s/%s", directory, entry.name.c_str());
-    // A target that does not fit is not deleted (a cut name could hit another file).
-    if (length >= 0 && static_cast<std::size_t>(length) < sizeof target) {
-      removed = platform::host().fileSystem().removeFile(target);
-    }
+    std::snprintf(target, sizeof target, "%s/%s", directory, entry.name.c_str());
+    removed = platform::host().fileSystem().removeFile(target);
     return true;
   }
   return false;
@@ -83,17 +81,16 @@ bool deleteOldestLogFile(const char* directory, const char* baseName, bool& remo
 
 void LogWriter::applyActiveFileRights() { FileHelper::applyNorvaneFilePermission(m_logPath); }
 
-bool LogWriter::makeRotatedPath() {
+void LogWriter::makeRotatedPath() {
   m_currentTime = platform::host().clock().localTime();
   std::snprintf(g_rotationSuffix, sizeof g_rotationSuffix, "_%02d%02d_%02d%02d%02d",
                 m_currentTime.day, m_currentTime.month, m_currentTime.hour,
                 m_currentTime.minute, m_currentTime.second);
   // The extension of the active file is dropped, whatever it is; ".txt" always ends
-  // the rotated name.
+  // the rotated name, which always fits: the active path is shorter than PATH_MAX.
   const std::size_t stemLength = std::strlen(m_logPath) - 4;
-  const int length = std::snprintf(g_rotatedPath, sizeof g_rotatedPath, "%.*s%s.txt",
-                                   static_cast<int>(stemLength), m_logPath, g_rotationSuffix);
-  return length >= 0 && static_cast<std::size_t>(length) < sizeof g_rotatedPath;
+  std::snprintf(g_rotatedPath, sizeof g_rotatedPath, "%.*s%s.txt", static_cast<int>(stemLength), m_logPath,
+                g_rotationSuffix);
 }
 
 void LogWriter::keepWhatTheActiveFileHeld() {
@@ -104,9 +101,12 @@ void LogWriter::keepWhatTheActiveFileHeld() {
   // An empty file adds nothing. A copy and not a rename: processes that still write
   // to the active file go on where they were. A rotated file of the same second
   // takes the copy at its end.
-  std::FILE* rotated =
-      got > 0 && makeRotatedPath() ? platform::host().fileSystem().openLogFile(g_rotatedPath, false) : nullptr;
-  if (rotated != nullptr) {
+  if (got == 0) {
+    std::fclose(active);
+    return;
+  }
+  makeRotatedPath();
+  if (std::FILE* rotated = platform::host().fileSystem().openLogFile(g_rotatedPath, false)) {
     FileHelper::applyNorvaneFilePermission(g_rotatedPath);
     for (; got > 0; got = std::fread(chunk, 1, sizeof chunk, active)) std::fwrite(chunk, 1, got, rotated);
     std::fclose(rotated);
@@ -135,17 +135,14 @@ void LogWriter::checkRotation() {
   std::fclose(m_stream);
   m_stream = nullptr;
 
-  // A rotated name too long for its buffer is handled like a failed rename: the
-  // same file goes on.
-  if (makeRotatedPath()) {
-    // The rename never replaces an existing file: a second rotation within the same
-    // second fails and the active file simply goes on, instead of overwriting the
-    // file rotated a moment before. The loop ends at the first failure, which after
-    // a rename that worked is the next call, as the source is gone.
-    platform::FileSystem& files = platform::host().fileSystem();
-    while (files.renameFile(m_logPath, g_rotatedPath)) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+  // The rename never replaces an existing file: a second rotation within the same
+  // second fails and the active file simply goes on, instead of overwriting the file
+  // rotated a moment before. The loop ends at the first failure, which after a rename
+  // that worked is the next call, as the source is gone.
+  makeRotatedPath();
+  platform::FileSystem& files = platform::host().fileSystem();
+  while (files.renameFile(m_logPath, g_rotatedPath)) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
 
   // One deletion at most. The active file is gone at this point when the rename

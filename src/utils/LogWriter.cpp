@@ -207,7 +207,6 @@ unsigned int LogWriter::write(int level, const char* format, std::va_list args) 
 }
 
 unsigned int LogWriter::writeText(int level, const char* text) {
-  if (text == nullptr) text = "";
   return writeExpanded(level, [&](char* out, std::size_t capacity) {
     return expandWithoutArguments(text, out, capacity);
   });
@@ -253,7 +252,7 @@ unsigned char LogWriter::configuredLevel() { return m_level.load(std::memory_ord
 
 void LogWriter::flush() {
   if (m_cacheMode.load(std::memory_order_relaxed) == 0) return;
-  if (!m_lockMade.load(std::memory_order_acquire) || m_lock == nullptr) return;
+  if (!m_lockMade.load(std::memory_order_acquire)) return;
   WriterLock locked(*m_lock);
   if (m_stream != nullptr) {
     flushStream();
@@ -270,8 +269,9 @@ void LogWriter::flushStream() {
 }
 
 void LogWriter::flushAtExit() {
-  // A thread that ends the process from inside a write already holds the lock.
-  if (!m_started.load(std::memory_order_acquire) || t_insideWriter) return;
+  // Registered once the logger has started. A thread that ends the process from
+  // inside a write already holds the lock.
+  if (t_insideWriter) return;
   WriterLock locked(*m_lock);
   m_exiting = true;
   if (m_stream != nullptr) flushStream();
@@ -324,14 +324,14 @@ int LogWriter::start() {
   m_fileSizeInMb = static_cast<unsigned char>(fileSizeInMb);
   const int result = openActiveFile(cacheMode);
   if (result != kStarted) return result;
-  static const bool exitFlushRegistered = std::atexit(&LogWriter::flushAtExit) == 0;
-  (void)exitFlushRegistered;
+  // A start succeeds once per process: the exit flush is registered once.
+  std::atexit(&LogWriter::flushAtExit);
   m_started.store(true, std::memory_order_release);
   return kStarted;
 }
 
 bool LogWriter::openLock() {
-  if (m_lockMade.load(std::memory_order_acquire)) return true;
+  // A start that failed to open the file leaves the lock object for the next one.
   if (m_lock == nullptr) {
     // A cut path would name another file: no lock, and no log, as for a log path that long.
     const int length = std::snprintf(m_lockPath, sizeof m_lockPath, "%s/%s", m_logDirectory, kLockFileName);
@@ -437,7 +437,7 @@ std::size_t LogWriter::buildPrefix(int level) {
     const int length = std::snprintf(m_prefix, sizeof m_prefix, "%02d/%02d %02d:%02d:%02d ", m_currentTime.day,
                                      m_currentTime.month, m_currentTime.hour, m_currentTime.minute,
                                      m_currentTime.second);
-    m_prefixLength = length < 0 ? 0 : std::min(static_cast<std::size_t>(length), sizeof m_prefix - 1);
+    m_prefixLength = std::min(static_cast<std::size_t>(length), sizeof m_prefix - 1);
     m_stampTime = clock.localTime();
   } else if (m_prefixLength > kStampLength) {
     m_prefixLength = kStampLength;

@@ -85,7 +85,7 @@ class LogWriter {
   // Start, before the active file is emptied: copy what it holds to a rotated file.
   static void keepWhatTheActiveFileHeld();
   // The rotated name of the active file at the current time.
-  static bool makeRotatedPath();
+  static void makeRotatedPath();
   // Start, before the active file is opened for appending: delete the oldest log
   // files until no more than the file count are left.
   static void trimOldFiles();

@@ -1,30 +1,23 @@
 // The service framework over a fake service manager: construction, the start of the
 // service main, every control code, install and uninstall, and the operations of
 // System on top.
+#include <gmock/gmock.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <regex>
 
+#include "service/CurrentService.h"
 #include "service/ServiceTestSupport.h"
 #include "support/ChildProcess.h"
 #include "utils/SystemTestSupport.h"
 
 using servicetest::RecordingService;
 using systemtest::FakeHostTest;
-using systemtest::LogMark;
-
-namespace {
-
 using States = std::vector<unsigned long>;
 using Lines = std::vector<std::string>;
 
-// The log lines of a level other than function entry.
-Lines withoutEntries(const LogMark& mark) {
-  Lines found;
-  for (const std::string& line : mark.entries()) {
-    if (line.rfind("Fn Entry:", 0) != 0) found.push_back(line);
-  }
-  return found;
-}
+namespace {
 
 // Reads one line from a file standing in for the terminal, then runs the operation.
 NORVANE_CHILD(service_operation_reads_a_line) {
@@ -36,61 +29,53 @@ NORVANE_CHILD(service_operation_reads_a_line) {
 
 }  // namespace
 
-TEST_F(FakeHostTest, ServiceStartsPendingAndKeepsThirtyFiveBytesOfItsName) {
+// A new service is start pending with stop and shutdown accepted and keeps 35 bytes
+// of its name; its main registers, reports start pending, inits and runs.
+TEST_F(FakeHostTest, ServiceStartsPendingKeepsThirtyFiveBytesOfItsNameAndItsMainInitsThenRuns) {
   RecordingService service("NorvaneServiceWithAVeryLongNameOf40Bytes");
-  const SERVICE_STATUS& s = service.getMStat();
-  EXPECT_EQ("NorvaneServiceWithAVeryLongNameOf40 48 2 5 0 0 0 0 0",
-            service.name() + " " + std::to_string(s.dwServiceType) + " " + std::to_string(s.dwCurrentState) + " " +
-                std::to_string(s.dwControlsAccepted) + " " + std::to_string(s.dwWin32ExitCode) + " " +
-                std::to_string(s.dwServiceSpecificExitCode) + " " + std::to_string(s.dwCheckPoint) + " " +
-                std::to_string(s.dwWaitHint) + " " + std::to_string(service.GetExitCode()));
+  const SERVICE_STATUS s = service.getMStat();
+  EXPECT_EQ((States{s.dwServiceType, s.dwCurrentState, s.dwControlsAccepted, s.dwWin32ExitCode,
+                    s.dwServiceSpecificExitCode, s.dwCheckPoint, s.dwWaitHint, service.GetExitCode()}),
+            (States{48, 2, 5, 0, 0, 0, 0, 0}));
+  EXPECT_EQ("NorvaneServiceWithAVeryLongNameOf40", service.name());
   EXPECT_EQ(nullptr, service.getMhStat());
-}
-
-TEST_F(FakeHostTest, ServiceMainRegistersThenInitsThenRunsAndStopIsLoggedAroundOnStop) {
-  RecordingService service;
   EXPECT_EQ(0u, service.Startup());
   EXPECT_EQ((States{2, 4}), fake.services.states());
-  EXPECT_EQ((Lines{"Init 1 TestService"}), service.calls);
+  EXPECT_EQ((Lines{"Init 1 NorvaneServiceWithAVeryLongNameOf40"}), service.calls);
   EXPECT_EQ(testsupport::FakeServiceManager::kHandle, service.getMhStat());
-  LogMark stop;
-  fake.services.control(1);
-  EXPECT_EQ((Lines{"Info: Control() - received a STOP code", "Info: Control() - calling OnStop()",
-                   "Info: Control() - after calling OnStop()"}),
-            withoutEntries(stop));
 }
 
+// A refused registration is the result and stays in the object; a refused Init
+// stops the service with the last error (none was stored) as the result; a failed
+// dispatcher is the base's result, WindowsService gives 0 all the same.
 TEST_F(FakeHostTest, ServiceMainFailuresKeepTheSystemError) {
-  {  // registration refused: the error is the result and stays in the object
+  const struct { const char* step; long code; unsigned long initResult; int result; States states;
+                 std::uint32_t lastError; } rows[] = {
+      {"register", 5, 0, 5, {}, 5}, {"", 0, 7, 0, {2, 1}, 0}, {"dispatch", 1063, 0, 1063, {}, 1063}};
+  for (const auto& row : rows) {
+    testsupport::ScopedFakeHost host;
+    host.services.failures[row.step] = row.code;
     RecordingService service;
-    fake.services.failures["register"] = 5;
-    EXPECT_EQ(5, service.Service(0, nullptr));
-    EXPECT_EQ(5u, service.lastError());
-    EXPECT_TRUE(fake.services.reports.empty() && service.calls.empty());
+    service.initResult = row.initResult;
+    EXPECT_EQ(row.result, row.code == 1063 ? static_cast<int>(service.WindowsServiceBase::Startup())
+                                           : service.Service(0, nullptr)) << row.step;
+    EXPECT_EQ(row.states, host.services.states()) << row.step;
+    EXPECT_EQ(row.lastError, service.lastError()) << row.step;
   }
-  {  // Init refuses: stopped, and the last error (none was stored) is the result
-    fake.services.failures.clear();
-    RecordingService service;
-    service.initResult = 7;
-    EXPECT_EQ(0, service.Service(0, nullptr));
-    EXPECT_EQ((States{2, 1}), fake.services.states());
-  }
-  // The dispatcher fails: the base gives its error, WindowsService 0 all the same.
   fake.services.failures["dispatch"] = 1063;
-  RecordingService service;
-  EXPECT_EQ(1063u, service.WindowsServiceBase::Startup());
-  EXPECT_EQ(0u, service.Startup());
-  EXPECT_EQ(1063u, service.lastError());
+  EXPECT_EQ(0u, RecordingService().Startup());
 }
 
+// Each code moves the state, calls its reaction and reports; a refused pause or
+// continue stays pending.
 TEST_F(FakeHostTest, EveryControlCodeChangesStateAndCallsItsReaction) {
   const struct { unsigned long control, pauseResult, continueResult; bool pausedBefore; States states;
                  const char* call; bool pausedAfter; } rows[] = {
       {1, 0, 0, false, {3, 1}, "OnStop", false},
       {2, 0, 0, false, {6, 7}, "OnPause", true},
-      {2, 1, 0, false, {6}, "OnPause", false},  // refused: stays pause pending
+      {2, 1, 0, false, {6}, "OnPause", false},
       {3, 0, 0, true, {5, 4}, "OnContinue", false},
-      {3, 0, 1, true, {5}, "OnContinue", true},  // refused: stays continue pending
+      {3, 0, 1, true, {5}, "OnContinue", true},
       {4, 0, 0, false, {4}, "OnInquire", false},  // the status as it stands, reported again
       {5, 0, 0, false, {3, 1}, "OnStop", false},  // shutdown reaches OnStop through OnShutdown
       {128, 0, 0, false, {4}, "OnUserControl 128", false},
@@ -141,21 +126,31 @@ TEST_F(FakeHostTest, InstallAndUnInstallFollowTheManagersAnswers) {
             made.name + "|" + made.displayName + "|" + made.programPath + "|" + std::to_string(made.startsWithSystem));
 }
 
+// Once the object of uninstallService is gone, the library's own service main and
+// handler reach nothing.
 TEST_F(FakeHostTest, UninstallServiceRemovesNorvaneServiceAndSaysHowItWent) {
   for (const bool fails : {false, true}) {
     testsupport::ScopedFakeHost host;
     host.services.installed.insert("NorvaneService");
     if (fails) host.services.failures["delete"] = 5;
-    LogMark mark;
+    systemtest::LogMark mark;
     systemtest::sys().uninstallService();
     EXPECT_EQ(fails, host.services.installed.count("NorvaneService") == 1);
-    EXPECT_EQ(Lines{fails ? "Info: NorvaneService NOT Un-Installed successfully"
-                          : "Info: NorvaneService Un-Installed successfully"},
-              withoutEntries(mark));
+    EXPECT_THAT(mark.entries(), testing::Contains(fails ? "Info: NorvaneService NOT Un-Installed successfully"
+                                                        : "Info: NorvaneService Un-Installed successfully"));
   }
-  // The object is gone: the library's own handler reaches nothing.
   EXPECT_EQ(0u, NorvaneServiceControlHandler(1, 0, nullptr, nullptr));
+  NorvaneServiceMain(0, nullptr);
   EXPECT_TRUE(fake.services.reports.empty());
+  // While it is set, the service main and the handler reach it.
+  RecordingService current(nullptr);
+  EXPECT_EQ("", current.name());
+  norvane_service::setCurrentService(&current);
+  NorvaneServiceMain(0, nullptr);
+  EXPECT_EQ(0u, NorvaneServiceControlHandler(4, 0, nullptr, nullptr));
+  norvane_service::setCurrentService(nullptr);
+  EXPECT_EQ((States{2, 4, 4}), fake.services.states());
+  EXPECT_EQ((Lines{"Init 0", "OnInquire"}), current.calls);
 }
 
 TEST(ServiceOperationTest, RunAndExecuteReadALineAndPrintAnAddress) {

@@ -30,7 +30,7 @@ class RecordingService : public WindowsService {
   }
   unsigned long Init(unsigned long argc, char** argv) override {
     calls.push_back("Init " + std::to_string(argc) + (argc > 0 ? std::string(" ") + argv[0] : ""));
-    return WindowsService::Init(argc, argv), initResult;
+    return WindowsService::Init(argc, argv), WindowsServiceBase::Init(argc, argv), initResult;
   }
   void InstallAid() override { calls.push_back("InstallAid"); }
   void UnInstallAid() override { calls.push_back("UnInstallAid"); }

@@ -22,8 +22,4 @@ LogLine parseLogLine(const std::string& line);
 // The lines of a log text, without their line ends.
 std::vector<std::string> logTextLines(const std::string& text);
 
-// "Level: message" of each line of the file, "Always: message" for a line without a
-// banner.
-std::vector<std::string> logEntries(const std::string& path);
-
 }  // namespace testsupport

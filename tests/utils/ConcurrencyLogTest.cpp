@@ -17,20 +17,14 @@ LOG_CHILD(statement_barrier) {
     std::thread other;
     {
       utils::Lock hold(&utils::formatted_log_t::m_Mutex, false);
-      other = std::thread([&] {
-        utils::log_debug("from another thread");
-        written = true;
-      });
+      other = std::thread([&] { utils::log_debug("from another thread"); written = true; });
       if (!counting) other.join();
       std::this_thread::sleep_for(std::chrono::milliseconds(100));
       std::printf("%s held=%d ", counting ? "counted" : "uncounted", written.load() ? 1 : 0);
     }
     if (other.joinable()) other.join();
     std::printf("released=%d\n", written.load() ? 1 : 0);
-    if (counted) {
-      release.open();
-      counted->join();
-    }
+    if (counted) release.open(), counted->join();
   }
   return 0;
 }

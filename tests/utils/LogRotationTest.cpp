@@ -7,21 +7,19 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using logtest::at;
-using logtest::Lines;
+using namespace logtest;
 using Names = std::set<std::string>;
 
 // ---- in the children ----------------------------------------------------------
 
-logtest::TestHost& host() {
-  static auto* host = new logtest::TestHost();  // outlives the logger's last line
+TestHost& host() {
+  static auto* host = new TestHost();  // outlives the logger's last line
   return *host;
 }
 
 // Every child gets the store root first and the home second; returns the log directory.
-std::string enter(const std::vector<std::string>& args) {
-  logtest::enterChild(args, 30);
+std::string enter(const Lines& args) {
+  enterChild(args, 30);
   static platform::ScopedHost scoped(host());
   return args.at(1) + "/logs";
 }
@@ -45,17 +43,20 @@ NORVANE_CHILD(fixed_clock_rotations) {
   return 0;
 }
 
-// Starts the logger (which trims) with deletion refused for the names in args from
-// 2 up to "+", then adds the old files named after it with their ages, then writes
-// a line (which rotates at size 0).
+// Starts the logger (which trims) with the refusals in args from 2 up to "+" (see
+// TestHost), then adds the old files named after it with their ages, then writes a
+// line (which rotates at size 0).
 NORVANE_CHILD(start_then_write) {
   const std::string logs = enter(args);
   host().stopAt(at(1, 2, 3, 4, 5));
   std::size_t i = 2;
-  for (; i < args.size() && args[i] != "+"; ++i) host().refuseDeletion(args[i]);
+  for (; i < args.size() && args[i] != "+"; ++i) host().refused.insert(args[i]);
+  const bool reopen = host().refused.erase("reopen") == 1;  // refused after the start
   utils::log_everything("start");  // filtered at level 64, but starts the writer
   for (++i; i + 1 < args.size(); i += 2) writeOldFile(logs + "/" + args[i], std::atol(args[i + 1].c_str()));
+  if (reopen) host().refused.insert("reopen");
   utils::log_info("written");
+  if (reopen) utils::log_info("lost"), utils::formatted_log_t::uninitializeLogger();
   return 0;
 }
 
@@ -65,11 +66,9 @@ NORVANE_CHILD(start_then_write) {
 NORVANE_CHILD(fill_to_size) {
   enter(args);
   host().stopAt(at(5, 6, 7, 8, 8));
-  // Every line: the stamp (15), the thread id, the banner (15), the message.
-  char id[24];
-  const std::size_t prefix = 30 + static_cast<std::size_t>(std::snprintf(
-                                      id, sizeof id, "%llx",
-                                      static_cast<unsigned long long>(platform::host().clock().currentThreadId())));
+  char id[24];  // every line: the stamp (15), the thread id, the banner (15), the message
+  const std::size_t prefix =
+      30 + static_cast<std::size_t>(std::snprintf(id, sizeof id, "%llx", host().currentThreadId() + 0ull));
   std::size_t left = std::stoul(args.at(2));
   while (left > 0) {
     std::size_t message = left - prefix >= 500 + prefix + 2 ? 500 : left - prefix;
@@ -94,7 +93,7 @@ NORVANE_CHILD(write_until_rotated) {
   auto line = [](int number) { logMsg(utils::INFO, "a line %04d %s\n", number, std::string(60, 'a').c_str()); };
   line(0);
   report("after-first");
-  if (!logtest::readyThenWait(args.at(2), "a")) return 4;
+  if (!readyThenWait(args.at(2), "a")) return 4;
   int lines = 0;
   while (!fs::exists(logs + "/norvane_0506_070809.txt") && lines < 1000) line(++lines);
   utils::log_info("buffered");
@@ -107,61 +106,49 @@ NORVANE_CHILD(write_until_rotated) {
 
 class LogRotationTest : public ::testing::Test {
  protected:
-  void configure(int count, int sizeInMb) {
-    m_installation.writeConfig(logtest::config(
-        64, 0, "log_file_count = " + std::to_string(count) + "\nlog_file_size = " + std::to_string(sizeInMb) + "\n"));
+  void configure(int count, int sizeInMb, int cacheMode = 0) {
+    m_installation.writeConfig(config(64, cacheMode, "log_file_count = " + std::to_string(count) +
+                                                         "\nlog_file_size = " + std::to_string(sizeInMb) + "\n"));
   }
   std::string logs() const { return m_installation.logs(); }
   // Names in the log directory but the lock file; directories end with "/".
   Names listing() const {
     Names names;
-    for (const auto& entry : fs::directory_iterator(logs())) {
-      if (entry.path().filename() == ".InitSemaphore.lock") continue;
+    for (const auto& entry : fs::directory_iterator(logs()))
       names.insert(entry.path().filename().string() + (entry.is_directory() ? "/" : ""));
-    }
-    return names;
+    return names.erase(".InitSemaphore.lock"), names;
   }
-  Lines messages(const std::string& name) const {
-    return logtest::messages(testsupport::readFile(logs() + "/" + name));
-  }
+  Lines written(const std::string& name) const { return entries(testsupport::readFile(logs() + "/" + name)); }
   void oldFiles(const std::map<std::string, long>& ages) {
     for (const auto& [name, age] : ages) writeOldFile(logs() + "/" + name, age);
   }
 
-  logtest::Installation m_installation;
+  Installation m_installation;
 };
 
-TEST_F(LogRotationTest, SizeZeroRotatesEveryWriteOncePerSecondUnderTheDatedNameBesideTheLogAndCountZeroKeepsNone) {
+// The second line could not be rotated away in the same second (the name was taken),
+// so it stayed and went out with the third. Without a home path the log
+// is "../Logs/norvane.txt" and the configuration "../conf/Norvane.conf", both from
+// the current directory.
+TEST_F(LogRotationTest, SizeZeroRotatesEveryWriteOncePerSecondUnderTheDatedNameBesideTheLog) {
   configure(10, 0);
   m_installation.run("fixed_clock_rotations");
   EXPECT_EQ((Names{"norvane.txt", "norvane_1411_100509.txt", "norvane_1411_100510.txt"}), listing());
-  EXPECT_EQ((Lines{"line one"}), messages("norvane_1411_100509.txt"));
-  // The second line could not be rotated away in the same second (the name was
-  // taken), so it stayed and went out with the third.
-  EXPECT_EQ((Lines{"line two", "line three"}), messages("norvane_1411_100510.txt"));
+  EXPECT_EQ((Lines{"Info: line one"}), written("norvane_1411_100509.txt"));
+  EXPECT_EQ((Lines{"Info: line two", "Info: line three"}), written("norvane_1411_100510.txt"));
   EXPECT_EQ("", m_installation.log());
 
-  // Count 0: the start deletes every log file (the two above too), each rotation the
-  // file it made.
-  configure(0, 0);
-  oldFiles({{"norvane-old.log", 200}, {"other.txt", 300}});
-  m_installation.run("fixed_clock_rotations");
-  EXPECT_EQ((Names{"norvane.txt", "other.txt"}), listing());
-  EXPECT_EQ("", m_installation.log());
-
-  // Without a home path the log is "../Logs/norvane.txt" and the configuration
-  // "../conf/Norvane.conf", both from the current directory.
   testsupport::TempInstallation bare;
   for (const char* directory : {"/bin", "/Logs", "/conf"}) fs::create_directories(bare.root() + directory);
-  testsupport::writeFile(bare.root() + "/conf/Norvane.conf", logtest::config(64, 0, "log_file_size = 0\n"));
-  auto result = testsupport::runChild("fixed_clock_rotations", {bare.storeRoot(), "", bare.root() + "/bin"});
-  ASSERT_EQ(0, result.exitCode) << result.output;
+  testsupport::writeFile(bare.root() + "/conf/Norvane.conf", config(64, 0, "log_file_size = 0\n"));
+  EXPECT_EQ(0, testsupport::runChild("fixed_clock_rotations", {bare.storeRoot(), "", bare.root() + "/bin"}).exitCode);
   for (const char* name : {"/Logs/norvane_1411_100509.txt", "/Logs/norvane.txt"}) {
     EXPECT_TRUE(fs::exists(bare.root() + name)) << name;
   }
 }
 
 // The start trims to the count by write time; a rotation deletes one file at most.
+// Count 0: the start deletes every log file, each rotation the file it made.
 TEST_F(LogRotationTest, StartTrimsToTheCountByWriteTimeAndARotationDeletesOneFileAtMost) {
   const struct {
     const char* what;
@@ -170,6 +157,7 @@ TEST_F(LogRotationTest, StartTrimsToTheCountByWriteTimeAndARotationDeletesOneFil
     Lines args;
     Names left;
     std::string written;
+    Lines lines = {"Info: written"};
   } rows[] = {
       {"the count includes the active file", 4, 25, {{dated(1), 300}, {dated(2), 200}, {dated(3), 100}}, {},
        {"norvane.txt", dated(1), dated(2), dated(3)}, "norvane.txt"},
@@ -187,6 +175,15 @@ TEST_F(LogRotationTest, StartTrimsToTheCountByWriteTimeAndARotationDeletesOneFil
        {"+", "norvane_a.txt", "400", "norvane_b.txt", "100", "norvane_c.txt", "300", "norvane_d.txt", "200"},
        {"norvane.txt", "norvane_0102_030405.txt", "norvane_b.txt", "norvane_c.txt", "norvane_d.txt"},
        "norvane_0102_030405.txt"},
+      {"count 0 keeps none", 0, 0, {{"norvane-old.log", 200}, {"other.txt", 300}, {dated(1), 100}}, {},
+       {"norvane.txt", "other.txt"}, "norvane.txt", {}},
+      // The system cannot list the directory (nothing is trimmed), or tell the size of
+      // the open file (the stream tells it); a rotation cannot reopen the file (the
+      // lines after it are lost).
+      {"no listing", 1, 25, {{dated(1), 300}, {dated(2), 200}}, {"list"}, {"norvane.txt", dated(1), dated(2)},
+       "norvane.txt"},
+      {"no size", 3, 0, {}, {"describe"}, {"norvane.txt", "norvane_0102_030405.txt"}, "norvane_0102_030405.txt"},
+      {"no reopen", 3, 0, {}, {"reopen"}, {"norvane_0102_030405.txt"}, "norvane_0102_030405.txt"},
   };
   for (const auto& row : rows) {
     fs::remove_all(logs());
@@ -197,7 +194,7 @@ TEST_F(LogRotationTest, StartTrimsToTheCountByWriteTimeAndARotationDeletesOneFil
     Names left = row.left;
     left.insert("norvane_dir/");
     EXPECT_EQ(left, listing()) << row.what;
-    EXPECT_EQ((Lines{"written"}), messages(row.written)) << row.what;
+    EXPECT_EQ(row.lines, written(row.written)) << row.what;
   }
 }
 
@@ -212,11 +209,11 @@ TEST_F(LogRotationTest, RotatesPastTheSizeCountingTheLinesOfOtherProcessesAtOnce
   for (int cacheMode : {0, 1}) {
     fs::remove_all(logs());
     fs::create_directories(logs());
-    m_installation.writeConfig(logtest::config(64, cacheMode, "log_file_count = 10\nlog_file_size = 1\n"));
+    configure(10, 1, cacheMode);
     const std::string sync = m_installation.root() + "/sync" + std::to_string(cacheMode);
     fs::create_directories(sync);
     const int follower = testsupport::startChild("write_until_rotated", m_installation.args({sync}), sync + "/out");
-    ASSERT_TRUE(logtest::waitForFile(sync + "/ready.a"));
+    ASSERT_TRUE(waitForFile(sync + "/ready.a"));
     // The other process's start empties the file (the follower's first line with it,
     // unless that is still in the follower's buffer); then it leaves the file 100
     // bytes short of the limit.
@@ -225,7 +222,6 @@ TEST_F(LogRotationTest, RotatesPastTheSizeCountingTheLinesOfOtherProcessesAtOnce
     EXPECT_EQ(limit - 100, fs::file_size(m_installation.logPath())) << cacheMode;
     testsupport::writeFile(sync + "/go", "");
     EXPECT_EQ(0, testsupport::waitChild(follower).exitCode);
-
     EXPECT_THAT(testsupport::readFile(sync + "/out"),
                 testing::MatchesRegex((cacheMode == 0 ? "after-first=[1-9][0-9]*,640\n" : "after-first=0,640\n") +
                                       std::string("lines=1\nafter-rotation=0,640\n")));
@@ -234,12 +230,12 @@ TEST_F(LogRotationTest, RotatesPastTheSizeCountingTheLinesOfOtherProcessesAtOnce
     // The rotated file in short: the follower's lines by number, a run of the other
     // process's lines as "b".
     std::string shape;
-    for (const std::string& text : messages("norvane_0506_070809.txt")) {
-      shape += std::regex_match(text, std::regex("b+")) ? "b " : std::regex_replace(text, std::regex(" a{60}$"), ", ");
+    for (const std::string& text : written("norvane_0506_070809.txt")) {
+      shape += std::regex_match(text, std::regex("Info: b+")) ? "b " : std::regex_replace(text, std::regex(" a{60}$"), ", ");
     }
-    EXPECT_EQ(cacheMode == 0 ? "b a line 0001, " : "b a line 0000, a line 0001, ",
+    EXPECT_EQ(cacheMode == 0 ? "b Info: a line 0001, " : "b Info: a line 0000, Info: a line 0001, ",
               std::regex_replace(shape, std::regex("(b )+"), "b "));
-    EXPECT_EQ((Lines{"buffered"}), messages("norvane.txt")) << cacheMode;
+    EXPECT_EQ((Lines{"Info: buffered"}), written("norvane.txt")) << cacheMode;
   }
 }
 

@@ -28,6 +28,7 @@
 
 namespace logtest {
 
+namespace fs = std::filesystem;
 using Lines = std::vector<std::string>;
 
 inline std::string config(int level, int cacheMode, const std::string& more = "") {
@@ -55,10 +56,12 @@ struct Installation : testsupport::HomedInstallation {
 
 // In the child: a hang becomes a failure, the child never outlives its test (a
 // left-over holder of the machine-wide log lock would stall every other log test),
-// and the process uses the store named by its first argument.
+// the clock skips second 0 (see SecondZeroFreeHost.h) and the process uses the store
+// named by its first argument.
 inline void enterChild(const Lines& args, unsigned int seconds = 60) {
   alarm(seconds);
   prctl(PR_SET_PDEATHSIG, SIGKILL);
+  testsupport::useSecondZeroFreeHostForGood();
   platform::setMachineStoreRoot(args.at(0));
 }
 // A child routine (see NORVANE_CHILD) that enters the child state first.
@@ -72,21 +75,23 @@ inline void enterChild(const Lines& args, unsigned int seconds = 60) {
 
 inline Lines lines(const std::string& text) { return testsupport::logTextLines(text); }
 
-// "DD/MM hh:mm:ss <hex id>" as the prefix of a written line. The stamp is missing
-// when the process's first line falls in a seconds field of 0.
-inline const std::string kStampAndId = R"((?:\d\d/\d\d \d\d:\d\d:\d\d )?[0-9a-f]+)";
+// "DD/MM hh:mm:ss <hex id>" as the prefix of a written line.
+inline const std::string kStampAndId = R"(\d\d/\d\d \d\d:\d\d:\d\d [0-9a-f]+)";
 inline std::string info(const std::string& message) { return kStampAndId + R"( \| Info      : )" + message; }
 
-// The message of each line: after the banner, or right after the thread id for a
-// level without one (the tests' messages start with letters that are no hex digits).
-inline Lines messages(const std::string& log) {
+// "Level: message" of each line, the message alone for a level without a banner
+// (the tests' messages start with letters that are no hex digits).
+inline Lines entries(const std::string& log) {
   Lines result;
-  for (const auto& line : lines(log)) result.push_back(testsupport::parseLogLine(line).message);
+  for (const auto& line : lines(log)) {
+    const testsupport::LogLine parsed = testsupport::parseLogLine(line);
+    result.push_back((parsed.level.empty() ? "" : parsed.level + ": ") + parsed.message);
+  }
   return result;
 }
 
 inline bool waitForFile(const std::string& path, std::chrono::seconds limit = std::chrono::seconds(30)) {
-  return concurrencytest::eventually([&] { return std::filesystem::exists(path); }, limit);
+  return concurrencytest::eventually([&] { return fs::exists(path); }, limit);
 }
 
 // In a child: says "<sync>/ready.<id>" and waits for "<sync>/go"; false if it never comes.
@@ -104,47 +109,46 @@ inline platform::LocalTime at(int day, int month, int hour, int minute, int seco
   return platform::LocalTime{2026, month, day, hour, minute, second, 0};
 }
 
-// The real platform but for a clock that reads from a script (each reading takes
-// the next time and the last one repeats; the clock of every test process, which
-// skips second 0, until one is scripted) and file names whose deletion is refused.
+// The real platform but for a clock that reads from a script (each reading takes the
+// next time and the last one repeats; until one is scripted, the clock that skips
+// second 0), and refusals: deletions by file name, "list" (the log directory),
+// "describe" (the open file), "reopen" (every open for appending).
 class TestHost : public testsupport::SecondZeroFreeHost, public platform::Clock, public platform::FileSystem {
  public:
   explicit TestHost(std::deque<platform::LocalTime> times = {}) : m_times(std::move(times)) {}
   platform::LocalTime localTime() override {
     std::lock_guard<std::mutex> guard(m_mutex);
-    if (!m_times.empty()) {
-      m_last = m_times.front();
-      m_times.pop_front();
-      m_scripted = true;
-    }
+    if (!m_times.empty()) m_last = m_times.front(), m_times.pop_front(), m_scripted = true;
     return m_scripted ? m_last : testsupport::secondZeroFreeClock().localTime();
   }
-  std::uint64_t currentThreadId() override { return real().clock().currentThreadId(); }
+  std::uint64_t currentThreadId() override { return platform::posixHost().clock().currentThreadId(); }
   bool listDirectory(const std::string& dir, std::vector<platform::DirectoryEntry>& out) override {
-    return real().fileSystem().listDirectory(dir, out);
+    return refused.count("list") == 0 && real().listDirectory(dir, out);
+  }
+  bool describeOpenFile(std::FILE* stream, platform::OpenFileFacts& facts) override {
+    return refused.count("describe") == 0 && real().describeOpenFile(stream, facts);
+  }
+  std::FILE* openLogFile(const std::string& path, bool empty) override {
+    return empty || refused.count("reopen") == 0 ? real().openLogFile(path, empty) : nullptr;
   }
   bool removeFile(const std::string& path) override {
-    const bool refused = m_refused.count(std::filesystem::path(path).filename().string()) != 0;
-    return !refused && real().fileSystem().removeFile(path);
+    return refused.count(fs::path(path).filename().string()) == 0 && real().removeFile(path);
   }
-  bool renameFile(const std::string& from, const std::string& to) override {
-    return real().fileSystem().renameFile(from, to);
-  }
+  bool renameFile(const std::string& from, const std::string& to) override { return real().renameFile(from, to); }
   platform::Clock& clock() override { return *this; }
   platform::FileSystem& fileSystem() override { return *this; }
   void stopAt(platform::LocalTime time) {
     std::lock_guard<std::mutex> guard(m_mutex);
     m_times = {time};
   }
-  void refuseDeletion(const std::string& name) { m_refused.insert(name); }
+  std::set<std::string> refused;
 
  private:
-  static platform::Host& real() { return platform::posixHost(); }
+  static platform::FileSystem& real() { return platform::posixHost().fileSystem(); }
   std::mutex m_mutex;
   std::deque<platform::LocalTime> m_times;
   platform::LocalTime m_last;
   bool m_scripted = false;
-  std::set<std::string> m_refused;
 };
 
 }  // namespace logtest

@@ -198,8 +198,9 @@ class PosixServiceManager final : public ServiceManager {
       // Enabled the way systemctl enable does it: a link in the target's wants.
       const std::string link = wantsLink(definition.name);
       const std::string wants = serviceUnitDirectory() + "/multi-user.target.wants";
-      if ((::mkdir(wants.c_str(), 0755) != 0 && errno != EEXIST) ||
-          ((::unlink(link.c_str()) == 0 || errno == ENOENT) && ::symlink(unit.c_str(), link.c_str()) != 0)) {
+      const bool linked = (::mkdir(wants.c_str(), 0755) == 0 || errno == EEXIST) &&
+                          (::unlink(link.c_str()) == 0 || errno == ENOENT) && ::symlink(unit.c_str(), link.c_str()) == 0;
+      if (!linked) {
         error = static_cast<unsigned long>(errno);
         ::unlink(unit.c_str());
         return false;

@@ -11,8 +11,6 @@
 #include <minizip/zip.h>
 #include <utils/Compression.h>
 
-#include "platform/MachineStore.h"
-#include "support/ChildProcess.h"
 #include "support/ToolRun.h"
 #include "utils/ConversionTestSupport.h"
 #include "utils/ZipPacking.h"
@@ -21,7 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using testsupport::writeFile;
-using Lines = std::vector<std::string>;
 
 // The CRC test of every entry ("None" when all check), then one line per entry:
 // "name size crc method" and whether the packed size is exactly that of zlib's
@@ -80,23 +77,38 @@ class CompressionTest : public ::testing::Test {
   std::string m_dir = m_installation.root();
 };
 
-TEST_F(CompressionTest, EmptyListGivesAnEmptyArchiveAndAnArchiveThatCannotBeOpenedOne) {
+TEST_F(CompressionTest, ResultCodesAndEveryCallWritesTheWholeListIntoANewArchive) {
   EXPECT_EQ(0, pack("empty", {}));
   EXPECT_EQ("test None\n", list("empty.zip"));
   EXPECT_EQ(1, pack("no/such/dir/bundle", {}));
   EXPECT_FALSE(fs::exists(m_dir + "/no/such/dir/bundle.zip"));
+  std::string a = file("report/a.txt", "alpha"), b = file("report/b.txt", "beta"), missing = m_dir + "/missing";
   utils::Compression unnamed;  // no archive path
-  std::string path = file("report/a.txt", "a");
-  unnamed.insertFileToZip(path);
+  unnamed.insertFileToZip(a);
   EXPECT_EQ(1, unnamed.writeToZipFile());
+  // Each file is logged, and one that cannot be opened once more.
+  EXPECT_EQ(" | Debug     : Compress:write2Zip - Zipping : " + a + "\n | Debug     : Compress:write2Zip - Zipping : " +
+                missing + "\n | Debug     : Compress:write2Zip - Error: Failed while file open : " + missing + "\n",
+            conversiontest::logOf([&] { EXPECT_EQ(2, pack("logged", {a, missing})); }));
+  writeFile(m_dir + "/bundle.zip", "not an archive at all");
+  std::string archive = m_dir + "/bundle";
+  utils::Compression zip(archive);
+  zip.insertFileToZip(a);
+  ASSERT_EQ(0, zip.writeToZipFile());
+  zip.insertFileToZip(b);
+  ASSERT_EQ(0, zip.writeToZipFile());
+  const std::string both = "test None\n" + entry("a.txt", "alpha") + entry("b.txt", "beta");
+  EXPECT_EQ(both, list("bundle.zip"));
+  fs::remove(m_dir + "/bundle.zip");
+  ASSERT_EQ(0, utils::Compression(zip).writeToZipFile());  // member-wise copy: same archive, same list
+  EXPECT_EQ(both, list("bundle.zip"));
 }
 
 TEST_F(CompressionTest, EntriesKeepOrderSizesCrcsAndNamesBehindTheFirstReportMarkerUnreadableOnesGiveTwo) {
-  const std::string text = "line one\nline two\n";
+  const std::string text = "line one\nline two\n", repetitive(200000, 'x');
   std::mt19937 generator(7);
   std::string binary(300 * 1024, '\0');
   for (char& c : binary) c = static_cast<char>(generator() & 0xff);
-  const std::string repetitive(200000, 'x');
   // The directory opens as a stream but cannot be measured or read: like a missing
   // file it is left out, the others go in, and the result is 2.
   ASSERT_EQ(2, pack("bundle", {file("report/summary.txt", text), m_dir + "/report/missing.txt",
@@ -130,31 +142,11 @@ TEST_F(CompressionTest, ParallelDeflateWritesTheSameArchiveAsTheSequentialPath) 
     ASSERT_NE(handle, nullptr);
     EXPECT_FALSE(utils::packFiles(handle, paths, workers)) << "the missing file counts as failed";
     ASSERT_EQ(zipClose(handle, nullptr), ZIP_OK);
-    const std::string bytes = testsupport::readFile(archive);
-    if (workers == 0)
-      sequential = bytes;
-    else
-      EXPECT_TRUE(bytes == sequential) << workers << " workers: " << bytes.size() << " vs " << sequential.size();
+    if (workers == 0) sequential = testsupport::readFile(archive);
+    EXPECT_TRUE(testsupport::readFile(archive) == sequential) << workers << " workers";
   }
   const std::string listed = list("w2.zip");
   EXPECT_EQ(14, std::count(listed.begin(), listed.end(), '\n'));  // the CRC test line and 13 entries
-}
-
-TEST_F(CompressionTest, EveryCallWritesTheWholeListIntoANewArchive) {
-  writeFile(m_dir + "/bundle.zip", "not an archive at all");
-  std::string archive = m_dir + "/bundle";
-  utils::Compression zip(archive);
-  std::string a = file("report/a.txt", "alpha"), b = file("report/b.txt", "beta");
-  zip.insertFileToZip(a);
-  ASSERT_EQ(0, zip.writeToZipFile());
-  zip.insertFileToZip(b);
-  ASSERT_EQ(0, zip.writeToZipFile());
-  const std::string both = "test None\n" + entry("a.txt", "alpha") + entry("b.txt", "beta");
-  EXPECT_EQ(both, list("bundle.zip"));
-  fs::remove(m_dir + "/bundle.zip");
-  utils::Compression copy(zip);  // member-wise: same archive, same list
-  ASSERT_EQ(0, copy.writeToZipFile());
-  EXPECT_EQ(both, list("bundle.zip"));
 }
 
 // The time goes through the year-2000 clock (30 years, 10957 days, late) and is
@@ -181,28 +173,6 @@ TEST_F(CompressionTest, StoredDateAndTimeFollowTheShiftedPacking) {
   }
   ASSERT_EQ(0, pack("dates", paths));
   EXPECT_EQ(expected, list("dates.zip", "dates"));
-}
-
-// args: store root, archive name, then the paths to pack.
-NORVANE_CHILD(compression_log) {
-  platform::setMachineStoreRoot(args[0]);
-  std::vector<std::string> names(args.begin() + 1, args.end());  // the calls take them to change
-  utils::Compression zip(names[0]);
-  for (std::size_t i = 1; i < names.size(); ++i) zip.insertFileToZip(names[i]);
-  return zip.writeToZipFile();
-}
-
-TEST_F(CompressionTest, LogsEachFileItZipsAndEachItCannotOpen) {
-  m_installation.registerHome();
-  m_installation.writeConfig("log_level = 255\n");
-  const std::string present = file("report/present.txt", "here"), missing = m_dir + "/report/missing.txt";
-  auto result =
-      testsupport::runChild("compression_log", {m_installation.storeRoot(), m_dir + "/logged", present, missing});
-  EXPECT_EQ(2, result.exitCode) << result.output;
-  EXPECT_EQ((Lines{" | Debug     : Compress:write2Zip - Zipping : " + present,
-                   " | Debug     : Compress:write2Zip - Zipping : " + missing,
-                   " | Debug     : Compress:write2Zip - Error: Failed while file open : " + missing}),
-            conversiontest::logEntries(m_installation.home() + "/logs/norvane.txt", std::regex("Debug")));
 }
 
 }  // namespace

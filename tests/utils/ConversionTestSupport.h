@@ -1,18 +1,18 @@
-// Shared by the conversion tests: a throwaway installation of the test process (so
-// that the settings are the defaults and the log lands in a temporary home), local
-// time pinned to a zone, table rows that name the call they check, and lines expected
-// in a log. Header-only: the string, file, zip, configuration and settings tests use it too.
+// Shared by the utility tests: a throwaway installation of the test process (so that
+// the settings are the defaults and the log lands in a temporary home), local time
+// pinned to a zone, table rows that name the call they check, and lines expected in
+// a log. Header-only: the settings tests use it too.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <functional>
 #include <ctime>
 #include <initializer_list>
 #include <iomanip>
 #include <memory>
 #include <optional>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -23,17 +23,32 @@
 
 namespace conversiontest {
 
+// The installation of the whole test process, its log at the debug level so that
+// the library's warnings and debug lines can be read back in-process, unbuffered.
 class InstallationEnvironment : public testing::Environment {
  public:
   void SetUp() override {
-    m_installation = std::make_unique<testsupport::HomedInstallation>();
-    m_installation->useStore();
+    s_installation = std::make_unique<testsupport::HomedInstallation>("log_level = 32\nlog_cache_mode = 0\n");
+    s_installation->useStore();
   }
-  void TearDown() override { m_installation.reset(); }
+  void TearDown() override { s_installation.reset(); }
+  static const testsupport::HomedInstallation& installation() { return *s_installation; }
 
  private:
-  std::unique_ptr<testsupport::HomedInstallation> m_installation;
+  static inline std::unique_ptr<testsupport::HomedInstallation> s_installation;
 };
+
+// The lines that `body` adds to the process's log, without stamps and thread ids,
+// each ended by a line end.
+inline std::string logOf(const std::function<void()>& body) {
+  const auto read = [] { return testsupport::readFile(InstallationEnvironment::installation().home() + "/logs/norvane.txt"); };
+  const std::size_t before = read().size();
+  body();
+  std::string added;
+  for (const std::string& line : testsupport::logTextLines(read().substr(before)))
+    added += testsupport::parseLogLine(line).afterId + '\n';
+  return added;
+}
 
 // Puts TZ in force for the life of the object and restores the previous zone.
 class ScopedZone {
@@ -80,17 +95,6 @@ inline void expectRows(std::initializer_list<Row> rows) {
 // Expects each of `lines` somewhere in `text`, naming the missing one.
 inline void expectAll(const std::string& text, const std::vector<std::string>& lines) {
   for (const std::string& line : lines) EXPECT_NE(std::string::npos, text.find(line)) << line << "\n" << text;
-}
-
-// The lines of the log at `path` that `wanted` finds, with the stamp and thread id removed.
-inline std::vector<std::string> logEntries(const std::string& path, const std::regex& wanted) {
-  std::vector<std::string> entries;
-  for (const std::string& line : testsupport::logTextLines(testsupport::readFile(path))) {
-    const testsupport::LogLine parsed = testsupport::parseLogLine(line);
-    const std::string entry = parsed.stamped ? parsed.afterId : line;
-    if (std::regex_search(entry, wanted)) entries.push_back(entry);
-  }
-  return entries;
 }
 
 }  // namespace conversiontest

@@ -3,7 +3,6 @@
 
 #include <zlib.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <random>
@@ -104,6 +103,8 @@ TEST_F(CompressionTest, ResultCodesAndEveryCallWritesTheWholeListIntoANewArchive
   EXPECT_EQ(both, list("bundle.zip"));
 }
 
+// Entries deflated on other threads and written in list order make the same bytes
+// as minizip deflating each one itself, whatever the number of workers.
 TEST_F(CompressionTest, EntriesKeepOrderSizesCrcsAndNamesBehindTheFirstReportMarkerUnreadableOnesGiveTwo) {
   const std::string text = "line one\nline two\n", repetitive(200000, 'x');
   std::mt19937 generator(7);
@@ -111,42 +112,25 @@ TEST_F(CompressionTest, EntriesKeepOrderSizesCrcsAndNamesBehindTheFirstReportMar
   for (char& c : binary) c = static_cast<char>(generator() & 0xff);
   // The directory opens as a stream but cannot be measured or read: like a missing
   // file it is left out, the others go in, and the result is 2.
-  ASSERT_EQ(2, pack("bundle", {file("report/summary.txt", text), m_dir + "/report/missing.txt",
-                               file("report/sub/data.bin", binary), m_dir + "/report/sub", file("report/empty.log", ""),
-                               file("report/sub/report/nested.txt", repetitive),  // second marker stays
-                               file("outside/plain.txt", "plain"),   // no marker: the whole path
-                               file("a\\report\\x.txt", "x"),         // back slashes are no marker
-                               file("report/summary.txt", text)}));  // same path twice: two entries
+  const std::vector<std::string> paths = {
+      file("report/summary.txt", text), m_dir + "/report/missing.txt", file("report/sub/data.bin", binary),
+      m_dir + "/report/sub", file("report/empty.log", ""),
+      file("report/sub/report/nested.txt", repetitive),  // second marker stays
+      file("outside/plain.txt", "plain"),                 // no marker: the whole path
+      file("a\\report\\x.txt", "x"),                       // back slashes are no marker
+      file("report/summary.txt", text)};                  // same path twice: two entries
+  ASSERT_EQ(2, pack("bundle", paths));
   EXPECT_EQ("test None\n" + entry("summary.txt", text) + entry("sub/data.bin", binary) + entry("empty.log", "") +
                 entry("sub/report/nested.txt", repetitive) + entry(m_dir + "/outside/plain.txt", "plain") +
                 entry(m_dir + "/a\\report\\x.txt", "x") + entry("summary.txt", text),
             list("bundle.zip"));
-}
-
-// Entries deflated on other threads and written in list order make the same bytes
-// as minizip deflating each one itself, whatever the number of workers.
-TEST_F(CompressionTest, ParallelDeflateWritesTheSameArchiveAsTheSequentialPath) {
-  std::mt19937 generator(11);
-  std::vector<std::string> paths;
-  for (int i = 0; i < 12; ++i) {
-    std::string content(static_cast<size_t>(generator() % (i == 3 ? 400000 : 5000)), '\0');
-    for (char& c : content) c = static_cast<char>('a' + generator() % (i % 2 ? 4 : 26));
-    paths.push_back(file("report/f" + std::to_string(i) + ".txt", content));
-  }
-  paths.insert(paths.begin() + 5, m_dir + "/report/missing.txt");
-  paths.push_back(file("report/empty.txt", ""));
-  std::string sequential;
   for (unsigned int workers : {0u, 1u, 2u, 5u}) {
     const std::string archive = m_dir + "/w" + std::to_string(workers) + ".zip";
     zipFile handle = zipOpen(archive.c_str(), APPEND_STATUS_CREATE);
-    ASSERT_NE(handle, nullptr);
     EXPECT_FALSE(utils::packFiles(handle, paths, workers)) << "the missing file counts as failed";
     ASSERT_EQ(zipClose(handle, nullptr), ZIP_OK);
-    if (workers == 0) sequential = testsupport::readFile(archive);
-    EXPECT_TRUE(testsupport::readFile(archive) == sequential) << workers << " workers";
+    EXPECT_TRUE(testsupport::readFile(archive) == testsupport::readFile(m_dir + "/bundle.zip")) << workers;
   }
-  const std::string listed = list("w2.zip");
-  EXPECT_EQ(14, std::count(listed.begin(), listed.end(), '\n'));  // the CRC test line and 13 entries
 }
 
 // The time goes through the year-2000 clock (30 years, 10957 days, late) and is
@@ -169,7 +153,8 @@ TEST_F(CompressionTest, StoredDateAndTimeFollowTheShiftedPacking) {
   for (const auto& c : cases) {
     expected += std::to_string(paths.size()) + ' ' + c.stored + '\n';
     paths.push_back(file("report/" + std::to_string(paths.size()), c.modified));
-    ASSERT_EQ(0, testsupport::runTool("/usr/bin/touch", {"-d", c.modified + std::string(" UTC"), paths.back()}).exitCode);
+    ASSERT_EQ(0, testsupport::runTool("/usr/bin/touch", {"-d", c.modified + std::string(" UTC"), paths.back()})
+                     .exitCode);
   }
   ASSERT_EQ(0, pack("dates", paths));
   EXPECT_EQ(expected, list("dates.zip", "dates"));

@@ -46,17 +46,12 @@ class Gate {
   // Counts the calling thread once it has fully ended: its thread-local objects are
   // destroyed after its entry function returned. Lets a test wait for detached
   // threads before tearing down what they read.
-  void noteExitOfThisThread() {
-    thread_local ExitNotifier notifier;
-    notifier.owner = this;
-  }
+  void noteExitOfThisThread() { thread_local ExitNotifier notifier{this}; }
 
  private:
   struct ExitNotifier {
-    Gate* owner = nullptr;
-    ~ExitNotifier() {
-      if (owner != nullptr) owner->open();
-    }
+    Gate* owner;
+    ~ExitNotifier() { owner->open(); }
   };
   std::mutex m_mutex;
   std::condition_variable m_changed;
@@ -65,10 +60,8 @@ class Gate {
 
 // Polls until the condition holds or the limit passes; returns the last result.
 inline bool eventually(const std::function<bool()>& condition, Limit limit = kPatience) {
-  const auto deadline = Clock::now() + limit;
-  while (!condition()) {
+  for (const auto deadline = Clock::now() + limit; !condition(); std::this_thread::sleep_for(Limit(1))) {
     if (Clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   return true;
 }
@@ -103,11 +96,9 @@ struct FunctionJob : utils::ThreadPoolJob {
   std::function<void()> m_body, m_onDestroy;
 };
 
-inline void doNothing() {}
-
 // A job whose thread counts itself in `exits` once it has fully ended (see Gate).
 inline FunctionJob* countedJob(Gate& exits, std::function<void()> body, std::function<void()> onDestroy = [] {}) {
-  return new FunctionJob([&exits, body] { exits.noteExitOfThisThread(); body(); }, std::move(onDestroy));
+  return new FunctionJob([&exits, body] { exits.noteExitOfThisThread(), body(); }, std::move(onDestroy));
 }
 
 }  // namespace concurrencytest

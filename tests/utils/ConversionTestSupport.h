@@ -41,53 +41,38 @@ class InstallationEnvironment : public testing::Environment {
 // The lines that `body` adds to the process's log, without stamps and thread ids,
 // each ended by a line end.
 inline std::string logOf(const std::function<void()>& body) {
-  const auto read = [] { return testsupport::readFile(InstallationEnvironment::installation().home() + "/logs/norvane.txt"); };
-  const std::size_t before = read().size();
+  const std::string path = InstallationEnvironment::installation().home() + "/logs/norvane.txt";
+  const std::size_t before = testsupport::readFile(path).size();
   body();
   std::string added;
-  for (const std::string& line : testsupport::logTextLines(read().substr(before)))
+  for (const std::string& line : testsupport::logTextLines(testsupport::readFile(path).substr(before)))
     added += testsupport::parseLogLine(line).afterId + '\n';
   return added;
 }
 
 // Puts TZ in force for the life of the object and restores the previous zone.
-class ScopedZone {
- public:
-  explicit ScopedZone(const char* zone) {
-    if (const char* previous = std::getenv("TZ")) m_previous = previous;
-    setenv("TZ", zone, 1);
-    tzset();
-  }
-  ~ScopedZone() {
-    m_previous ? setenv("TZ", m_previous->c_str(), 1) : unsetenv("TZ");
-    tzset();
-  }
+struct ScopedZone {
+  explicit ScopedZone(const char* zone) { setenv("TZ", zone, 1), tzset(); }
+  ~ScopedZone() { (previous ? setenv("TZ", previous->c_str(), 1) : unsetenv("TZ")), tzset(); }
   ScopedZone(const ScopedZone&) = delete;
-  ScopedZone& operator=(const ScopedZone&) = delete;
-
- private:
-  std::optional<std::string> m_previous;
+  const std::optional<std::string> previous =
+      std::getenv("TZ") ? std::optional<std::string>(std::getenv("TZ")) : std::nullopt;
 };
 
 // A result as text: numbers to 15 significant digits, so "-0" and wraps show.
 template <typename Value>
 std::string text(const Value& value) {
   std::ostringstream out;
-  if constexpr (std::is_arithmetic_v<Value>) {
-    out << std::setprecision(15) << +value;
-  } else {
-    out << value;
-  }
+  if constexpr (std::is_arithmetic_v<Value>) out << std::setprecision(15) << +value;
+  else out << value;
   return out.str();
 }
 
+// Rows are evaluated in order; a failing row names its call.
 struct Row {
   const char* call;
-  std::string got;
-  std::string want;
+  std::string got, want;
 };
-
-// Rows are evaluated in order; a failing row names its call.
 inline void expectRows(std::initializer_list<Row> rows) {
   for (const Row& row : rows) EXPECT_EQ(row.want, row.got) << row.call;
 }

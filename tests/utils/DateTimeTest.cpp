@@ -28,6 +28,7 @@ constexpr std::int64_t kAfterShift = 1553994000;                 // 2019-03-31 0
 constexpr std::int64_t kLastSummerSecond = 1572137999;           // 2019-10-27 02:59:59 CEST
 
 std::string rfc(std::int64_t controllerSeconds) { return DateTime::getRFC3339Time(controllerSeconds); }
+std::string fromUnix(std::int64_t unixSeconds) { return rfc(unixSeconds - kBerlinEpoch); }
 std::int64_t y2k() {
   std::int64_t time = 0;
   return DateTime::getY2kTime(&time), time;
@@ -64,8 +65,9 @@ TEST(DateTimeRtcTest, UtcHasNoCorrectionBerlinIsShownOnStandardTimeAndTheSpringH
         ROW("2000-1-1T0:0:0", rfc(0)), ROW("946684800", y2k()), ROW("0", DateTime::getdstInSec()),
         // Only the low 32 bits of the controller's count are used.
         ROW("2000-1-1T0:0:1", rfc((std::int64_t{1} << 32) + 1)), ROW("2136-2-7T6:28:15", rfc(0xffffffff)),
-        ROW("2019-7-1T11:0:0", rfc(kSummerNoon)), ROW("2019-3-31T2:0:0", rfc(kAfterShift - kBerlinEpoch)),
-        ROW("+00:00", DateTime::get_utc_offset_string()),
+        ROW("2019-7-1T11:0:0", rfc(kSummerNoon)), ROW("2019-3-31T2:0:0", fromUnix(kAfterShift)),
+        ROW("+00:00", DateTime::get_utc_offset_string()), ROW("+05:30 0", offsetIn("Asia/Kolkata")),
+        ROW("-05:00 0", offsetIn("America/Bogota")),  // which had daylight saving only in the 1990s
     });
     DateTime::getY2kTime(nullptr);  // nowhere to write: nothing happens
   }
@@ -77,17 +79,13 @@ TEST(DateTimeRtcTest, UtcHasNoCorrectionBerlinIsShownOnStandardTimeAndTheSpringH
       ROW("11 1", hour(utils::Conversion::rtcToTimePtr(static_cast<std::uint32_t>(kSummerNoon)))),
       // The wall clock jumps to 03:00; moved back by the shift, the moment lands at
       // 01:00 standard time, and that hour shows twice. 02:00 never shows.
-      ROW("2019-3-31T1:59:59", rfc(kBeforeShift - kBerlinEpoch)), ROW("2019-3-31T1:0:0", rfc(kAfterShift - kBerlinEpoch)),
-      ROW("2019-3-31T1:59:59", rfc(kAfterShift + 3599 - kBerlinEpoch)),
-      ROW("2019-3-31T3:0:0", rfc(kAfterShift + 3600 - kBerlinEpoch)),
+      ROW("2019-3-31T1:59:59", fromUnix(kBeforeShift)), ROW("2019-3-31T1:0:0", fromUnix(kAfterShift)),
+      ROW("2019-3-31T1:59:59", fromUnix(kAfterShift + 3599)), ROW("2019-3-31T3:0:0", fromUnix(kAfterShift + 3600)),
       // In autumn the reading goes on without a jump.
-      ROW("2019-10-27T1:59:59", rfc(kLastSummerSecond - kBerlinEpoch)),
-      ROW("2019-10-27T2:0:0", rfc(kLastSummerSecond + 1 - kBerlinEpoch)),
+      ROW("2019-10-27T1:59:59", fromUnix(kLastSummerSecond)), ROW("2019-10-27T2:0:0", fromUnix(kLastSummerSecond + 1)),
       // getDstAdjustedLocalTime keeps the wall clock and the time it was given.
       ROW("12 1", wallClock(kSummerNoon + kBerlinEpoch)), ROW("3 1", wallClock(kAfterShift)),
       ROW("1 0", wallClock(kBeforeShift)), ROW("null", hour(DateTime::getDstAdjustedLocalTime(nullptr))),
-      // Signed hours and minutes; Bogota had daylight saving only in the 1990s.
-      ROW("+05:30 0", offsetIn("Asia/Kolkata")), ROW("-05:00 0", offsetIn("America/Bogota")),
       // The ISO reading is upper-cased and cut at the last Z, in any zone.
       ROW("119 2 5 7:8:9", iso("2019-03-05t07:08:09z")), ROW("120 11 31 23:59:58", iso("2020-12-31T23:59:58Zjunk")),
       ROW("121 0 2 3:4:5", iso("2021-01-02T03:04:05")),
@@ -104,9 +102,8 @@ TEST(DateTimeTextTest, BoostFormWithItsZoneArithmeticAndDurations) {
   const DateTime b = a + 5;
   Duration sum = Duration(pt::seconds(2)) + Duration(pt::milliseconds(500));
   expectRows({
-      ROW("2026-Nov-14 10:05:09 UTC", plain.to_string()),
+      ROW("2026-Nov-14 10:05:09 UTC", plain.to_string()), ROW("2026-Nov-14 10:05:09 UTC", std::string(plain)),
       ROW("2026-Nov-14 10:05:09.000000 UTC", plain.to_string_fractional_seconds()),
-      ROW("2026-Nov-14 10:05:09 UTC", static_cast<std::string>(plain)),
       ROW("2026-Nov-04 01:02:03 UTC", fraction.to_string()),
       ROW("2026-Nov-04 01:02:03.000123 UTC", fraction.to_string_fractional_seconds()),
       ROW("2026-Jul-14 10:05:09 CEST", summer.to_string()),

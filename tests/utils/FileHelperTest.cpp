@@ -37,8 +37,7 @@ class FileHelperTest : public ::testing::Test {
 };
 
 TEST_F(FileHelperTest, SizeRightsTimesAndTheEmptyStream) {
-  writeFile(m_dir + "/empty", "");
-  writeFile(m_dir + "/some", std::string(12345, 'q'));
+  for (const int size : {0, 12345}) writeFile(m_dir + (size ? "/some" : "/empty"), std::string(size, 'q'));
   chmod((m_dir + "/some").c_str(), 0777);
   boost::filesystem::last_write_time(m_dir + "/some", 1600000000);
   std::int64_t seconds = 0;
@@ -129,25 +128,26 @@ TEST_F(FileHelperTest, WriteJsonFileGoesBelowTheHomeOrToTheDefaultLocation) {
   document["name"] = json::String("bundle");
   std::ostringstream text;
   json::Writer::Write(document, text);
-  const std::string home = conversiontest::InstallationEnvironment::installation().home(), size = std::to_string(text.str().size());
-  const std::string atDefault = " | Error     : FileHelper:writeJSON - Invalid Norvane Home Path\n"
+  const auto& environment = conversiontest::InstallationEnvironment::installation();
+  const std::string home = environment.home(), size = std::to_string(text.str().size()) + '\n',
+                    atDefault = " | Error     : FileHelper:writeJSON - Invalid Norvane Home Path\n"
                                 " | Debug     : FileHelper:writeJSON - using defalut location ";
   fs::create_directories(home + "/conf/reports");
-  const struct { bool withHome; std::string defaultLocation, subFolder, written, size, log; } cases[] = {
-      {true, m_dir, "/conf/reports", home + "/conf/reports/doc.json", size,
-       " | Debug     : FileHelper:writeJSON - using standared location " + home + "\n"},
-      {false, m_dir, "/conf/reports", m_dir + "/doc.json", size, atDefault + m_dir + "\n"},  // no sub-folder
-      {false, m_dir + "/missing", "", "", "-1", atDefault + m_dir + "/missing\n"},  // nothing thrown
+  // The size, then the log lines.
+  const struct { bool withHome; std::string defaultLocation, subFolder, written, expected; } cases[] = {
+      {true, m_dir, "/conf/reports", home + "/conf/reports/doc.json",
+       size + " | Debug     : FileHelper:writeJSON - using standared location " + home + "\n"},
+      {false, m_dir, "/conf/reports", m_dir + "/doc.json", size + atDefault + m_dir + "\n"},  // no sub-folder
+      {false, m_dir + "/missing", "", "", "-1\n" + atDefault + m_dir + "/missing\n"},  // nothing thrown
   };
   for (const auto& c : cases) {
     if (!c.withHome) m_installation.useStore();  // a store without a home
     int fileSize = -7;
-    EXPECT_EQ(c.log, logOf([&] { FileHelper::writeJSONFile(document, "/doc.json", c.defaultLocation, c.subFolder, fileSize); }));
-    conversiontest::InstallationEnvironment::installation().useStore();
-    EXPECT_EQ(c.size, std::to_string(fileSize)) << c.written;
-    if (!c.written.empty()) EXPECT_EQ(text.str(), readFile(c.written));
-    EXPECT_EQ(c.written == m_dir + "/doc.json", fs::exists(m_dir + "/doc.json")) << c.written;
-    fs::remove(m_dir + "/doc.json");
+    const std::string log = logOf([&] { FileHelper::writeJSONFile(document, "/doc.json", c.defaultLocation, c.subFolder, fileSize); });
+    environment.useStore();
+    EXPECT_EQ(c.expected, std::to_string(fileSize) + '\n' + log);
+    EXPECT_EQ(c.written.empty() ? "" : text.str(), readFile(c.written)) << c.written;
+    EXPECT_EQ(c.written == m_dir + "/doc.json", fs::remove(m_dir + "/doc.json")) << c.written;
   }
 }
 

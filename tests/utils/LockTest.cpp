@@ -19,7 +19,9 @@ std::string otherThreadCanTake(SharedMutex& mutex) {
 
 // The mutex is recursive; a failed try of another thread leaves the hold in place.
 // A null mutex gives an empty hold in every form. Readers share, writers exclude.
-TEST(LockTest, HoldsExcludeOtherThreadsUntilEveryHoldIsGone) {
+// Copies of a mutex or a hold share the one native object, and only the original
+// may destroy it; assignment drops the old target without releasing it.
+TEST(LockTest, HoldsExcludeOtherThreadsUntilEveryHoldIsGoneAndCopiesShareTheMutex) {
   for (bool tryOnly : {false, true}) {
     EXPECT_FALSE(Lock(nullptr, tryOnly).is_locked() || SharedLock_SMutex(nullptr, tryOnly).is_locked() ||
                  UniqueLock_SMutex(nullptr, tryOnly).is_locked()) << tryOnly;
@@ -38,12 +40,30 @@ TEST(LockTest, HoldsExcludeOtherThreadsUntilEveryHoldIsGone) {
     EXPECT_EQ(otherThreadCanTake(shared), "read -");
   }
   {
-    NeverDestroyed<SharedMutex> copy(shared);  // shares the native object
+    NeverDestroyed<SharedMutex> copy(shared);
     UniqueLock_SMutex writer(copy.object, true);
     EXPECT_TRUE(writer.is_locked() && NeverDestroyed<UniqueLock_SMutex>(writer).object->is_locked());
     EXPECT_EQ(otherThreadCanTake(shared), "- -");
   }
   EXPECT_EQ(otherThreadCanTake(shared), "read write");
+  Mutex original, assigned;
+  NeverDestroyed<Mutex> copy(original);
+  {
+    Lock hold(copy.object, false);
+    NeverDestroyed<Lock> holdCopy(hold);
+    EXPECT_TRUE(holdCopy.object->is_locked());
+    *holdCopy.object = Lock(nullptr, false);
+    EXPECT_FALSE(holdCopy.object->is_locked() || otherThreadCanLock(original));
+    *copy.object = assigned;
+    Lock viaAssigned(copy.object, true);
+    EXPECT_TRUE(viaAssigned.is_locked() && !otherThreadCanLock(assigned));
+  }
+  EXPECT_TRUE(otherThreadCanLock(original));
+  Lock owner(&original, false);
+  std::thread([&] {
+    Lock failed(&original, true);
+    EXPECT_FALSE(NeverDestroyed<Lock>(failed).object->is_locked());  // a failed try copies as failed
+  }).join();
 }
 
 // A blocking take waits on another thread (still waiting after 50 ms) until the
@@ -67,44 +87,20 @@ TEST(LockTest, BlockingHoldsWaitForTheOwnerOrTheLastReader) {
   }
 }
 
-// Copies share the one native object, and only the original may destroy it.
-// Assignment drops the old target without releasing it.
-TEST(LockTest, CopiesOfAMutexOrAHoldShareItAndAssignmentReleasesNothing) {
-  Mutex original, assigned;
-  NeverDestroyed<Mutex> copy(original);
-  {
-    Lock hold(copy.object, false);
-    NeverDestroyed<Lock> holdCopy(hold);
-    EXPECT_TRUE(holdCopy.object->is_locked());
-    *holdCopy.object = Lock(nullptr, false);
-    EXPECT_FALSE(holdCopy.object->is_locked() || otherThreadCanLock(original));
-    *copy.object = assigned;
-    Lock viaAssigned(copy.object, true);
-    EXPECT_TRUE(viaAssigned.is_locked());
-    EXPECT_FALSE(otherThreadCanLock(assigned));
-  }
-  EXPECT_TRUE(otherThreadCanLock(original));
-  Lock owner(&original, false);
-  std::thread([&] {
-    Lock failed(&original, true);
-    EXPECT_FALSE(NeverDestroyed<Lock>(failed).object->is_locked());  // a failed try copies as failed
-  }).join();
-}
-
+// Unnotified, a timed wait returns false at once below one second, else after its
+// whole seconds (a spurious wake-up returns true early), holding again.
 TEST(ConditionTest, UnnotifiedTimedWaitReturnsFalseAfterItsWholeSecondsHoldingAgain) {
   Mutex mutex;
   Condition condition;
   Lock hold(&mutex, false);
   auto start = Clock::now();
-  EXPECT_FALSE(condition.timed_wait(&hold, 0) || condition.timed_wait(&hold, -5));  // below one second: at once
+  EXPECT_FALSE(condition.timed_wait(&hold, 0) || condition.timed_wait(&hold, -5));
   EXPECT_LT(secondsSince(start), 0.9);
   start = Clock::now();
-  bool woken = condition.timed_wait(&hold, 1);
-  while (woken) woken = condition.timed_wait(&hold, 1);  // a spurious wake-up returns true early
+  while (condition.timed_wait(&hold, 1)) {}
   EXPECT_GE(secondsSince(start), 0.99);
   EXPECT_LT(secondsSince(start), 5.0);
-  EXPECT_TRUE(hold.is_locked());
-  EXPECT_FALSE(otherThreadCanLock(mutex));
+  EXPECT_TRUE(hold.is_locked() && !otherThreadCanLock(mutex));
 }
 
 // Waiter threads take the mutex, count themselves parked and wait until `ready`. The
@@ -124,10 +120,8 @@ TEST(ConditionTest, NotifyOneThroughACopyWithoutAHoldAndNotifyAllWithAHoldWakeTh
       threads.emplace_back([&] {
         Lock hold(&mutex, false);
         ++parked;
-        while (!ready) {
-          const bool woken = one ? condition.timed_wait(&hold, 20) : (condition.wait(&hold), true);
-          failed += woken && hold.is_locked() ? 0 : 1;
-        }
+        while (!ready) failed += (one ? condition.timed_wait(&hold, 20) : (condition.wait(&hold), true)) ? 0 : 1;
+        failed += hold.is_locked() ? 0 : 1;
       });
     }
     EXPECT_TRUE(eventually([&] { return Lock(&mutex, true).is_locked() && parked == (one ? 1 : 3); }));

@@ -93,7 +93,7 @@ TEST(ThreadPoolTest, ResidentWorkerWakesForQueuedJobsAndRunsThemFrontFirst) {
   ThreadPool pool(1);
   std::vector<std::string> log;  // written by the one worker, read after its join
   std::atomic<int> destroyed{0};
-  auto recordingJob = [&](std::string name) {
+  const auto recordingJob = [&](std::string name) {
     return new FunctionJob([&, name] { log.push_back(name + " " + counters(pool)); }, [&] { ++destroyed; });
   };
   const unsigned int before = Thread::get_active_thread_count();
@@ -119,14 +119,11 @@ NORVANE_CHILD(throwing_job) {
   static ThreadPool* const pool = new ThreadPool(1);  // never destroyed: the process ends first
   static std::atomic<bool> destroyed{false};
   std::set_terminate([] {
-    std::string what = "none";
     try {
-      if (std::exception_ptr error = std::current_exception()) std::rethrow_exception(error);
+      std::rethrow_exception(std::current_exception());
     } catch (const std::exception& e) {
-      what = e.what();
+      std::printf("terminated what=%s destroyed=%d running=%d\n", e.what(), int(destroyed), pool->getRunningJobCount());
     }
-    std::printf("terminated what=%s destroyed=%d running=%d\n", what.c_str(), destroyed.load() ? 1 : 0,
-                pool->getRunningJobCount());
     std::fflush(stdout);
     std::_Exit(42);
   });
@@ -137,7 +134,7 @@ NORVANE_CHILD(throwing_job) {
 
 TEST(ThreadPoolTest, ThrowingJobIsDeletedAndUncountedThenEndsTheProcess) {
   const testsupport::ChildResult result = testsupport::runChild("throwing_job");
-  EXPECT_EQ(result.exitCode, 42) << result.output;
+  EXPECT_EQ(42, result.exitCode) << result.output;
   EXPECT_NE(std::string::npos, result.output.find("terminated what=job failed destroyed=1 running=0\n")) << result.output;
 }
 

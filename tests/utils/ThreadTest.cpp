@@ -10,7 +10,7 @@ namespace {
 using namespace concurrencytest;
 using namespace utils;
 
-std::atomic<int> g_noArgumentRuns{0};
+int g_noArgumentRuns = 0;
 void countRun() { ++g_noArgumentRuns; }
 void storeOne(void* target) { *static_cast<int*>(target) += 1; }
 void copyFirstIntoSecond(void* from, void* to) { *static_cast<std::string*>(to) = *static_cast<std::string*>(from); }
@@ -18,60 +18,45 @@ void waitAtGate(void* gate) { static_cast<Gate*>(gate)->wait(); }
 unsigned int activeCount() { return Thread::get_active_thread_count(); }
 
 // Each entry form runs once with its arguments; the identity is the calling
-// thread's in plain lower-case hex.
-TEST(ThreadTest, EntryFormsAndIdentity) {
+// thread's in plain lower-case hex. Sleeping delays only in the static form, and
+// only for positive seconds.
+TEST(ThreadTest, EntryFormsIdentityAndSleep) {
   int viaPointer = 0;
   std::string source = "payload", target, theirs;
-  Thread one("one", &storeOne, &viaPointer);
-  Thread two("two", &copyFirstIntoSecond, &source, &target);
-  Thread three("three", &countRun);
-  Thread four("four", [&] { theirs = Thread::get_id(); });
-  for (Thread* thread : {&one, &two, &three, &four}) thread->join();
-  EXPECT_EQ(1, viaPointer);
-  EXPECT_EQ("payload", target);
-  EXPECT_EQ(1, g_noArgumentRuns.load());
-  std::ostringstream mine;
-  mine << std::hex << pthread_self();
-  EXPECT_EQ(mine.str(), Thread::get_id());
-  EXPECT_NE(theirs, mine.str());
-  EXPECT_FALSE(theirs.empty());
-}
-
-TEST(ThreadTest, SleepDelaysOnlyInItsStaticFormWithPositiveSeconds) {
-  auto start = Clock::now();
+  const auto start = Clock::now();
+  Thread one("one", &storeOne, &viaPointer), two("two", &copyFirstIntoSecond, &source, &target),
+      three("three", &countRun), four("four", [&] { theirs = Thread::get_id(); });
   Thread::sleep(0);
   Thread::sleep(-1);
-  Thread worker("sleeper", std::function<void()>([] {}));
-  worker.sleep(std::uint64_t{1} << 40);  // the member form ignores its argument
-  worker.join();
+  four.sleep(std::uint64_t{1} << 40);  // the member form ignores its argument
+  for (Thread* thread : {&one, &two, &three, &four}) thread->join();
   EXPECT_LT(secondsSince(start), 0.9);
-  start = Clock::now();
+  std::ostringstream mine;
+  mine << std::hex << pthread_self();
+  EXPECT_EQ("1 payload 1 " + mine.str(), std::to_string(viaPointer) + ' ' + target + ' ' +
+                                             std::to_string(g_noArgumentRuns) + ' ' + Thread::get_id());
+  EXPECT_TRUE(theirs != mine.str() && !theirs.empty()) << theirs;
   Thread::sleep(1);
   EXPECT_GE(secondsSince(start), 0.99);
 }
 
 // Equality needs the same thread and the same name; a copy shares the running
-// thread (only the original is ever destroyed) and is not counted.
-TEST(ThreadTest, EqualityAndTheCountWhichRisesAtStartAndFallsAtEveryJoin) {
+// thread (only the original is ever destroyed) and is not counted. The count rises
+// at start and falls at every join, a second join included.
+TEST(ThreadTest, EqualityAndTheCount) {
   Gate gate;
   const unsigned int before = activeCount();
-  Thread first("same", &waitAtGate, &gate);
-  Thread second("same", &waitAtGate, &gate);
+  Thread first("same", &waitAtGate, &gate), second("same", &waitAtGate, &gate);
   EXPECT_TRUE(!(first == second) && first != second);
-  {
-    NeverDestroyed<Thread> copy(first);
-    EXPECT_TRUE(*copy.object == first && !(*copy.object != first));
-    *copy.object = second;
-    EXPECT_TRUE(*copy.object == second && !(*copy.object == first));
-  }
+  NeverDestroyed<Thread> copy(first);
+  EXPECT_TRUE(*copy.object == first && !(*copy.object != first));
+  *copy.object = second;
+  EXPECT_TRUE(*copy.object == second && !(*copy.object == first));
   EXPECT_EQ(activeCount(), before + 2);
   gate.open();
   first.join();
-  EXPECT_EQ(activeCount(), before + 1);
-  std::this_thread::sleep_for(std::chrono::milliseconds(20));
   EXPECT_EQ(activeCount(), before + 1);  // ended or not, counted until joined
   second.join();
-  EXPECT_EQ(activeCount(), before);
   const auto start = Clock::now();
   second.join();  // returns at once and lowers the count again
   EXPECT_LT(secondsSince(start), 0.9);

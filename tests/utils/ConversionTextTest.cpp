@@ -17,11 +17,15 @@ std::string ansi(const char* date, const char* time, const char* month) {
   return C::convertANSIDateToNorvaneDate(date, time, month);
 }
 
-TEST(ConversionTextTest, NumbersHexadecimalByteTextsUriAndAnsiDates) {
+TEST(ConversionTextTest, NumbersHexadecimalByteTextsUriAnsiDatesAndBase64) {
   const unsigned char hex[] = {0xAB, 0x01, 0x00, 0xFF};
   char text[] = " ab c \0tail";
   unsigned char bytes[] = " a b\tc\n \0d";
   std::string out = "old";
+  const unsigned char man[3] = {0x4d, 0x61, 0x6e}, sextets[4] = {19, 22, 5, 46};  // "TWFu"
+  unsigned char block[4], decoded[3];
+  const auto encoded = [](const std::string& text) { return C::encodeStringtoBase64(text); };
+  const auto decodedText = [](const char* text) { return C::decodeStringtoBase64(text); };
   conversiontest::expectRows({
       ROW("0", C::to_bool("0")), ROW("1", C::to_bool("2")), ROW("1", C::to_bool("-1")), ROW("0", C::to_bool("yes")),
       ROW("0", C::to_bool("")), ROW("0", C::is_numeric("")), ROW("0", C::is_numeric("12a")),
@@ -51,15 +55,7 @@ TEST(ConversionTextTest, NumbersHexadecimalByteTextsUriAndAnsiDates) {
       ROW("2019-xx-05T", ansi("Mar  5 2019", "", "xx")), ROW("-03-12TT", ansi("Mar 12", "T", "03")),
       ROW("-03-T", ansi("Mar", "", "03")), ROW("-03-T", ansi("", "", "03")),
       ROW("secret", (C::encrypt("secret", out), out)), ROW("", (C::decrypt("", out), out)),
-  });
-}
-
-TEST(ConversionTextTest, Base64StopsAtANulAndAtPaddingOrAForeignByte) {
-  const unsigned char man[3] = {0x4d, 0x61, 0x6e}, sextets[4] = {19, 22, 5, 46};  // "TWFu"
-  unsigned char block[4], decoded[3];
-  const auto encoded = [](const std::string& text) { return C::encodeStringtoBase64(text); };
-  const auto decodedText = [](const char* text) { return C::decodeStringtoBase64(text); };
-  conversiontest::expectRows({
+      // Base64 stops at a NUL, and at padding or a foreign byte.
       ROW("TWFu", encoded("Man")), ROW("TWE=", encoded("Ma")), ROW("TQ==", encoded("M")), ROW("", encoded("")),
       ROW("aGVsbG8gd29ybGQ=", encoded("hello world")), ROW("//79", encoded("\xff\xfe\xfd")),
       // The walk stands still on a NUL; what came before it is the result.

@@ -95,7 +95,7 @@ TEST(DateTimeRtcTest, UtcHasNoCorrectionBerlinIsShownOnStandardTimeAndTheSpringH
   for (const char* bad : {"garbage", "zzz", "2019-02-30T00:00:00"}) EXPECT_ANY_THROW(iso(bad)) << bad;
 }
 
-TEST(DateTimeTextTest, BoostFormWithItsZoneArithmeticAndDurations) {
+TEST(DateTimeTextTest, BoostFormWithItsZoneArithmeticDurationsAndThePresent) {
   const DateTime plain("2026-Nov-14 10:05:09"), fraction("2026-Nov-04 01:02:03.000123");
   DateTime summer("2026-Jul-14 10:05:09 CET+01CEST+01,M3.5.0,M10.5.0/03:00"), eight("2026-Jul-14 08:05:09");
   DateTime a("2026-Dec-31 23:59:58");
@@ -126,12 +126,9 @@ TEST(DateTimeTextTest, BoostFormWithItsZoneArithmeticAndDurations) {
   DateTime now;
   DateTime::get_current_time(now);
   EXPECT_TRUE(now > DateTime("2026-Jan-01 00:00:00"));
-}
-
-// Seconds of a tm read as UTC.
-std::int64_t asUtcSeconds(std::tm parts) { return static_cast<std::int64_t>(timegm(&parts)); }
-
-TEST(DateTimeLocalTest, PresentTimeShiftedBySecondsAndFollowingTheZone) {
+  // The present local time, shifted by seconds and following the zone; seconds of a
+  // tm read as UTC.
+  const auto asUtcSeconds = [](std::tm parts) { return static_cast<std::int64_t>(timegm(&parts)); };
   {
     ScopedZone zone("UTC");  // a second may tick between the calls
     const std::int64_t now = asUtcSeconds(DateTime::getLocalSystemTime());

@@ -56,8 +56,7 @@ TEST_F(FileHelperTest, SizeRightsTimesAndTheEmptyStream) {
   EXPECT_TRUE(FileHelper::isFileEmpty(stream) && FileHelper::isFileEmpty(empty));
 }
 
-
-TEST_F(FileHelperTest, ConvertFsPathResolvesAgainstBaseOrCurrentDirectory) {
+TEST_F(FileHelperTest, ConvertFsPathResolvesAgainstBaseOrCurrentDirectoryAndTheSearches) {
   fs::create_directories(m_dir + "/a/b");
   const std::string canonicalDir = fs::canonical(m_dir).string();
   const auto converted = [](std::string path, const auto&... base) { return FileHelper::convertFsPath(path, base...), path; };
@@ -72,6 +71,23 @@ TEST_F(FileHelperTest, ConvertFsPathResolvesAgainstBaseOrCurrentDirectory) {
   std::string missing = "no-such-entry";
   EXPECT_THROW(FileHelper::convertFsPath(missing, m_dir), filesystem_error);
   EXPECT_EQ("no-such-entry", missing);
+  // FileSearch gives bare names, DirectorySearch whole paths, one level deep.
+  for (const char* name : {"/a.txt", "/c.txt", "/a/inner.txt"}) writeFile(m_dir + name, "x");
+  std::set<std::string> files = {"kept.txt", "a.txt"};  // added to, not cleared
+  utils::FileSearch().getFileNames(m_dir, files);
+  EXPECT_EQ((std::set<std::string>{"a.txt", "c.txt", "kept.txt"}), files);
+  std::set<std::string> dirs = {"kept"};
+  utils::DirectorySearch().getDirNames(ref(m_dir + "/a"), dirs);
+  EXPECT_EQ((std::set<std::string>{m_dir + "/a/b", "kept"}), dirs);
+  // A missing directory leaves the set as it was, with a warning.
+  missing = m_dir + "/missing";
+  EXPECT_EQ(" | Warning   : FileSearch:getFilesByName - No files to load at directory " + missing +
+                "\n | Warning   : DirSeacrch:getDirName - No Directories to load at directory " + missing + "\n",
+            logOf([&] {
+              utils::FileSearch().getFileNames(missing, dirs);
+              utils::DirectorySearch().getDirNames(missing, dirs);
+            }));
+  EXPECT_EQ((std::set<std::string>{m_dir + "/a/b", "kept"}), dirs);
 }
 
 TEST_F(FileHelperTest, CreateCopyRemoveAndClearADirectory) {
@@ -99,28 +115,6 @@ TEST_F(FileHelperTest, CreateCopyRemoveAndClearADirectory) {
   FileHelper::removeFilesInPath(box);
   EXPECT_TRUE(fs::is_directory(box) && fs::is_empty(box));
   EXPECT_THROW(FileHelper::removeFilesInPath(ref(m_dir + "/gone")), filesystem_error);
-}
-
-TEST_F(FileHelperTest, FileSearchGivesBareNamesAndDirectorySearchWholePaths) {
-  for (const char* name : {"/a.txt", "/c.txt", "/b/inner.txt"}) {  // b/ is listed one level only
-    fs::create_directories(m_dir + "/b/inner");
-    writeFile(m_dir + name, "x");
-  }
-  std::set<std::string> files = {"kept.txt", "a.txt"};  // added to, not cleared
-  utils::FileSearch().getFileNames(m_dir, files);
-  EXPECT_EQ((std::set<std::string>{"a.txt", "c.txt", "kept.txt"}), files);
-  std::set<std::string> dirs = {"kept"};
-  utils::DirectorySearch().getDirNames(m_dir, dirs);
-  EXPECT_EQ((std::set<std::string>{m_dir + "/b", "kept"}), dirs);
-  // A missing directory leaves the set as it was, with a warning.
-  std::string missing = m_dir + "/missing";
-  EXPECT_EQ(" | Warning   : FileSearch:getFilesByName - No files to load at directory " + missing +
-                "\n | Warning   : DirSeacrch:getDirName - No Directories to load at directory " + missing + "\n",
-            logOf([&] {
-              utils::FileSearch().getFileNames(missing, dirs);
-              utils::DirectorySearch().getDirNames(missing, dirs);
-            }));
-  EXPECT_EQ((std::set<std::string>{m_dir + "/b", "kept"}), dirs);
 }
 
 TEST_F(FileHelperTest, WriteJsonFileGoesBelowTheHomeOrToTheDefaultLocation) {

@@ -35,9 +35,21 @@ std::string refusal(char level) {
   return "1|" + message + "|File : ..\\..\\..\\..\\utils\\Raid Line : 120 Exception : " + message + "|6";
 }
 
+std::string refs(SpanHolder span) {  // a copy: the getter is not const
+  std::string text;
+  for (std::uint16_t ref : span.getArrayRefs()) text += std::to_string(ref) + ' ';
+  return text;
+}
+
 // Texts read in table order, unknown ones read zero; setting stores the supported
 // levels and the variants of 17, and refuses others showing the level as one character.
-TEST(RaidTest, TextsAndSettingTheLevel) {
+TEST(RaidTest, LevelsSpansAndTheMathHelper) {
+  SpanHolder span, empty, big;
+  for (std::uint16_t ref : {7, 3, 9}) span.addArrayRef(ref);
+  SpanHolder copy = span;
+  copy.addArrayRef(1);
+  for (int i = 0; i < 65537; ++i) big.addArrayRef(static_cast<std::uint16_t>(i + 5));
+  std::uint16_t a = 0;
   expectRows({
       ROW("0 0", levelOf(Raid("0"))), ROW("0 0", levelOf(Raid("00"))), ROW("1 1", levelOf(Raid("1"))),
       ROW("17 1", levelOf(Raid("1E"))), ROW("18 1", levelOf(Raid("1E_RLQ)"))), ROW("23 1-EC", levelOf(Raid("1-EC"))),
@@ -49,33 +61,13 @@ TEST(RaidTest, TextsAndSettingTheLevel) {
       ROW("0 23", set(23, 9)), ROW("0 18", set(17, 0)), ROW("0 17", set(17, 1)), ROW("0 6", set(17, 2)),
       ROW(refusal(10), set(10)), ROW(refusal(18), set(18)), ROW(refusal(50), set(50)), ROW(refusal(60), set(60)),
       ROW(refusal(char(255)), set(255)),
-  });
-}
-
-std::string refs(SpanHolder span) {  // a copy: the getter is not const
-  std::string text;
-  for (std::uint16_t ref : span.getArrayRefs()) text += std::to_string(ref) + ' ';
-  return text;
-}
-
-TEST(SpanHolderTest, KeepsOrderGivesTheSmallestAsGroupAndCutsTheCount) {
-  SpanHolder span, empty, big;
-  for (std::uint16_t ref : {7, 3, 9}) span.addArrayRef(ref);
-  SpanHolder copy = span;
-  copy.addArrayRef(1);
-  for (int i = 0; i < 65537; ++i) big.addArrayRef(static_cast<std::uint16_t>(i + 5));
-  expectRows({
+      // A span keeps the order, gives the smallest as group and cuts the count.
       ROW("0", empty.getArrayCount()), ROW("65535", empty.getDriveGroupId()),  // empty: no group
       ROW("3", span.getDriveGroupId()), ROW("3", span.getArrayCount()), ROW("7 3 9 ", refs(span)),
       ROW("1", span.getRaidLevel()), ROW("1", copy.getDriveGroupId()), ROW("4", copy.getArrayCount()),
       ROW("1", big.getArrayCount()),  // cut to 16 bits
       ROW("65537", big.getArrayRefs().size()), ROW("0", big.getDriveGroupId()),
-  });
-}
-
-TEST(MathHelperTest, PairsAsPowersOfTwoAndThreeAndFreeSpaceIds) {
-  std::uint16_t a = 0;
-  expectRows({
+      // Pairs as powers of two and three, and free space ids.
       ROW("72", MathHelper::pairNumber(3, 2)), ROW("1", MathHelper::pairNumber(0, 0)),
       ROW("9223372036854775808", MathHelper::pairNumber(63, 0)),
       ROW("0", MathHelper::pairNumber(64, 1)),  // 2^64 truncates to 0

@@ -31,7 +31,7 @@ std::string split(const char* text, const char* delimiters) {
   return joined;
 }
 
-TEST(StringHelperTest, EditsComparisonsSplitsFolderNamesAndNumbers) {
+TEST(StringHelperTest, EditsComparisonsSplitsFolderNamesNumbersAndAddresses) {
   const char text[] = {'a', '\0', 'b', 'c', '\0'};
   conversiontest::expectRows({
       ROW("a b", edited(" \t a b \r\n", StringHelper::trim)), ROW("", edited(" \t ", StringHelper::trim)),
@@ -67,6 +67,14 @@ TEST(StringHelperTest, EditsComparisonsSplitsFolderNamesAndNumbers) {
   for (const char* line : {"key=a=b", "abc", "x="}) StringHelper::split_first_occurance(out, line, "=");
   StringHelper::split_first_occurance(out, "a:b;c", ";:");
   EXPECT_EQ((Strings{"kept", "key", "a=b", "abc", "x", "", "a", "b;c"}), out);
+  // validateIPAddtess sets the family, or leaves the flags.
+  bool v4 = false, v6 = true;
+  EXPECT_TRUE(StringHelper::validateIPAddtess("10.0.0.1", v4, v6) && v4 && !v6);
+  EXPECT_TRUE(StringHelper::validateIPAddtess("fe80::1", v4, v6) && !v4 && v6);
+  for (const char* bad : {"0.0.0.0", "::", "hostname", "", "256.1.1.1", "10.0.0.1 ", "1.2.3"}) {
+    v4 = v6 = true;
+    EXPECT_FALSE(StringHelper::validateIPAddtess(bad, v4, v6) || !v4 || !v6) << bad;
+  }
 }
 
 TEST(StringHelperTest, HashCodeMatchesHandComputedValuesAndBoost) {
@@ -80,16 +88,6 @@ TEST(StringHelperTest, HashCodeMatchesHandComputedValuesAndBoost) {
   for (const std::string s : {"x", "key.store", "Administrators", "\x80\xff mixed"}) {
     const std::size_t full = boost::hash_range(s.begin(), s.end());
     EXPECT_EQ(static_cast<int>(static_cast<unsigned int>(full)), StringHelper::getStringArrayHashCode(s)) << s;
-  }
-}
-
-TEST(StringHelperTest, ValidateIPAddtessSetsTheFamilyOrLeavesTheFlags) {
-  bool v4 = false, v6 = true;
-  EXPECT_TRUE(StringHelper::validateIPAddtess("10.0.0.1", v4, v6) && v4 && !v6);
-  EXPECT_TRUE(StringHelper::validateIPAddtess("fe80::1", v4, v6) && !v4 && v6);
-  for (const char* bad : {"0.0.0.0", "::", "hostname", "", "256.1.1.1", "10.0.0.1 ", "1.2.3"}) {
-    v4 = v6 = true;
-    EXPECT_FALSE(StringHelper::validateIPAddtess(bad, v4, v6) || !v4 || !v6) << bad;
   }
 }
 

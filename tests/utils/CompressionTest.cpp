@@ -101,6 +101,11 @@ TEST_F(CompressionTest, ResultCodesAndEveryCallWritesTheWholeListIntoANewArchive
   fs::remove(m_dir + "/bundle.zip");
   ASSERT_EQ(0, utils::Compression(zip).writeToZipFile());  // member-wise copy: same archive, same list
   EXPECT_EQ(both, list("bundle.zip"));
+  // A file whose length cannot all be read (sysfs shows 4096 bytes) counts as failed;
+  // an archive that cannot be written, on a full device, gives 1.
+  EXPECT_EQ(2, pack("short", {"/sys/devices/system/cpu/online"}));
+  fs::create_symlink("/dev/full", m_dir + "/full.zip");
+  EXPECT_EQ(1, pack("full", {a, b}));
 }
 
 // Entries deflated on other threads and written in list order make the same bytes
@@ -130,6 +135,9 @@ TEST_F(CompressionTest, EntriesKeepOrderSizesCrcsAndNamesBehindTheFirstReportMar
     EXPECT_FALSE(utils::packFiles(handle, paths, workers)) << "the missing file counts as failed";
     ASSERT_EQ(zipClose(handle, nullptr), ZIP_OK);
     EXPECT_TRUE(testsupport::readFile(archive) == testsupport::readFile(m_dir + "/bundle.zip")) << workers;
+    zipFile full = zipOpen("/dev/full", APPEND_STATUS_CREATE);  // every entry fails to be written
+    EXPECT_FALSE(utils::packFiles(full, {paths[2]}, workers)) << workers;
+    zipClose(full, nullptr);
   }
 }
 

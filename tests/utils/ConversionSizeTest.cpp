@@ -8,12 +8,14 @@
 
 #include "utils/ConversionSizeRules.h"
 #include "utils/ConversionTestSupport.h"
+#include "utils/NumericCast.h"
 
 namespace {
 
 using C = utils::Conversion;
 using conversiontest::expectRows;
 using namespace utils::size_rules;
+using namespace utils::numeric;
 using U64 = std::uint64_t;
 using U16 = std::uint16_t;
 
@@ -124,6 +126,13 @@ TEST(ConversionSizeTest, RoundingArraysDisplayUnitsBlocksKBMegabytesAndDriveMake
       ROW("1 GB", drive(1024, 2097152, 512)), ROW("33.9188385009766 GB", drive(1024, 71132960, 512)),
       ROW("931.513389587402 GiB", drive(1000, 1953525168, 512, false)), ROW("1.5 KiB", drive(1000, 3, 0, false)),
       ROW("8 keep", drive(7, 2, 4096)),
+      ROW("1208.75067647661 ZB", drive(1000, 0, 65536)),  // a wrapped count stays at the last unit
+      // Truncation of doubles: out of range or not a number gives the type's marker.
+      ROW("-9223372036854775808", truncateToSigned64(std::nan(""))),
+      ROW("-9223372036854775808", truncateToSigned64(0x1p63)), ROW("-9223372036854775808", truncateToSigned64(-0x1p64)),
+      ROW("-7", truncateToSigned64(-7.9)),
+      ROW("0", truncateToUnsigned64(std::nan(""))), ROW("0", truncateToUnsigned64(0x1p64)),
+      ROW("9223372036854775808", truncateToUnsigned64(0x1p63)), ROW("18446744073709551615", truncateToUnsigned64(-1.0)),
   });
   EXPECT_EQ(std::ldexp(1.0, 50), inMB(1024, 1.0, "ZB"));
 }

@@ -63,7 +63,8 @@ TEST(ConversionTextTest, NumbersHexadecimalByteTextsUriAnsiDatesAndBase64) {
       ROW("", encoded(std::string("\0abc", 4))), ROW("Man", decodedText("TWFu")), ROW("Ma", decodedText("TWE=")),
       ROW("Ma", decodedText("TWE")), ROW("", decodedText("T")), ROW("M", decodedText("TW!u")),
       ROW("M", decodedText("TQ==TWFu")), ROW("hello world", decodedText("aGVsbG8gd29ybGQ=")),
-      ROW("\xff\xfe\xfd", decodedText("//79")), ROW("", decodedText(" TWFu")), ROW("", decodedText("")),
+      ROW("\xff\xfe\xfd", decodedText("//79")), ROW("\xfb\xff\xbf", decodedText("+/+/")),
+      ROW("", decodedText(" TWFu")), ROW("", decodedText("")),
       // The count decides the padding only: the second character still takes in[1].
       ROW("TW==", (C::encodeblock(man, block, 1), bytesOf(block))),
       ROW("TWF=", (C::encodeblock(man, block, 2), bytesOf(block))),

@@ -86,6 +86,7 @@ TEST(DateTimeRtcTest, UtcHasNoCorrectionBerlinIsShownOnStandardTimeAndTheSpringH
       // getDstAdjustedLocalTime keeps the wall clock and the time it was given.
       ROW("12 1", wallClock(kSummerNoon + kBerlinEpoch)), ROW("3 1", wallClock(kAfterShift)),
       ROW("1 0", wallClock(kBeforeShift)), ROW("null", hour(DateTime::getDstAdjustedLocalTime(nullptr))),
+      ROW("null", wallClock(INT64_MAX)),  // beyond the calendar
       // The ISO reading is upper-cased and cut at the last Z, in any zone.
       ROW("119 2 5 7:8:9", iso("2019-03-05t07:08:09z")), ROW("120 11 31 23:59:58", iso("2020-12-31T23:59:58Zjunk")),
       ROW("121 0 2 3:4:5", iso("2021-01-02T03:04:05")),

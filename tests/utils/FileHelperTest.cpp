@@ -1,5 +1,7 @@
 // File helpers, the two directory searches and writeJSONFile, with real files.
 
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <boost/filesystem.hpp>
@@ -13,6 +15,8 @@
 #include <utils/FileHelper.h>
 #include <utils/FileSearch.h>
 
+#include "platform/Host.h"
+#include "platform/RegularFile.h"
 #include "utils/ConversionTestSupport.h"
 
 namespace {
@@ -44,10 +48,13 @@ TEST_F(FileHelperTest, SizeRightsTimesAndTheEmptyStream) {
   FileHelper::getLastModifiedTime(ref(m_dir + "/some"), seconds);
   const auto size = [this](const char* name) { return FileHelper::getFileSize(ref(m_dir + name)); };
   const auto permit = [this](const char* name) { return FileHelper::applyNorvaneFilePermission(m_dir + name); };
-  // Sizes of a missing, an empty and a full file; rights set, also for a missing file; time.
-  EXPECT_EQ((std::vector<std::int64_t>{-1, 0, 12345, 0, 0640, 0, 1600000000}),
-            (std::vector<std::int64_t>{size("/missing"), size("/empty"), size("/some"), permit("/some"),
-                                       rightsOf(m_dir + "/some"), permit("/missing"), seconds}));
+  ASSERT_EQ(0, mkfifo((m_dir + "/fifo").c_str(), 0600));
+  // Sizes of a missing, an empty, a full file and a FIFO; rights set, also for a
+  // missing file, and the error of a file that refuses them; time.
+  EXPECT_EQ((std::vector<std::int64_t>{-1, 0, 12345, -1, 0, 0640, 0, EPERM, 1600000000}),
+            (std::vector<std::int64_t>{size("/missing"), size("/empty"), size("/some"), size("/fifo"), permit("/some"),
+                                       rightsOf(m_dir + "/some"), permit("/missing"),
+                                       FileHelper::applyNorvaneFilePermission("/proc/self/stat"), seconds}));
   EXPECT_THROW(FileHelper::getLastModifiedTime(ref(m_dir + "/missing"), seconds), filesystem_error);
   // The stream is tested, not the file.
   std::ifstream stream(m_dir + "/some"), empty(m_dir + "/empty");
@@ -59,7 +66,9 @@ TEST_F(FileHelperTest, SizeRightsTimesAndTheEmptyStream) {
 TEST_F(FileHelperTest, ConvertFsPathResolvesAgainstBaseOrCurrentDirectoryAndTheSearches) {
   fs::create_directories(m_dir + "/a/b");
   const std::string canonicalDir = fs::canonical(m_dir).string();
-  const auto converted = [](std::string path, const auto&... base) { return FileHelper::convertFsPath(path, base...), path; };
+  const auto converted = [](std::string path, const auto&... base) {
+    return FileHelper::convertFsPath(path, base...), path;
+  };
   EXPECT_EQ(" | Debug     : FileHelper:convertFSP - FILE Helper path = .. basepath " + m_dir + "/a/b\n",
             logOf([&] { EXPECT_EQ(canonicalDir + "/a", converted("..", m_dir + "/a/b")); }));
   fs::create_symlink(m_dir + "/a/b", m_dir + "/link");
@@ -127,7 +136,9 @@ TEST_F(FileHelperTest, WriteJsonFileGoesBelowTheHomeOrToTheDefaultLocation) {
                     atDefault = " | Error     : FileHelper:writeJSON - Invalid Norvane Home Path\n"
                                 " | Debug     : FileHelper:writeJSON - using defalut location ";
   fs::create_directories(home + "/conf/reports");
-  // The size, then the log lines.
+  writeFile(home + "/conf/reports/doc.json", "old");  // replaced whole, less write access for others
+  chmod((home + "/conf/reports/doc.json").c_str(), 0666);
+  // The size, then the log lines; a new document gets rights 0644.
   const struct { bool withHome; std::string defaultLocation, subFolder, written, expected; } cases[] = {
       {true, m_dir, "/conf/reports", home + "/conf/reports/doc.json",
        size + " | Debug     : FileHelper:writeJSON - using standared location " + home + "\n"},
@@ -137,12 +148,70 @@ TEST_F(FileHelperTest, WriteJsonFileGoesBelowTheHomeOrToTheDefaultLocation) {
   for (const auto& c : cases) {
     if (!c.withHome) m_installation.useStore();  // a store without a home
     int fileSize = -7;
-    const std::string log = logOf([&] { FileHelper::writeJSONFile(document, "/doc.json", c.defaultLocation, c.subFolder, fileSize); });
+    const std::string log =
+        logOf([&] { FileHelper::writeJSONFile(document, "/doc.json", c.defaultLocation, c.subFolder, fileSize); });
     environment.useStore();
     EXPECT_EQ(c.expected, std::to_string(fileSize) + '\n' + log);
     EXPECT_EQ(c.written.empty() ? "" : text.str(), readFile(c.written)) << c.written;
+    if (!c.written.empty()) EXPECT_EQ(0644u, rightsOf(c.written)) << c.written;
     EXPECT_EQ(c.written == m_dir + "/doc.json", fs::remove(m_dir + "/doc.json")) << c.written;
   }
+}
+
+// The POSIX realisation of the file system and of the regular-file helpers: each
+// failure with its reason, against real files.
+TEST_F(FileHelperTest, PosixFileSystemFailures) {
+  platform::FileSystem& files = platform::host().fileSystem();
+  const std::string fifo = m_dir + "/fifo", missing = m_dir + "/missing/x", file = m_dir + "/file";
+  ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
+  fs::create_directories(m_dir + "/list");
+  fs::create_symlink(m_dir + "/nowhere", m_dir + "/list/dangling");
+  writeFile(file, "old");
+  std::string reason, text;
+  const auto result = [&reason](bool ok) {
+    const std::string shown = (ok ? "ok" : "fails") + (reason.empty() ? "" : " " + reason);
+    return reason.clear(), shown;
+  };
+  std::vector<platform::DirectoryEntry> entries;
+  platform::OpenFileFacts facts;
+  const auto held = files.lockFile(file, true, reason, false);
+  const fs::path previous = fs::current_path();
+  fs::current_path(m_dir);
+  conversiontest::expectRows({
+      ROW("ok", result(files.writeWholeFile("relative", "x", 0600, reason))),  // in the working directory
+      ROW("fails not a regular file", result(files.writeWholeFile(m_dir, "x", 0644, reason))),
+      ROW("fails No such file or directory", result(files.writeWholeFile(missing, "x", 0644, reason))),
+      ROW("fails No such file or directory", result(files.replaceFile(missing, file, reason))),
+      ROW("fails No such file or directory", result(files.lockFile(missing, true, reason, false) != nullptr)),
+      ROW("fails not a regular file", result(files.lockFile(fifo, true, reason, false) != nullptr)),
+      ROW("fails Resource temporarily unavailable", result(files.lockFile(file, false, reason, false) != nullptr)),
+      ROW("ok", result(files.listDirectory(m_dir + "/list", entries))),
+      ROW("fails", result(files.listDirectory(m_dir + "/missing", entries))),
+      ROW("fails", result(files.renameFile(fifo, file))),  // never over an existing file
+      ROW("fails", result(files.describeOpenFile(nullptr, facts))),
+      ROW("fails", result(files.openLogFile(missing, false) != nullptr)),
+      ROW("fails", result(platform::readRegularFile("/proc/self/mem", text))),  // a read error
+      ROW("fails", result(platform::canCreateFile("/dev/null", 0600))),
+  });
+  fs::current_path(previous);
+  EXPECT_EQ("x", readFile(m_dir + "/relative"));
+  ASSERT_EQ(1u, entries.size());  // a dangling link is listed, without facts
+  EXPECT_EQ("dangling 0 0", entries[0].name + ' ' + std::to_string(entries[0].isDirectory) + ' ' +
+                                std::to_string(entries[0].lastWriteTime));
+  // A write cut short (here by the file size limit) leaves the old file and no temporary.
+  rlimit old{}, small{};
+  ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &old));
+  small = {4, old.rlim_max};
+  const auto previousHandler = signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &small));
+  const bool written = files.writeWholeFile(file, "longer than four bytes", 0644, reason);
+  setrlimit(RLIMIT_FSIZE, &old);
+  signal(SIGXFSZ, previousHandler);
+  EXPECT_EQ("fails File too large", result(written));
+  EXPECT_EQ("old", readFile(file));
+  std::set<std::string> names;
+  utils::FileSearch().getFileNames(m_dir, names);
+  EXPECT_EQ((std::set<std::string>{"fifo", "file", "relative"}), names);
 }
 
 }  // namespace

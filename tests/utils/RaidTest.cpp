@@ -82,7 +82,7 @@ TEST(RaidTest, LevelsSpansAndTheMathHelper) {
       ROW("67173375", MathHelper::pairedFreeSpaceId(65535, 65535)),
       ROW("7", MathHelper::unpairedFreeSpaceId(5127, a)), ROW("5", a),
       ROW("0", MathHelper::unpairedFreeSpaceId(1024ULL * 65537, a)), ROW("1", a),  // cut to 16 bits
-      ROW("4", MathHelper::max(4, -9)), ROW("-1", MathHelper::max(-1, -2)),
+      ROW("4", MathHelper::max(4, -9)), ROW("4", MathHelper::max(-9, 4)), ROW("-1", MathHelper::max(-1, -2)),
   });
 }
 

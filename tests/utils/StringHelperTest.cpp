@@ -42,6 +42,7 @@ TEST(StringHelperTest, EditsComparisonsSplitsFolderNamesNumbersAndAddresses) {
       ROW("yy", replaced("xyxy", "xy", "y")), ROW("unchanged", replaced("unchanged", "", "z")),
       ROW("a b c d ", printable(std::string("a\tb\nc") + '\0' + "d\x7f", " ")),
       ROW("plain text", printable("plain text", "?")),
+      ROW("ab", printable("a\tb\t\n", "")),  // an empty replacement shortens the text under the walk
       ROW("1", StringHelper::compare_ignore_case("BASIC", "basic")),
       ROW("0", StringHelper::compare_ignore_case("basic", "basics")),
       ROW("1", StringHelper::starts_with("# comment", "#")), ROW("0", StringHelper::starts_with("Abc", "a")),
@@ -52,7 +53,7 @@ TEST(StringHelperTest, EditsComparisonsSplitsFolderNamesNumbersAndAddresses) {
       ROW("2:|", split("=", "=")), ROW("1:no delimiter", split("no delimiter", ",")),
       ROW("myfolder1", StringHelper::SetFolderName("My Folder_1")),
       ROW("bcaf", StringHelper::SetFolderName("B\xc3\xa9" "ca-F")),  // é and - dropped
-      ROW("", StringHelper::SetFolderName("@#$ ")), ROW("az09", StringHelper::SetFolderName("AZ09")),
+      ROW("", StringHelper::SetFolderName("@#$ ")), ROW("az09", StringHelper::SetFolderName("AZ09~")),
       ROW("3", StringHelper::getValidCharCount(text, 5)), ROW("1", StringHelper::getValidCharCount(text, 2)),
       ROW("0", StringHelper::getValidCharCount(text, 0)), ROW("0", StringHelper::getValidCharCount(nullptr, 10)),
       ROW("0", utils::Conversion::to_string(0)), ROW("1710", utils::Conversion::to_string(1710)),

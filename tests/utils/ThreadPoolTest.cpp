@@ -101,6 +101,8 @@ TEST(ThreadPoolTest, ResidentWorkerWakesForQueuedJobsAndRunsThemFrontFirst) {
   // Whether the worker is already waiting or not, the notify or its own test of
   // the queue picks the jobs up; queued at once, so the counts are fixed.
   std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  ThreadPoolTestPeer::enqueue(pool, {});  // a wake-up with nothing queued goes round again
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
   ThreadPoolTestPeer::enqueue(pool, {recordingJob("first"), recordingJob("second"), new FunctionJob([&] {
                                        log.push_back("last");
                                        ThreadPoolTestPeer::markTerminating(pool);  // seen on the next pass

@@ -57,6 +57,10 @@ TEST(ThreadTest, EqualityAndTheCount) {
   first.join();
   EXPECT_EQ(activeCount(), before + 1);  // ended or not, counted until joined
   second.join();
+  Thread other("other", &waitAtGate, &gate);
+  other.join();
+  // Joined, every thread has the same empty identity: the names decide.
+  EXPECT_TRUE(first == second && !(first != second) && !(first == other) && first != other);
   const auto start = Clock::now();
   second.join();  // returns at once and lowers the count again
   EXPECT_LT(secondsSince(start), 0.9);

@@ -35,7 +35,7 @@ std::string& ref(std::string&& path) { return path; }
 
 class FileHelperTest : public ::testing::Test {
  protected:
-  void SetUp() override { fs::create_directories(m_dir); }
+  void SetUp() override { fs::create_directories(m_dir), mkfifo((m_dir + "/fifo").c_str(), 0600); }
   testsupport::TempInstallation m_installation;
   std::string m_dir = m_installation.root() + "/work";
 };
@@ -48,7 +48,6 @@ TEST_F(FileHelperTest, SizeRightsTimesAndTheEmptyStream) {
   FileHelper::getLastModifiedTime(ref(m_dir + "/some"), seconds);
   const auto size = [this](const char* name) { return FileHelper::getFileSize(ref(m_dir + name)); };
   const auto permit = [this](const char* name) { return FileHelper::applyNorvaneFilePermission(m_dir + name); };
-  ASSERT_EQ(0, mkfifo((m_dir + "/fifo").c_str(), 0600));
   // Sizes of a missing, an empty, a full file and a FIFO; rights set, also for a
   // missing file, and the error of a file that refuses them; time.
   EXPECT_EQ((std::vector<std::int64_t>{-1, 0, 12345, -1, 0, 0640, 0, EPERM, 1600000000}),
@@ -84,7 +83,7 @@ TEST_F(FileHelperTest, ConvertFsPathResolvesAgainstBaseOrCurrentDirectoryAndTheS
   for (const char* name : {"/a.txt", "/c.txt", "/a/inner.txt"}) writeFile(m_dir + name, "x");
   std::set<std::string> files = {"kept.txt", "a.txt"};  // added to, not cleared
   utils::FileSearch().getFileNames(m_dir, files);
-  EXPECT_EQ((std::set<std::string>{"a.txt", "c.txt", "kept.txt"}), files);
+  EXPECT_EQ((std::set<std::string>{"a.txt", "c.txt", "fifo", "kept.txt"}), files);
   std::set<std::string> dirs = {"kept"};
   utils::DirectorySearch().getDirNames(ref(m_dir + "/a"), dirs);
   EXPECT_EQ((std::set<std::string>{m_dir + "/a/b", "kept"}), dirs);
@@ -163,7 +162,6 @@ TEST_F(FileHelperTest, WriteJsonFileGoesBelowTheHomeOrToTheDefaultLocation) {
 TEST_F(FileHelperTest, PosixFileSystemFailures) {
   platform::FileSystem& files = platform::host().fileSystem();
   const std::string fifo = m_dir + "/fifo", missing = m_dir + "/missing/x", file = m_dir + "/file";
-  ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
   fs::create_directories(m_dir + "/list");
   fs::create_symlink(m_dir + "/nowhere", m_dir + "/list/dangling");
   writeFile(file, "old");

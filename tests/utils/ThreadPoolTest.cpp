@@ -57,8 +57,7 @@ TEST(ThreadPoolTest, EveryJobGetsItsOwnThreadEvenWhileOthersBlock) {
     EXPECT_EQ(Thread::get_active_thread_count(), before + 3);
     release.open();
     ASSERT_TRUE(exits.waitFor(3));  // the job threads read the pool once more after their count falls
-    EXPECT_EQ(destroyed.load(), 3);
-    EXPECT_EQ(counters(pool), "0 0 0");
+    EXPECT_EQ("0 0 0, destroyed 3", counters(pool) + ", destroyed " + std::to_string(destroyed));
   }
   EXPECT_EQ(Thread::get_active_thread_count(), before + 3);
 }
@@ -68,17 +67,16 @@ TEST(ThreadPoolTest, EveryJobGetsItsOwnThreadEvenWhileOthersBlock) {
 // its start by half a second, returning at its next poll once a second.
 TEST(ThreadPoolTest, JobIsCountedUntilDestroyedMayAddAJobAndIsWaitedFor) {
   Gate exits;
-  std::string seen;  // written by the first job's thread, read after its exit
-  std::atomic<bool> innerRan{false}, jobEnded{false};
+  std::string seen, inner = "inner not run";  // written by the jobs' threads, read after their exit
+  std::atomic<bool> jobEnded{false};
   auto* pool = new ThreadPool(1);
   pool->addJob(countedJob(exits, [&] {
     seen = "run " + counters(*pool);
-    pool->addJob(countedJob(exits, [&] { innerRan = true; }));
+    pool->addJob(countedJob(exits, [&] { inner = "inner ran"; }));
   }, [&] { seen += ", destructor " + std::to_string(pool->getRunningJobCount()); }));
   ASSERT_TRUE(exits.waitFor(2));
-  EXPECT_TRUE(innerRan.load());
-  EXPECT_EQ(seen, "run 1 0 0, destructor 1");
-  EXPECT_EQ(pool->getRunningJobCount(), 0);
+  EXPECT_EQ("run 1 0 0, destructor 1, inner ran, 0 running",
+            seen + ", " + inner + ", " + std::to_string(pool->getRunningJobCount()) + " running");
   pool->addJob(new FunctionJob([&] {
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     jobEnded = true;
@@ -108,9 +106,8 @@ TEST(ThreadPoolTest, ResidentWorkerWakesForQueuedJobsAndRunsThemFrontFirst) {
                                        ThreadPoolTestPeer::markTerminating(pool);  // seen on the next pass
                                      })});
   worker.join();  // returns only because the last job ended the routine
-  EXPECT_EQ(log, (std::vector<std::string>{"first 1 2 0", "second 1 1 0", "last"}));
-  EXPECT_EQ(destroyed.load(), 2);
-  EXPECT_EQ(counters(pool), "0 0 0");
+  log.push_back("destroyed " + std::to_string(destroyed) + ", " + counters(pool));
+  EXPECT_EQ(log, (std::vector<std::string>{"first 1 2 0", "second 1 1 0", "last", "destroyed 2, 0 0 0"}));
 }
 
 // A job that throws: the pool deletes it and uncounts it, then the exception

@@ -143,6 +143,8 @@ TEST_F(FileHelperTest, WriteJsonFileGoesBelowTheHomeOrToTheDefaultLocation) {
        size + " | Debug     : FileHelper:writeJSON - using standared location " + home + "\n"},
       {false, m_dir, "/conf/reports", m_dir + "/doc.json", size + atDefault + m_dir + "\n"},  // no sub-folder
       {false, m_dir + "/missing", "", "", "-1\n" + atDefault + m_dir + "/missing\n"},  // nothing thrown
+      {true, m_dir, "/" + std::string(300, 'x'), "",  // a name too long to examine
+       "-1\n | Debug     : FileHelper:writeJSON - using standared location " + home + "\n"},
   };
   for (const auto& c : cases) {
     if (!c.withHome) m_installation.useStore();  // a store without a home
@@ -186,13 +188,16 @@ TEST_F(FileHelperTest, PosixFileSystemFailures) {
       ROW("ok", result(files.listDirectory(m_dir + "/list", entries))),
       ROW("fails", result(files.listDirectory(m_dir + "/missing", entries))),
       ROW("fails", result(files.renameFile(fifo, file))),  // never over an existing file
+      ROW("ok", result(files.renameFile(m_dir + "/relative", m_dir + "/renamed"))),
+      ROW("ok", result(files.lockFile(m_dir + "/renamed", false, reason, true) != nullptr)),
       ROW("fails", result(files.describeOpenFile(nullptr, facts))),
       ROW("fails", result(files.openLogFile(missing, false) != nullptr)),
       ROW("fails", result(platform::readRegularFile("/proc/self/mem", text))),  // a read error
       ROW("fails", result(platform::canCreateFile("/dev/null", 0600))),
+      ROW("fails", result(platform::canCreateFile(missing, 0600))), ROW("ok", result(platform::canCreateFile(file, 0600))),
   });
   fs::current_path(previous);
-  EXPECT_EQ("x", readFile(m_dir + "/relative"));
+  EXPECT_EQ("x", readFile(m_dir + "/renamed"));
   ASSERT_EQ(1u, entries.size());  // a dangling link is listed, without facts
   EXPECT_EQ("dangling 0 0", entries[0].name + ' ' + std::to_string(entries[0].isDirectory) + ' ' +
                                 std::to_string(entries[0].lastWriteTime));
@@ -209,7 +214,7 @@ TEST_F(FileHelperTest, PosixFileSystemFailures) {
   EXPECT_EQ("old", readFile(file));
   std::set<std::string> names;
   utils::FileSearch().getFileNames(m_dir, names);
-  EXPECT_EQ((std::set<std::string>{"fifo", "file", "relative"}), names);
+  EXPECT_EQ((std::set<std::string>{"fifo", "file", "renamed"}), names);
 }
 
 }  // namespace

@@ -194,7 +194,8 @@ TEST_F(FileHelperTest, PosixFileSystemFailures) {
       ROW("fails", result(files.openLogFile(missing, false) != nullptr)),
       ROW("fails", result(platform::readRegularFile("/proc/self/mem", text))),  // a read error
       ROW("fails", result(platform::canCreateFile("/dev/null", 0600))),
-      ROW("fails", result(platform::canCreateFile(missing, 0600))), ROW("ok", result(platform::canCreateFile(file, 0600))),
+      ROW("fails", result(platform::canCreateFile(missing, 0600))),
+      ROW("ok", result(platform::canCreateFile(file, 0600))),
   });
   fs::current_path(previous);
   EXPECT_EQ("x", readFile(m_dir + "/renamed"));

@@ -23,7 +23,8 @@ std::string lookUp(const std::function<std::string()>& call) {
 }
 
 TEST(KeyValueParserTest, LineRules) {
-  const std::string absent = "throws File : ..\\..\\..\\..\\utils\\KeyValueParser Line : 106 Exception : Unknown exception";
+  const std::string absent =
+      "throws File : ..\\..\\..\\..\\utils\\KeyValueParser Line : 106 Exception : Unknown exception";
   const struct { std::string text, separator; std::vector<std::pair<std::string, std::string>> lookups; } rows[] = {
       {"  session_timeout   =   240  \n\tlog_level\t=\t32\t\n", "=", {{"session_timeout", "240"}, {"log_level", "32"}}},
       // Comments only at the start of the trimmed line.
@@ -75,11 +76,13 @@ TEST(KeyValueParserTest, SetChangesTheMemoryCopyOnlyAndSpecialFilesAreRefusedWit
   // A directory or a FIFO instead of a file is not waited on or read: an empty map.
   ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
   const std::string warning = " | Warning   : KVP:readCfg - Cann't open config file ";
-  EXPECT_EQ(warning + scratch.home() + "; using the server default\n | Warning   : KVP:getRes - Cann't find value for key: "
-                "no.such.text\n" + warning + fifo + "; using the server default\n",
+  EXPECT_EQ(warning + scratch.home() + "; using the server default\n" +
+                " | Warning   : KVP:getRes - Cann't find value for key: no.such.text\n" + warning + fifo +
+                "; using the server default\n",
             conversiontest::logOf([&] {
               EXPECT_EQ("no.such.text", KeyValueParser(scratch.home(), "=").get_resource_key_value("no.such.text"));
-              EXPECT_EQ(0, lookUp([&] { return KeyValueParser(fifo, "=").get_config_key_value("a"); }).rfind("throws", 0));
+              EXPECT_EQ(0u, lookUp([&] { return KeyValueParser(fifo, "=").get_config_key_value("a"); })
+                                .rfind("throws", 0));
             }));
 }
 

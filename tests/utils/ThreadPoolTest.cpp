@@ -133,7 +133,8 @@ NORVANE_CHILD(throwing_job) {
 TEST(ThreadPoolTest, ThrowingJobIsDeletedAndUncountedThenEndsTheProcess) {
   const testsupport::ChildResult result = testsupport::runChild("throwing_job");
   EXPECT_EQ(42, result.exitCode) << result.output;
-  EXPECT_NE(std::string::npos, result.output.find("terminated what=job failed destroyed=1 running=0\n")) << result.output;
+  EXPECT_NE(std::string::npos, result.output.find("terminated what=job failed destroyed=1 running=0\n"))
+      << result.output;
 }
 
 }  // namespace

@@ -118,7 +118,6 @@ void DateTime::fromIsoString(std::string text, std::tm& out) {
 
 std::string DateTime::getRFC3339Time(std::int64_t rtc) {
   const std::tm* parts = Conversion::rtcToTimePtr(static_cast<std::uint32_t>(rtc));
-  if (parts == nullptr) return std::string();
   auto number = [](int value) {
     return Conversion::to_string(static_cast<unsigned long long>(value));
   };

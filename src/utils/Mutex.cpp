@@ -13,9 +13,8 @@ Mutex& Mutex::operator=(const Mutex& other) {
   return *this;
 }
 
-Mutex::~Mutex() {
-  if (m_mutex != nullptr) delete m_mutex;
-}
+// Only the original destroys the native object; copies share it.
+Mutex::~Mutex() { delete m_mutex; }
 
 Mutex::Native* Mutex::getMutex() const { return m_mutex; }
 

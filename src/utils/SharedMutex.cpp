@@ -13,9 +13,7 @@ SharedMutex& SharedMutex::operator=(const SharedMutex& other) {
   return *this;
 }
 
-SharedMutex::~SharedMutex() {
-  if (m_shared_mutex != nullptr) delete m_shared_mutex;
-}
+SharedMutex::~SharedMutex() { delete m_shared_mutex; }
 
 SharedMutex::Native* SharedMutex::getSharedMutex() const { return m_shared_mutex; }
 

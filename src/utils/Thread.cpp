@@ -58,7 +58,6 @@ Thread& Thread::operator=(const Thread& other) {
 }
 
 Thread::~Thread() {
-  if (m_thread == nullptr) return;
   if (m_thread->joinable()) m_thread->detach();
   delete m_thread;
 }
@@ -82,10 +81,10 @@ void Thread::sleep(int seconds) {
 }
 
 void Thread::sleep(std::uint64_t /*ignored*/) {
+  // Reading the system clock cannot fail: TIME_UTC_ is the one base it knows.
   boost::xtime now;
-  if (boost::xtime_get(&now, boost::TIME_UTC_) == boost::TIME_UTC_) {
-    boost::this_thread::sleep(boost::system_time(now));
-  }
+  (void)boost::xtime_get(&now, boost::TIME_UTC_);
+  boost::this_thread::sleep(boost::system_time(now));
 }
 
 unsigned int Thread::get_active_thread_count() {

@@ -128,23 +128,21 @@ void runCountedJob(ThreadPoolJob* job, Mutex* mutex, int& runningJobs) {
 }  // namespace
 
 void ThreadPool::detatchedThreadRoutine(void* record) {
+  // Only addJob makes records, always with its pool and a job.
   DetachedJobRecord* handOver = static_cast<DetachedJobRecord*>(record);
   ThreadPool* pool = handOver->pool;
   ThreadPoolJob* job = handOver->job;
-  if (pool == nullptr) return;
   delete handOver;
 
   const std::string self = Thread::get_id();
   log_debug("ThreadP:detatch - now detatched thread %1% is active.") % self;
-  if (job != nullptr) {
-    {
-      Lock lock(pool->m_mutex, false);
-      ++pool->m_running_jobs;
-    }
-    runCountedJob(job, pool->m_mutex, pool->m_running_jobs);
-    log_debug("ThreadP:detatch - job done by detatched thread %1%. [pending count=%2%]") % self %
-        pool->getPendingJobCount();
+  {
+    Lock lock(pool->m_mutex, false);
+    ++pool->m_running_jobs;
   }
+  runCountedJob(job, pool->m_mutex, pool->m_running_jobs);
+  log_debug("ThreadP:detatch - job done by detatched thread %1%. [pending count=%2%]") % self %
+      pool->getPendingJobCount();
   log_debug("ThreadP:detatch - end of detatchedThreadRoutine for thread %1%") % self;
 }
 

@@ -27,7 +27,6 @@ const std::string REPORT_MARKER = "/report/";
 // field by field, so a day that overflows carries into the month as it always has.
 uLong packDosDate(std::uint32_t modified) {
   const std::tm* shifted = Conversion::rtcToTimePtr(modified);
-  if (shifted == nullptr) return 0;  // no calendar reading: minizip's zero date
   unsigned int year = static_cast<unsigned int>(shifted->tm_year);
   if (year >= 110u) year -= 110u;
   uLong date = static_cast<uLong>(shifted->tm_mday + 1) + static_cast<uLong>(shifted->tm_mon + 1) * 32 +

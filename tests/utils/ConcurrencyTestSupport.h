@@ -16,7 +16,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <new>
 #include <string>
@@ -29,49 +28,32 @@ using Clock = std::chrono::steady_clock;
 using Limit = std::chrono::milliseconds;
 inline constexpr Limit kPatience = std::chrono::seconds(10);
 
+// Polls until the condition holds or the limit passes; returns the last result.
+inline bool eventually(const std::function<bool()>& condition, Limit limit = kPatience) {
+  for (const auto deadline = Clock::now() + limit; !condition(); std::this_thread::sleep_for(Limit(1))) {
+    if (Clock::now() > deadline) return false;
+  }
+  return true;
+}
+
 // A counter that threads wait on; open() and wait() use it as a one-way door. Waits
 // give up after a bound so that a fault fails the test instead of hanging it.
-class Gate {
- public:
-  void open() {
-    std::lock_guard<std::mutex> guard(m_mutex);
-    ++m_count;
-    m_changed.notify_all();
-  }
+struct Gate {
+  void open() { ++count; }
   bool wait(Limit limit = kPatience) { return waitFor(1, limit); }
-  bool waitFor(int count, Limit limit = kPatience) {
-    std::unique_lock<std::mutex> guard(m_mutex);
-    return m_changed.wait_for(guard, limit, [&] { return m_count >= count; });
+  bool waitFor(int atLeast, Limit limit = kPatience) {
+    return eventually([&] { return count >= atLeast; }, limit);
   }
   // Counts the calling thread once it has fully ended: its thread-local objects are
   // destroyed after its entry function returned. Lets a test wait for detached
   // threads before tearing down what they read.
-  void noteExitOfThisThread() {
-    thread_local ExitNotifier notifier;
-    notifier.owner = this;
-  }
-
- private:
+  void noteExitOfThisThread() { thread_local ExitNotifier notifier{this}; }
   struct ExitNotifier {
-    Gate* owner = nullptr;
-    ~ExitNotifier() {
-      if (owner != nullptr) owner->open();
-    }
+    Gate* owner;
+    ~ExitNotifier() { owner->open(); }
   };
-  std::mutex m_mutex;
-  std::condition_variable m_changed;
-  int m_count = 0;
+  std::atomic<int> count{0};
 };
-
-// Polls until the condition holds or the limit passes; returns the last result.
-inline bool eventually(const std::function<bool()>& condition, Limit limit = kPatience) {
-  const auto deadline = Clock::now() + limit;
-  while (!condition()) {
-    if (Clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
-}
 
 // The answer of a second thread, with the first one's holds still in place.
 template <typename Result>
@@ -103,11 +85,9 @@ struct FunctionJob : utils::ThreadPoolJob {
   std::function<void()> m_body, m_onDestroy;
 };
 
-inline void doNothing() {}
-
 // A job whose thread counts itself in `exits` once it has fully ended (see Gate).
 inline FunctionJob* countedJob(Gate& exits, std::function<void()> body, std::function<void()> onDestroy = [] {}) {
-  return new FunctionJob([&exits, body] { exits.noteExitOfThisThread(); body(); }, std::move(onDestroy));
+  return new FunctionJob([&exits, body] { exits.noteExitOfThisThread(), body(); }, std::move(onDestroy));
 }
 
 }  // namespace concurrencytest

@@ -1,4 +1,4 @@
-// One throwaway installation for the whole conversion test process: the settings
+// One throwaway installation for the whole test process: the settings
 // singleton and the logger are process-wide and start on the first library call.
 #include "utils/ConversionTestSupport.h"
 

@@ -1,18 +1,18 @@
-// Shared by the conversion tests: a throwaway installation of the test process (so
-// that the settings are the defaults and the log lands in a temporary home), local
-// time pinned to a zone, table rows that name the call they check, and lines expected
-// in a log. Header-only: the string, file, zip, configuration and settings tests use it too.
+// Shared by the utility tests: a throwaway installation of the test process (so that
+// the settings are the defaults and the log lands in a temporary home), local time
+// pinned to a zone, table rows that name the call they check, and lines expected in
+// a log. Header-only: the settings tests use it too.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <functional>
 #include <ctime>
 #include <initializer_list>
 #include <iomanip>
 #include <memory>
 #include <optional>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -23,56 +23,56 @@
 
 namespace conversiontest {
 
+// The installation of the whole test process, its log at the debug level so that
+// the library's warnings and debug lines can be read back in-process, unbuffered.
 class InstallationEnvironment : public testing::Environment {
  public:
   void SetUp() override {
-    m_installation = std::make_unique<testsupport::HomedInstallation>();
-    m_installation->useStore();
+    s_installation = std::make_unique<testsupport::HomedInstallation>("log_level = 32\nlog_cache_mode = 0\n");
+    s_installation->useStore();
   }
-  void TearDown() override { m_installation.reset(); }
+  void TearDown() override { s_installation.reset(); }
+  static const testsupport::HomedInstallation& installation() { return *s_installation; }
 
  private:
-  std::unique_ptr<testsupport::HomedInstallation> m_installation;
+  static inline std::unique_ptr<testsupport::HomedInstallation> s_installation;
 };
 
-// Puts TZ in force for the life of the object and restores the previous zone.
-class ScopedZone {
- public:
-  explicit ScopedZone(const char* zone) {
-    if (const char* previous = std::getenv("TZ")) m_previous = previous;
-    setenv("TZ", zone, 1);
-    tzset();
-  }
-  ~ScopedZone() {
-    m_previous ? setenv("TZ", m_previous->c_str(), 1) : unsetenv("TZ");
-    tzset();
-  }
-  ScopedZone(const ScopedZone&) = delete;
-  ScopedZone& operator=(const ScopedZone&) = delete;
+// The lines that `body` adds to the process's log, without stamps and thread ids,
+// each ended by a line end.
+inline std::string logOf(const std::function<void()>& body) {
+  const std::string path = InstallationEnvironment::installation().home() + "/logs/norvane.txt";
+  const std::size_t before = testsupport::readFile(path).size();
+  body();
+  std::string added;
+  for (const std::string& line : testsupport::logTextLines(testsupport::readFile(path).substr(before)))
+    added += testsupport::parseLogLine(line).afterId + '\n';
+  return added;
+}
 
- private:
-  std::optional<std::string> m_previous;
+// Puts TZ in force for the life of the object and restores the previous zone.
+struct ScopedZone {
+  explicit ScopedZone(const char* zone) { setenv("TZ", zone, 1), tzset(); }
+  ~ScopedZone() { (previous ? setenv("TZ", previous->c_str(), 1) : unsetenv("TZ")), tzset(); }
+  ScopedZone(const ScopedZone&) = delete;
+  const std::optional<std::string> previous =
+      std::getenv("TZ") ? std::optional<std::string>(std::getenv("TZ")) : std::nullopt;
 };
 
 // A result as text: numbers to 15 significant digits, so "-0" and wraps show.
 template <typename Value>
 std::string text(const Value& value) {
   std::ostringstream out;
-  if constexpr (std::is_arithmetic_v<Value>) {
-    out << std::setprecision(15) << +value;
-  } else {
-    out << value;
-  }
+  if constexpr (std::is_arithmetic_v<Value>) out << std::setprecision(15) << +value;
+  else out << value;
   return out.str();
 }
 
+// Rows are evaluated in order; a failing row names its call.
 struct Row {
   const char* call;
-  std::string got;
-  std::string want;
+  std::string got, want;
 };
-
-// Rows are evaluated in order; a failing row names its call.
 inline void expectRows(std::initializer_list<Row> rows) {
   for (const Row& row : rows) EXPECT_EQ(row.want, row.got) << row.call;
 }
@@ -80,17 +80,6 @@ inline void expectRows(std::initializer_list<Row> rows) {
 // Expects each of `lines` somewhere in `text`, naming the missing one.
 inline void expectAll(const std::string& text, const std::vector<std::string>& lines) {
   for (const std::string& line : lines) EXPECT_NE(std::string::npos, text.find(line)) << line << "\n" << text;
-}
-
-// The lines of the log at `path` that `wanted` finds, with the stamp and thread id removed.
-inline std::vector<std::string> logEntries(const std::string& path, const std::regex& wanted) {
-  std::vector<std::string> entries;
-  for (const std::string& line : testsupport::logTextLines(testsupport::readFile(path))) {
-    const testsupport::LogLine parsed = testsupport::parseLogLine(line);
-    const std::string entry = parsed.stamped ? parsed.afterId : line;
-    if (std::regex_search(entry, wanted)) entries.push_back(entry);
-  }
-  return entries;
 }
 
 }  // namespace conversiontest

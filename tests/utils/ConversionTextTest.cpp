@@ -8,18 +8,25 @@
 namespace {
 
 using C = utils::Conversion;
-using conversiontest::expectRows;
 
 template <std::size_t N>
 std::string bytesOf(const unsigned char (&bytes)[N]) {
   return std::string(reinterpret_cast<const char*>(bytes), N);
 }
+std::string ansi(const char* date, const char* time, const char* month) {
+  return C::convertANSIDateToNorvaneDate(date, time, month);
+}
 
-TEST(ConversionTextTest, NumbersHexadecimalAndTrimmedByteTexts) {
+TEST(ConversionTextTest, NumbersHexadecimalByteTextsUriAnsiDatesAndBase64) {
   const unsigned char hex[] = {0xAB, 0x01, 0x00, 0xFF};
   char text[] = " ab c \0tail";
   unsigned char bytes[] = " a b\tc\n \0d";
-  expectRows({
+  std::string out = "old";
+  const unsigned char man[3] = {0x4d, 0x61, 0x6e}, sextets[4] = {19, 22, 5, 46};  // "TWFu"
+  unsigned char block[4], decoded[3];
+  const auto encoded = [](const std::string& text) { return C::encodeStringtoBase64(text); };
+  const auto decodedText = [](const char* text) { return C::decodeStringtoBase64(text); };
+  conversiontest::expectRows({
       ROW("0", C::to_bool("0")), ROW("1", C::to_bool("2")), ROW("1", C::to_bool("-1")), ROW("0", C::to_bool("yes")),
       ROW("0", C::to_bool("")), ROW("0", C::is_numeric("")), ROW("0", C::is_numeric("12a")),
       ROW("0", C::is_numeric("-1")), ROW("0", C::is_numeric(" 1")), ROW("0", C::is_numeric(nullptr)),
@@ -36,48 +43,28 @@ TEST(ConversionTextTest, NumbersHexadecimalAndTrimmedByteTexts) {
       ROW("ab c", C::S8ArrayToString(text, sizeof text)), ROW("ab", C::S8ArrayToString(text, 3)),
       ROW("", C::S8ArrayToString(text, 0)), ROW("", C::S8ArrayToString(nullptr, 5)),
       ROW("abc", C::U8ArrayToString(bytes, sizeof bytes)), ROW("ab", C::U8ArrayToString(bytes, 4)),
-  });
-}
-
-TEST(ConversionTextTest, ReplaceUriAnsiDatesAndCipher) {
-  std::string out = "old";
-  expectRows({
       // The first occurrence only, unlike StringHelper.
       ROW("aYbX", C::replaceString("aXbX", "X", "Y")), ROW("abc", C::replaceString("abc", "X", "Y")),
       ROW("aZZc", C::replaceString("abc", "b", "ZZ")),
       // The default prefix "/kestrane/storage/ctl/api/1.0" has 29 characters, cut whatever the text.
       ROW("/drives", C::trimPrefixURI("/kestrane/storage/ctl/api/1.0/drives")),
       ROW("/drives", C::trimPrefixURI("/xxxxxxxxxxxxxxxxxxxxxxxxxxxx/drives")), ROW("", C::trimPrefixURI("/short")),
-      ROW("2019-03-05T10:20:30", C::convertANSIDateToNorvaneDate("Mar  5 2019", "10:20:30", "03")),
-      ROW("2019-11-14T01:02:03", C::convertANSIDateToNorvaneDate("\"Nov 14 2019\"", "\"01:02:03\"", "11")),
+      ROW("2019-03-05T10:20:30", ansi("Mar  5 2019", "10:20:30", "03")),
+      ROW("2019-11-14T01:02:03", ansi("\"Nov 14 2019\"", "\"01:02:03\"", "11")),
       // The month is the caller's, unchecked; the day field is four characters wide.
-      ROW("2019-xx-05T", C::convertANSIDateToNorvaneDate("Mar  5 2019", "", "xx")),
-      ROW("-03-12TT", C::convertANSIDateToNorvaneDate("Mar 12", "T", "03")),
-      ROW("-03-T", C::convertANSIDateToNorvaneDate("Mar", "", "03")),
-      ROW("-03-T", C::convertANSIDateToNorvaneDate("", "", "03")), ROW("secret", (C::encrypt("secret", out), out)),
-      ROW("", (C::decrypt("", out), out)),
-  });
-}
-
-TEST(ConversionTextTest, Base64StopsAtANulAndAtPaddingOrAForeignByte) {
-  const unsigned char man[3] = {0x4d, 0x61, 0x6e};
-  const unsigned char sextets[4] = {19, 22, 5, 46};  // "TWFu"
-  unsigned char block[4];
-  unsigned char decoded[3];
-  expectRows({
-      ROW("TWFu", C::encodeStringtoBase64("Man")), ROW("TWE=", C::encodeStringtoBase64("Ma")),
-      ROW("TQ==", C::encodeStringtoBase64("M")), ROW("", C::encodeStringtoBase64("")),
-      ROW("aGVsbG8gd29ybGQ=", C::encodeStringtoBase64("hello world")),
-      ROW("//79", C::encodeStringtoBase64("\xff\xfe\xfd")),
+      ROW("2019-xx-05T", ansi("Mar  5 2019", "", "xx")), ROW("-03-12TT", ansi("Mar 12", "T", "03")),
+      ROW("-03-T", ansi("Mar", "", "03")), ROW("-03-T", ansi("", "", "03")),
+      ROW("secret", (C::encrypt("secret", out), out)), ROW("", (C::decrypt("", out), out)),
+      // Base64 stops at a NUL, and at padding or a foreign byte.
+      ROW("TWFu", encoded("Man")), ROW("TWE=", encoded("Ma")), ROW("TQ==", encoded("M")), ROW("", encoded("")),
+      ROW("aGVsbG8gd29ybGQ=", encoded("hello world")), ROW("//79", encoded("\xff\xfe\xfd")),
       // The walk stands still on a NUL; what came before it is the result.
-      ROW("YQ==", C::encodeStringtoBase64(std::string("a\0bcd", 5))),
-      ROW("TWFu", C::encodeStringtoBase64(std::string("Man\0Man", 7))),
-      ROW("", C::encodeStringtoBase64(std::string("\0abc", 4))), ROW("Man", C::decodeStringtoBase64("TWFu")),
-      ROW("Ma", C::decodeStringtoBase64("TWE=")), ROW("Ma", C::decodeStringtoBase64("TWE")),
-      ROW("", C::decodeStringtoBase64("T")), ROW("M", C::decodeStringtoBase64("TW!u")),
-      ROW("M", C::decodeStringtoBase64("TQ==TWFu")), ROW("hello world", C::decodeStringtoBase64("aGVsbG8gd29ybGQ=")),
-      ROW("\xff\xfe\xfd", C::decodeStringtoBase64("//79")), ROW("", C::decodeStringtoBase64(" TWFu")),
-      ROW("", C::decodeStringtoBase64("")),
+      ROW("YQ==", encoded(std::string("a\0bcd", 5))), ROW("TWFu", encoded(std::string("Man\0Man", 7))),
+      ROW("", encoded(std::string("\0abc", 4))), ROW("Man", decodedText("TWFu")), ROW("Ma", decodedText("TWE=")),
+      ROW("Ma", decodedText("TWE")), ROW("", decodedText("T")), ROW("M", decodedText("TW!u")),
+      ROW("M", decodedText("TQ==TWFu")), ROW("hello world", decodedText("aGVsbG8gd29ybGQ=")),
+      ROW("\xff\xfe\xfd", decodedText("//79")), ROW("\xfb\xff\xbf", decodedText("+/+/")),
+      ROW("", decodedText(" TWFu")), ROW("", decodedText("")),
       // The count decides the padding only: the second character still takes in[1].
       ROW("TW==", (C::encodeblock(man, block, 1), bytesOf(block))),
       ROW("TWF=", (C::encodeblock(man, block, 2), bytesOf(block))),

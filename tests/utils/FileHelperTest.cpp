@@ -1,7 +1,8 @@
 // File helpers, the two directory searches and writeJSONFile, with real files.
 
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <boost/filesystem.hpp>
 
@@ -14,61 +15,90 @@
 #include <utils/FileHelper.h>
 #include <utils/FileSearch.h>
 
-#include "platform/MachineStore.h"
-#include "support/ChildProcess.h"
+#include "platform/Host.h"
+#include "platform/RegularFile.h"
 #include "utils/ConversionTestSupport.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using boost::filesystem::filesystem_error;
-using conversiontest::logEntries;
+using conversiontest::logOf;
 using testsupport::readFile;
-using testsupport::TempInstallation;
 using testsupport::writeFile;
 using utils::FileHelper;
-using Lines = std::vector<std::string>;
 
-unsigned int rightsOf(const std::string& path) {
-  struct stat info {};
-  return stat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 07777777;
-}
+unsigned rightsOf(const std::string& path) { return static_cast<unsigned>(fs::status(path).permissions()); }
 
 // The helpers take paths by non-const reference: this lends a temporary one.
 std::string& ref(std::string&& path) { return path; }
 
 class FileHelperTest : public ::testing::Test {
  protected:
-  void SetUp() override { fs::create_directories(m_dir); }
-  TempInstallation m_installation;
+  void SetUp() override { fs::create_directories(m_dir), mkfifo((m_dir + "/fifo").c_str(), 0600); }
+  testsupport::TempInstallation m_installation;
   std::string m_dir = m_installation.root() + "/work";
 };
 
 TEST_F(FileHelperTest, SizeRightsTimesAndTheEmptyStream) {
-  writeFile(m_dir + "/empty", "");
-  writeFile(m_dir + "/some", std::string(12345, 'q'));
+  for (const int size : {0, 12345}) writeFile(m_dir + (size ? "/some" : "/empty"), std::string(size, 'q'));
   chmod((m_dir + "/some").c_str(), 0777);
   boost::filesystem::last_write_time(m_dir + "/some", 1600000000);
   std::int64_t seconds = 0;
   FileHelper::getLastModifiedTime(ref(m_dir + "/some"), seconds);
   const auto size = [this](const char* name) { return FileHelper::getFileSize(ref(m_dir + name)); };
   const auto permit = [this](const char* name) { return FileHelper::applyNorvaneFilePermission(m_dir + name); };
-  // Sizes of a missing, an empty and a full file; rights set, also for a missing file; time.
-  EXPECT_EQ((std::vector<std::int64_t>{-1, 0, 12345, 0, 0640, 0, 1600000000}),
-            (std::vector<std::int64_t>{size("/missing"), size("/empty"), size("/some"), permit("/some"),
-                                       rightsOf(m_dir + "/some"), permit("/missing"), seconds}));
+  // Sizes of a missing, an empty, a full file and a FIFO; rights set, also for a
+  // missing file, and the error of a file that refuses them; time.
+  EXPECT_EQ((std::vector<std::int64_t>{-1, 0, 12345, -1, 0, 0640, 0, EPERM, 1600000000}),
+            (std::vector<std::int64_t>{size("/missing"), size("/empty"), size("/some"), size("/fifo"), permit("/some"),
+                                       rightsOf(m_dir + "/some"), permit("/missing"),
+                                       FileHelper::applyNorvaneFilePermission("/proc/self/stat"), seconds}));
   EXPECT_THROW(FileHelper::getLastModifiedTime(ref(m_dir + "/missing"), seconds), filesystem_error);
-
   // The stream is tested, not the file.
   std::ifstream stream(m_dir + "/some"), empty(m_dir + "/empty");
   EXPECT_FALSE(FileHelper::isFileEmpty(stream));
-  std::string all;
-  stream >> all;
-  EXPECT_TRUE(FileHelper::isFileEmpty(stream));
-  EXPECT_TRUE(FileHelper::isFileEmpty(empty));
+  stream.seekg(0, std::ios::end);
+  EXPECT_TRUE(FileHelper::isFileEmpty(stream) && FileHelper::isFileEmpty(empty));
 }
 
-TEST_F(FileHelperTest, CreateDirectoryMakesEveryLevelWithRights0755OnlyOnce) {
+TEST_F(FileHelperTest, ConvertFsPathResolvesAgainstBaseOrCurrentDirectoryAndTheSearches) {
+  fs::create_directories(m_dir + "/a/b");
+  const std::string canonicalDir = fs::canonical(m_dir).string();
+  const auto converted = [](std::string path, const auto&... base) {
+    return FileHelper::convertFsPath(path, base...), path;
+  };
+  EXPECT_EQ(" | Debug     : FileHelper:convertFSP - FILE Helper path = .. basepath " + m_dir + "/a/b\n",
+            logOf([&] { EXPECT_EQ(canonicalDir + "/a", converted("..", m_dir + "/a/b")); }));
+  fs::create_symlink(m_dir + "/a/b", m_dir + "/link");
+  EXPECT_EQ(canonicalDir + "/a/b", converted(m_dir + "/./link/../b"));  // the link is resolved before ".."
+  const fs::path previous = fs::current_path();
+  fs::current_path(m_dir + "/a");
+  EXPECT_EQ(canonicalDir + "/a/b", converted("b/."));
+  fs::current_path(previous);
+  std::string missing = "no-such-entry";
+  EXPECT_THROW(FileHelper::convertFsPath(missing, m_dir), filesystem_error);
+  EXPECT_EQ("no-such-entry", missing);
+  // FileSearch gives bare names, DirectorySearch whole paths, one level deep.
+  for (const char* name : {"/a.txt", "/c.txt", "/a/inner.txt"}) writeFile(m_dir + name, "x");
+  std::set<std::string> files = {"kept.txt", "a.txt"};  // added to, not cleared
+  utils::FileSearch().getFileNames(m_dir, files);
+  EXPECT_EQ((std::set<std::string>{"a.txt", "c.txt", "fifo", "kept.txt"}), files);
+  std::set<std::string> dirs = {"kept"};
+  utils::DirectorySearch().getDirNames(ref(m_dir + "/a"), dirs);
+  EXPECT_EQ((std::set<std::string>{m_dir + "/a/b", "kept"}), dirs);
+  // A missing directory leaves the set as it was, with a warning.
+  missing = m_dir + "/missing";
+  EXPECT_EQ(" | Warning   : FileSearch:getFilesByName - No files to load at directory " + missing +
+                "\n | Warning   : DirSeacrch:getDirName - No Directories to load at directory " + missing + "\n",
+            logOf([&] {
+              utils::FileSearch().getFileNames(missing, dirs);
+              utils::DirectorySearch().getDirNames(missing, dirs);
+            }));
+  EXPECT_EQ((std::set<std::string>{m_dir + "/a/b", "kept"}), dirs);
+}
+
+TEST_F(FileHelperTest, CreateCopyRemoveAndClearADirectory) {
   const std::string nested = m_dir + "/a/b/c";
   const mode_t old = umask(077);  // the rights must come from the helper, not the mask
   EXPECT_TRUE(FileHelper::createDirectory(nested));
@@ -77,42 +107,16 @@ TEST_F(FileHelperTest, CreateDirectoryMakesEveryLevelWithRights0755OnlyOnce) {
   chmod(nested.c_str(), 0700);
   EXPECT_FALSE(FileHelper::createDirectory(nested));
   EXPECT_EQ(0700u, rightsOf(nested)) << "an existing directory keeps its rights";
-  writeFile(m_dir + "/plain", "x");
-  EXPECT_THROW(FileHelper::createDirectory(m_dir + "/plain/sub"), filesystem_error);
-}
-
-TEST_F(FileHelperTest, ConvertFsPathResolvesAgainstBaseOrCurrentDirectory) {
-  fs::create_directories(m_dir + "/a/b");
-  const std::string canonicalDir = fs::canonical(m_dir).string();
-  const auto converted = [](std::string path, const auto&... base) {
-    FileHelper::convertFsPath(path, base...);
-    return path;
-  };
-  EXPECT_EQ(canonicalDir + "/a", converted("..", m_dir + "/a/b"));
-  fs::create_symlink(m_dir + "/a/b", m_dir + "/link");
-  EXPECT_EQ(canonicalDir + "/a/b", converted(m_dir + "/./link/../b"));  // the link is resolved before ".."
-  const fs::path previous = fs::current_path();
-  fs::current_path(m_dir + "/a");
-  const std::string relative = converted("b/.");
-  fs::current_path(previous);
-  EXPECT_EQ(canonicalDir + "/a/b", relative);
-
-  std::string missing = "no-such-entry";
-  EXPECT_THROW(FileHelper::convertFsPath(missing, m_dir), filesystem_error);
-  EXPECT_EQ("no-such-entry", missing);
-}
-
-TEST_F(FileHelperTest, CopyRemoveAndClearADirectory) {
   std::string to = m_dir + "/to", missing = m_dir + "/missing", box = m_dir + "/box";
   writeFile(m_dir + "/from", "new");
   writeFile(to, "old and longer");
+  EXPECT_THROW(FileHelper::createDirectory(to + "/sub"), filesystem_error);  // below a file
   FileHelper::copyFile(ref(m_dir + "/from"), to);
   EXPECT_EQ("new", readFile(to));
   EXPECT_THROW(FileHelper::copyFile(missing, to), filesystem_error);
   EXPECT_NO_THROW(FileHelper::removeFile(missing));
   FileHelper::removeFile(to);
   EXPECT_FALSE(fs::exists(to));
-
   fs::create_directories(box + "/deep/deeper");
   writeFile(box + "/deep/deeper/f", "f");
   writeFile(box + "/g", "g");
@@ -121,104 +125,97 @@ TEST_F(FileHelperTest, CopyRemoveAndClearADirectory) {
   EXPECT_THROW(FileHelper::removeFilesInPath(ref(m_dir + "/gone")), filesystem_error);
 }
 
-TEST_F(FileHelperTest, FileSearchGivesBareNamesAndDirectorySearchWholePaths) {
-  writeFile(m_dir + "/a.txt", "a");
-  writeFile(m_dir + "/c.txt", "c");
-  fs::create_directories(m_dir + "/b/inner");
-  writeFile(m_dir + "/b/inner.txt", "not listed: one level only");
-  std::set<std::string> files = {"kept.txt", "a.txt"};  // added to, not cleared
-  utils::FileSearch().getFileNames(m_dir, files);
-  EXPECT_EQ((std::set<std::string>{"a.txt", "c.txt", "kept.txt"}), files);
-  std::set<std::string> dirs = {"kept"};
-  utils::DirectorySearch().getDirNames(m_dir, dirs);
-  EXPECT_EQ((std::set<std::string>{m_dir + "/b", "kept"}), dirs);
-  // A missing directory leaves the set as it was.
-  utils::FileSearch().getFileNames(ref(m_dir + "/missing"), dirs);
-  utils::DirectorySearch().getDirNames(ref(m_dir + "/missing"), dirs);
-  EXPECT_EQ((std::set<std::string>{m_dir + "/b", "kept"}), dirs);
-}
-
-// ---- writeJSONFile and the log lines, in fresh processes ------------------------
-
-json::Object sampleDocument() {
+TEST_F(FileHelperTest, WriteJsonFileGoesBelowTheHomeOrToTheDefaultLocation) {
   json::Object document;
   document["name"] = json::String("bundle");
-  document["count"] = json::Number(3);
-  return document;
-}
-
-// args: home-or-empty, fileName, defaultLocation, subFolder. Prints the size.
-NORVANE_CHILD(write_json) {
-  TempInstallation store;
-  if (!args[0].empty()) store.registerHome(args[0]);
-  store.useStore();
-  int fileSize = -7;
-  FileHelper::writeJSONFile(sampleDocument(), args[1], args[2], args[3], fileSize);
-  std::printf("size=%d\n", fileSize);
-  return 0;
-}
-
-TEST_F(FileHelperTest, WriteJsonFileGoesBelowTheHomeOrToTheDefaultLocation) {
-  const std::string home = m_installation.home();
+  std::ostringstream text;
+  json::Writer::Write(document, text);
+  const auto& environment = conversiontest::InstallationEnvironment::installation();
+  const std::string home = environment.home(), size = std::to_string(text.str().size()) + '\n',
+                    atDefault = " | Error     : FileHelper:writeJSON - Invalid Norvane Home Path\n"
+                                " | Debug     : FileHelper:writeJSON - using defalut location ";
   fs::create_directories(home + "/conf/reports");
-  std::ostringstream document;
-  json::Writer::Write(sampleDocument(), document);
-  const std::string size = "size=" + std::to_string(document.str().size());
-  const struct { std::string home, defaultLocation, subFolder, written, output; } cases[] = {
-      {home, m_dir, "/conf/reports", home + "/conf/reports/doc.json", size},
-      {"", m_dir, "/conf/reports", m_dir + "/doc.json", size},  // no home: the sub-folder is ignored
-      {"", m_dir + "/missing", "", "", "size=-1"},              // nothing thrown
+  writeFile(home + "/conf/reports/doc.json", "old");  // replaced whole, less write access for others
+  chmod((home + "/conf/reports/doc.json").c_str(), 0666);
+  // The size, then the log lines; a new document gets rights 0644.
+  const struct { bool withHome; std::string defaultLocation, subFolder, written, expected; } cases[] = {
+      {true, m_dir, "/conf/reports", home + "/conf/reports/doc.json",
+       size + " | Debug     : FileHelper:writeJSON - using standared location " + home + "\n"},
+      {false, m_dir, "/conf/reports", m_dir + "/doc.json", size + atDefault + m_dir + "\n"},  // no sub-folder
+      {false, m_dir + "/missing", "", "", "-1\n" + atDefault + m_dir + "/missing\n"},  // nothing thrown
+      {true, m_dir, "/" + std::string(300, 'x'), "",  // a name too long to examine
+       "-1\n | Debug     : FileHelper:writeJSON - using standared location " + home + "\n"},
   };
   for (const auto& c : cases) {
-    const auto result = testsupport::runChild("write_json", {c.home, "/doc.json", c.defaultLocation, c.subFolder});
-    ASSERT_EQ(0, result.exitCode) << result.output;
-    EXPECT_NE(std::string::npos, result.output.find(c.output)) << c.written << result.output;
-    if (!c.written.empty()) {
-      EXPECT_EQ(document.str(), readFile(c.written));
-    }
-    EXPECT_EQ(c.written == m_dir + "/doc.json", fs::exists(m_dir + "/doc.json")) << c.written;
-    fs::remove(m_dir + "/doc.json");
+    if (!c.withHome) m_installation.useStore();  // a store without a home
+    int fileSize = -7;
+    const std::string log =
+        logOf([&] { FileHelper::writeJSONFile(document, "/doc.json", c.defaultLocation, c.subFolder, fileSize); });
+    environment.useStore();
+    EXPECT_EQ(c.expected, std::to_string(fileSize) + '\n' + log);
+    EXPECT_EQ(c.written.empty() ? "" : text.str(), readFile(c.written)) << c.written;
+    if (!c.written.empty()) EXPECT_EQ(0644u, rightsOf(c.written)) << c.written;
+    EXPECT_EQ(c.written == m_dir + "/doc.json", fs::remove(m_dir + "/doc.json")) << c.written;
   }
 }
 
-// args: store root, a work directory, and a directory to work from (or empty).
-NORVANE_CHILD(helpers_log) {
-  platform::setMachineStoreRoot(args[0]);
-  if (!args[2].empty()) {  // without a home: the log goes to ../Logs of it
-    if (chdir(args[2].c_str()) != 0) return 3;
-  } else {
-    std::set<std::string> names;
-    utils::FileSearch().getFileNames(ref(args[1] + "/missing"), names);
-    utils::DirectorySearch().getDirNames(ref(args[1] + "/missing"), names);
-    std::string up = "..";
-    FileHelper::convertFsPath(up, args[1]);
-  }
-  int unusedSize = 0;
-  FileHelper::writeJSONFile(sampleDocument(), "/doc.json", args[1], args[2].empty() ? "" : "/ignored", unusedSize);
-  return 0;
-}
-
-TEST_F(FileHelperTest, HelpersLogTheirWarningsAndPathsWithOrWithoutAHome) {
-  m_installation.registerHome();
-  m_installation.writeConfig("log_level = 255\n");
-  auto result = testsupport::runChild("helpers_log", {m_installation.storeRoot(), m_dir, ""});
-  ASSERT_EQ(0, result.exitCode) << result.output;
-  // The settings and the entry traces aside, the helpers' own lines.
-  EXPECT_EQ((Lines{" | Warning   : FileSearch:getFilesByName - No files to load at directory " + m_dir + "/missing",
-                   " | Warning   : DirSeacrch:getDirName - No Directories to load at directory " + m_dir + "/missing",
-                   " | Debug     : FileHelper:convertFSP - FILE Helper path = .. basepath " + m_dir,
-                   " | Debug     : FileHelper:writeJSON - using standared location " + m_installation.home()}),
-            logEntries(m_installation.home() + "/logs/norvane.txt", std::regex("^(?!.*(launcher::| Everything:))")));
-
-  // Without a home, the log is ../Logs of the working directory, with its own settings.
-  TempInstallation bare;
-  for (const char* dir : {"/bin", "/Logs", "/conf"}) fs::create_directories(bare.root() + dir);
-  writeFile(bare.root() + "/conf/Norvane.conf", "log_level = 32\n");
-  result = testsupport::runChild("helpers_log", {bare.storeRoot(), m_dir, bare.root() + "/bin"});
-  ASSERT_EQ(0, result.exitCode) << result.output;
-  EXPECT_EQ((Lines{" | Error     : FileHelper:writeJSON - Invalid Norvane Home Path",
-                   " | Debug     : FileHelper:writeJSON - using defalut location " + m_dir}),
-            logEntries(bare.root() + "/Logs/norvane.txt", std::regex("FileHelper")));
+// The POSIX realisation of the file system and of the regular-file helpers: each
+// failure with its reason, against real files.
+TEST_F(FileHelperTest, PosixFileSystemFailures) {
+  platform::FileSystem& files = platform::host().fileSystem();
+  const std::string fifo = m_dir + "/fifo", missing = m_dir + "/missing/x", file = m_dir + "/file";
+  fs::create_directories(m_dir + "/list");
+  fs::create_symlink(m_dir + "/nowhere", m_dir + "/list/dangling");
+  writeFile(file, "old");
+  std::string reason, text;
+  const auto result = [&reason](bool ok) {
+    const std::string shown = (ok ? "ok" : "fails") + (reason.empty() ? "" : " " + reason);
+    return reason.clear(), shown;
+  };
+  std::vector<platform::DirectoryEntry> entries;
+  platform::OpenFileFacts facts;
+  const auto held = files.lockFile(file, true, reason, false);
+  const fs::path previous = fs::current_path();
+  fs::current_path(m_dir);
+  conversiontest::expectRows({
+      ROW("ok", result(files.writeWholeFile("relative", "x", 0600, reason))),  // in the working directory
+      ROW("fails not a regular file", result(files.writeWholeFile(m_dir, "x", 0644, reason))),
+      ROW("fails No such file or directory", result(files.writeWholeFile(missing, "x", 0644, reason))),
+      ROW("fails No such file or directory", result(files.replaceFile(missing, file, reason))),
+      ROW("fails No such file or directory", result(files.lockFile(missing, true, reason, false) != nullptr)),
+      ROW("fails not a regular file", result(files.lockFile(fifo, true, reason, false) != nullptr)),
+      ROW("fails Resource temporarily unavailable", result(files.lockFile(file, false, reason, false) != nullptr)),
+      ROW("ok", result(files.listDirectory(m_dir + "/list", entries))),
+      ROW("fails", result(files.listDirectory(m_dir + "/missing", entries))),
+      ROW("fails", result(files.renameFile(fifo, file))),  // never over an existing file
+      ROW("ok", result(files.renameFile(m_dir + "/relative", m_dir + "/renamed"))),
+      ROW("ok", result(files.lockFile(m_dir + "/renamed", false, reason, true) != nullptr)),
+      ROW("fails", result(files.describeOpenFile(nullptr, facts))),
+      ROW("fails", result(files.openLogFile(missing, false) != nullptr)),
+      ROW("fails", result(platform::readRegularFile("/proc/self/mem", text))),  // a read error
+      ROW("fails", result(platform::canCreateFile("/dev/null", 0600))),
+      ROW("fails", result(platform::canCreateFile(missing, 0600))),
+      ROW("ok", result(platform::canCreateFile(file, 0600))),
+  });
+  fs::current_path(previous);
+  EXPECT_EQ("x", readFile(m_dir + "/renamed"));
+  ASSERT_EQ(1u, entries.size());  // a dangling link is listed, without facts
+  EXPECT_EQ("dangling 0 0", entries[0].name + ' ' + std::to_string(entries[0].isDirectory) + ' ' +
+                                std::to_string(entries[0].lastWriteTime));
+  // A write cut short (here by the file size limit) leaves the old file and no temporary.
+  rlimit old{}, small{};
+  ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &old));
+  small = {4, old.rlim_max};
+  const auto previousHandler = signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &small));
+  const bool written = files.writeWholeFile(file, "longer than four bytes", 0644, reason);
+  setrlimit(RLIMIT_FSIZE, &old);
+  signal(SIGXFSZ, previousHandler);
+  EXPECT_EQ("fails File too large", result(written));
+  EXPECT_EQ("old", readFile(file));
+  std::set<std::string> names;
+  utils::FileSearch().getFileNames(m_dir, names);
+  EXPECT_EQ((std::set<std::string>{"fifo", "file", "renamed"}), names);
 }
 
 }  // namespace

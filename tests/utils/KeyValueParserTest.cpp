@@ -1,46 +1,31 @@
+// The key-value file reader: its line rules, the in-memory copy, and what it warns of.
 #include <utils/AppException.h>
 #include <utils/KeyValueParser.h>
-#include <utils/Log.h>
-#include <utils/MachineStore.h>
 
 #include <sys/stat.h>
 
-#include <functional>
 #include <utility>
 
-#include "support/ChildProcess.h"
 #include "utils/ConversionTestSupport.h"
+
+namespace {
 
 using testsupport::TempInstallation;
 using utils::KeyValueParser;
 
-namespace {
-
-const char kThrowSite[] = "File : ..\\..\\..\\..\\utils\\KeyValueParser Line : ";
-
-// The value of `key`, or nothing when the parser throws for it.
-std::optional<std::string> lookUp(const KeyValueParser& parser, const std::string& key) {
+// The value of `key`, or the exception's text when the parser throws for it.
+std::string lookUp(const std::function<std::string()>& call) {
   try {
-    return parser.get_config_key_value(key);
-  } catch (utils::AppException&) {
-    return std::nullopt;
-  }
-}
-
-std::string whatOf(const std::function<void()>& call) {
-  try {
-    call();
+    return call();
   } catch (utils::AppException& error) {
-    return error.what();
+    return std::string("throws ") + error.what();
   }
-  return "no exception";
 }
-
-}  // namespace
 
 TEST(KeyValueParserTest, LineRules) {
-  const std::nullopt_t absent = std::nullopt;
-  const struct { std::string text, separator; std::vector<std::pair<std::string, std::optional<std::string>>> lookups; } rows[] = {
+  const std::string absent =
+      "throws File : ..\\..\\..\\..\\utils\\KeyValueParser Line : 106 Exception : Unknown exception";
+  const struct { std::string text, separator; std::vector<std::pair<std::string, std::string>> lookups; } rows[] = {
       {"  session_timeout   =   240  \n\tlog_level\t=\t32\t\n", "=", {{"session_timeout", "240"}, {"log_level", "32"}}},
       // Comments only at the start of the trimmed line.
       {"# a = 1\n   # b = 2\na = b # c\n\n   \n", "=", {{"# a", absent}, {"b", absent}, {"a", "b # c"}}},
@@ -68,20 +53,15 @@ TEST(KeyValueParserTest, LineRules) {
     testsupport::writeFile(path, row.text);
     KeyValueParser parser(path, row.separator);
     for (const auto& [key, expected] : row.lookups) {
-      EXPECT_EQ(expected, lookUp(parser, key)) << "key '" << key.substr(0, 20) << "' in '" << row.text.substr(0, 40) << "'";
+      EXPECT_EQ(expected, lookUp([&] { return parser.get_config_key_value(key); }))
+          << "key '" << key.substr(0, 20) << "' in '" << row.text.substr(0, 40) << "'";
     }
-  }
-  // A directory or a FIFO instead of a file is refused at once: an empty map.
-  const std::string fifo = scratch.root() + "/fifo.conf";
-  ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
-  for (const std::string& special : {scratch.home(), fifo}) {
-    EXPECT_EQ(std::nullopt, lookUp(KeyValueParser(special, "="), "a")) << special;
   }
 }
 
-TEST(KeyValueParserTest, SetChangesTheMemoryCopyOnlyAndMissingKeysThrow) {
+TEST(KeyValueParserTest, SetChangesTheMemoryCopyOnlyAndSpecialFilesAreRefusedWithAWarning) {
   TempInstallation scratch;
-  const std::string path = scratch.root() + "/values.conf";
+  const std::string path = scratch.root() + "/values.conf", fifo = scratch.root() + "/fifo.conf";
   testsupport::writeFile(path, "FW_DIR = /old\ngreeting = Hello\n");
   KeyValueParser parser(path, "=");
   parser.set_config_key_value("FW_DIR", "/new");
@@ -90,32 +70,20 @@ TEST(KeyValueParserTest, SetChangesTheMemoryCopyOnlyAndMissingKeysThrow) {
       ROW("/new", parser.get_config_key_value("FW_DIR")),
       ROW("FW_DIR = /old\ngreeting = Hello\n", testsupport::readFile(path)),
       ROW("/new", KeyValueParser(parser).get_config_key_value("FW_DIR")),
-      ROW(kThrowSite + std::string("106 Exception : Unknown exception"),
-          whatOf([&] { parser.get_config_key_value("missing"); })),
-      ROW(kThrowSite + std::string("115 Exception : Unknown exception"),
-          whatOf([&] { parser.set_config_key_value("missing", "x"); })),
+      ROW("throws File : ..\\..\\..\\..\\utils\\KeyValueParser Line : 115 Exception : Unknown exception",
+          lookUp([&] { return parser.set_config_key_value("missing", "x"), ""; })),
   });
+  // A directory or a FIFO instead of a file is not waited on or read: an empty map.
+  ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
+  const std::string warning = " | Warning   : KVP:readCfg - Cann't open config file ";
+  EXPECT_EQ(warning + scratch.home() + "; using the server default\n" +
+                " | Warning   : KVP:getRes - Cann't find value for key: no.such.text\n" + warning + fifo +
+                "; using the server default\n",
+            conversiontest::logOf([&] {
+              EXPECT_EQ("no.such.text", KeyValueParser(scratch.home(), "=").get_resource_key_value("no.such.text"));
+              EXPECT_EQ(0u, lookUp([&] { return KeyValueParser(fifo, "=").get_config_key_value("a"); })
+                                .rfind("throws", 0));
+            }));
 }
 
-// args: store root, the configuration file, a directory.
-NORVANE_CHILD(kvp_special_file_and_missing_resource) {
-  utils::MachineStore::setRoot(args[0]);
-  KeyValueParser special(args[2], "=");
-  const std::string shown = KeyValueParser(args[1], "=").get_resource_key_value("no.such.text");
-  utils::formatted_log_t::uninitializeLogger();
-  return shown == "no.such.text" ? 0 : 1;
-}
-
-// The warning for a missing file is checked with the settings that read it.
-TEST(KeyValueParserTest, SpecialFileAndMissingResourceAreWarnedInTheLog) {
-  testsupport::HomedInstallation installation;
-  installation.writeConfig("");
-  const testsupport::ChildResult result = testsupport::runChild(
-      "kvp_special_file_and_missing_resource",
-      {installation.storeRoot(), installation.home() + "/conf/Norvane.conf", installation.home()});
-  ASSERT_EQ(0, result.exitCode) << result.output;
-  conversiontest::expectAll(installation.readHomeFile("logs/norvane.txt"),
-                            {"| Warning   : KVP:readCfg - Cann't open config file " + installation.home() +
-                                 "; using the server default",
-                             "| Warning   : KVP:getRes - Cann't find value for key: no.such.text"});
-}
+}  // namespace

@@ -13,68 +13,50 @@ bool otherThreadCanLock(Mutex& mutex) {
 }
 // What a second thread's tries get: "read write", "read -", "- -".
 std::string otherThreadCanTake(SharedMutex& mutex) {
-  const bool read = onOtherThread<bool>([&] { return SharedLock_SMutex(&mutex, true).is_locked(); });
-  const bool write = onOtherThread<bool>([&] { return UniqueLock_SMutex(&mutex, true).is_locked(); });
-  return std::string(read ? "read" : "-") + (write ? " write" : " -");
-}
-
-// Runs a blocking take on another thread, sees it still waiting after 50 ms, lets
-// go through `release`, and sees it through.
-void expectBlockedUntil(const std::function<bool()>& take, const std::function<void()>& release) {
-  std::atomic<bool> taken{false};
-  std::thread waiter([&] { taken = take(); });
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  EXPECT_FALSE(taken.load());
-  release();
-  waiter.join();
-  EXPECT_TRUE(taken.load());
+  return std::string(onOtherThread<bool>([&] { return SharedLock_SMutex(&mutex, true).is_locked(); }) ? "read" : "-") +
+         (onOtherThread<bool>([&] { return UniqueLock_SMutex(&mutex, true).is_locked(); }) ? " write" : " -");
 }
 
 // The mutex is recursive; a failed try of another thread leaves the hold in place.
-// A null mutex gives an empty hold in every form.
-TEST(LockTest, HoldExcludesOtherThreadsUntilEveryHoldIsGone) {
+// A null mutex gives an empty hold in every form. Readers share, writers exclude.
+// Copies of a mutex or a hold share the one native object, and only the original
+// may destroy it; assignment drops the old target without releasing it.
+TEST(LockTest, HoldsExcludeOtherThreadsUntilEveryHoldIsGoneAndCopiesShareTheMutex) {
   for (bool tryOnly : {false, true}) {
-    EXPECT_FALSE(Lock(nullptr, tryOnly).is_locked()) << tryOnly;
-    EXPECT_FALSE(SharedLock_SMutex(nullptr, tryOnly).is_locked()) << tryOnly;
-    EXPECT_FALSE(UniqueLock_SMutex(nullptr, tryOnly).is_locked()) << tryOnly;
+    EXPECT_FALSE(Lock(nullptr, tryOnly).is_locked() || SharedLock_SMutex(nullptr, tryOnly).is_locked() ||
+                 UniqueLock_SMutex(nullptr, tryOnly).is_locked()) << tryOnly;
     Mutex mutex;
     {
       Lock hold(&mutex, tryOnly);
-      EXPECT_TRUE(hold.is_locked()) << tryOnly;
-      EXPECT_TRUE(Lock(&mutex, !tryOnly).is_locked()) << tryOnly;
-      EXPECT_FALSE(otherThreadCanLock(mutex)) << tryOnly;
-      EXPECT_FALSE(otherThreadCanLock(mutex)) << tryOnly;
+      EXPECT_TRUE(hold.is_locked() && Lock(&mutex, !tryOnly).is_locked()) << tryOnly;
+      EXPECT_FALSE(otherThreadCanLock(mutex) || otherThreadCanLock(mutex)) << tryOnly;
     }
     EXPECT_TRUE(otherThreadCanLock(mutex)) << tryOnly;
   }
-}
-
-TEST(LockTest, BlockingHoldsWaitForTheOwnerOrTheLastReader) {
-  Mutex mutex;
-  auto hold = std::make_unique<Lock>(&mutex, false);
-  expectBlockedUntil([&] { return Lock(&mutex, false).is_locked(); }, [&] { hold.reset(); });
   SharedMutex shared;
-  auto reader = std::make_unique<SharedLock_SMutex>(&shared, false);
-  expectBlockedUntil([&] { return UniqueLock_SMutex(&shared, false).is_locked(); }, [&] { reader.reset(); });
-}
-
-// Copies share the one native object, and only the original may destroy it.
-// Assignment drops the old target without releasing it.
-TEST(LockTest, CopiesOfAMutexOrAHoldShareItAndAssignmentReleasesNothing) {
+  {
+    SharedLock_SMutex reader(&shared, false);
+    EXPECT_TRUE(reader.is_locked() && NeverDestroyed<SharedLock_SMutex>(reader).object->is_locked());
+    EXPECT_EQ(otherThreadCanTake(shared), "read -");
+  }
+  {
+    NeverDestroyed<SharedMutex> copy(shared);
+    UniqueLock_SMutex writer(copy.object, true);
+    EXPECT_TRUE(writer.is_locked() && NeverDestroyed<UniqueLock_SMutex>(writer).object->is_locked());
+    EXPECT_EQ(otherThreadCanTake(shared), "- -");
+  }
+  EXPECT_EQ(otherThreadCanTake(shared), "read write");
   Mutex original, assigned;
   NeverDestroyed<Mutex> copy(original);
   {
     Lock hold(copy.object, false);
-    EXPECT_FALSE(otherThreadCanLock(original));
     NeverDestroyed<Lock> holdCopy(hold);
     EXPECT_TRUE(holdCopy.object->is_locked());
     *holdCopy.object = Lock(nullptr, false);
-    EXPECT_FALSE(holdCopy.object->is_locked());
-    EXPECT_FALSE(otherThreadCanLock(original));
+    EXPECT_FALSE(holdCopy.object->is_locked() || otherThreadCanLock(original));
     *copy.object = assigned;
     Lock viaAssigned(copy.object, true);
-    EXPECT_TRUE(viaAssigned.is_locked());
-    EXPECT_FALSE(otherThreadCanLock(assigned));
+    EXPECT_TRUE(viaAssigned.is_locked() && !otherThreadCanLock(assigned));
   }
   EXPECT_TRUE(otherThreadCanLock(original));
   Lock owner(&original, false);
@@ -84,94 +66,75 @@ TEST(LockTest, CopiesOfAMutexOrAHoldShareItAndAssignmentReleasesNothing) {
   }).join();
 }
 
-TEST(SharedLockTest, ReadersShareWritersExcludeBothWaysAndCopiesShareTheMutex) {
-  SharedMutex mutex;
-  {
-    SharedLock_SMutex reader(&mutex, false);
-    EXPECT_TRUE(reader.is_locked() && NeverDestroyed<SharedLock_SMutex>(reader).object->is_locked());
-    EXPECT_EQ(otherThreadCanTake(mutex), "read -");
+// A blocking take waits on another thread (still waiting after 50 ms) until the
+// owner or the last reader lets go.
+TEST(LockTest, BlockingHoldsWaitForTheOwnerOrTheLastReader) {
+  Mutex mutex;
+  SharedMutex shared;
+  auto hold = std::make_unique<Lock>(&mutex, false);
+  auto reader = std::make_unique<SharedLock_SMutex>(&shared, false);
+  const std::pair<std::function<bool()>, std::function<void()>> cases[] = {
+      {[&] { return Lock(&mutex, false).is_locked(); }, [&] { hold.reset(); }},
+      {[&] { return UniqueLock_SMutex(&shared, false).is_locked(); }, [&] { reader.reset(); }}};
+  for (const auto& [take, release] : cases) {
+    std::atomic<bool> taken{false};
+    std::thread waiter([&] { taken = take(); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(taken.load());
+    release();
+    waiter.join();
+    EXPECT_TRUE(taken.load());
   }
-  {
-    NeverDestroyed<SharedMutex> copy(mutex);
-    UniqueLock_SMutex writer(copy.object, true);
-    EXPECT_TRUE(writer.is_locked() && NeverDestroyed<UniqueLock_SMutex>(writer).object->is_locked());
-    EXPECT_EQ(otherThreadCanTake(mutex), "- -");
-  }
-  EXPECT_EQ(otherThreadCanTake(mutex), "read write");
 }
 
-// Waiter threads take the mutex, count themselves parked and wait until `ready`.
-class ConditionTest : public ::testing::Test {
- protected:
-  void park(std::function<void(Lock&)> waitOnce) {
-    m_waiters.emplace_back([this, waitOnce] {
-      Lock hold(&mutex, false);
-      ++parked;
-      while (!ready) waitOnce(hold);
-    });
-  }
-  // The try-probe sees `parked` only once every waiter has given the mutex up
-  // inside its wait. Then sets `ready`, notifies with or without a hold, and joins.
-  void releaseWaiters(const std::function<void()>& notify, bool notifyWithHold) {
-    EXPECT_TRUE(eventually([&] {
-      Lock probe(&mutex, true);
-      return probe.is_locked() && parked == static_cast<int>(m_waiters.size());
-    }));
+// Unnotified, a timed wait returns false at once below one second, else after its
+// whole seconds (a spurious wake-up returns true early), holding again.
+TEST(ConditionTest, UnnotifiedTimedWaitReturnsFalseAfterItsWholeSecondsHoldingAgain) {
+  Mutex mutex;
+  Condition condition;
+  Lock hold(&mutex, false);
+  auto start = Clock::now();
+  EXPECT_FALSE(condition.timed_wait(&hold, 0) || condition.timed_wait(&hold, -5));
+  EXPECT_LT(secondsSince(start), 0.9);
+  start = Clock::now();
+  while (condition.timed_wait(&hold, 1)) {}
+  EXPECT_GE(secondsSince(start), 0.99);
+  EXPECT_LT(secondsSince(start), 5.0);
+  EXPECT_TRUE(hold.is_locked() && !otherThreadCanLock(mutex));
+}
+
+// Waiter threads take the mutex, count themselves parked and wait until `ready`. The
+// try-probe sees them all parked only once each has given the mutex up inside its
+// wait; then `ready` is set and the notify made. A timed wait woken through a copy
+// of the condition without a hold, or plain waits woken all at once with a hold:
+// each waiter wakes holding again, and not by the deadline.
+TEST(ConditionTest, NotifyOneThroughACopyWithoutAHoldAndNotifyAllWithAHoldWakeTheWaiters) {
+  for (const bool one : {true, false}) {
+    const auto start = Clock::now();
+    Mutex mutex;
+    Condition condition;
+    int parked = 0, failed = 0;  // guarded by mutex
+    bool ready = false;
+    std::vector<std::thread> threads;
+    for (int i = one ? 2 : 0; i < 3; ++i) {
+      threads.emplace_back([&] {
+        Lock hold(&mutex, false);
+        ++parked;
+        while (!ready) failed += (one ? condition.timed_wait(&hold, 20) : (condition.wait(&hold), true)) ? 0 : 1;
+        failed += hold.is_locked() ? 0 : 1;
+      });
+    }
+    EXPECT_TRUE(eventually([&] { return Lock(&mutex, true).is_locked() && parked == (one ? 1 : 3); }));
     {
       Lock hold(&mutex, false);
       ready = true;
-      if (notifyWithHold) notify();
+      if (!one) condition.notifyAll();
     }
-    if (!notifyWithHold) notify();
-    for (auto& waiter : m_waiters) waiter.join();
+    if (one) NeverDestroyed<Condition>(condition).object->notifyOne();
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(0, failed) << one;
+    EXPECT_LT(secondsSince(start), 10.0) << one;
   }
-  Mutex mutex;
-  Condition condition;
-  int parked = 0;      // guarded by mutex
-  bool ready = false;  // guarded by mutex
-  std::vector<std::thread> m_waiters;
-};
-
-TEST_F(ConditionTest, UnnotifiedTimedWaitReturnsFalseAfterItsWholeSecondsHoldingAgain) {
-  Lock hold(&mutex, false);
-  auto start = Clock::now();
-  EXPECT_FALSE(condition.timed_wait(&hold, 0));  // below one second: at once
-  EXPECT_FALSE(condition.timed_wait(&hold, -5));
-  EXPECT_LT(secondsSince(start), 0.9);
-  EXPECT_FALSE(otherThreadCanLock(mutex));
-  start = Clock::now();
-  bool woken = condition.timed_wait(&hold, 1);
-  // A spurious wake-up returns true early; only a real expiry is measured.
-  while (woken) woken = condition.timed_wait(&hold, 1);
-  EXPECT_GE(secondsSince(start), 0.99);
-  EXPECT_LT(secondsSince(start), 5.0);
-  EXPECT_TRUE(hold.is_locked());
-  EXPECT_FALSE(otherThreadCanLock(mutex));
-}
-
-TEST_F(ConditionTest, NotifyOneThroughACopyWithoutAHoldWakesATimedWaitEarly) {
-  NeverDestroyed<Condition> copy(condition);
-  bool result = false, flagAfterWait = false;
-  const auto start = Clock::now();
-  park([&](Lock& hold) {
-    result = condition.timed_wait(&hold, 20);
-    flagAfterWait = hold.is_locked();
-  });
-  releaseWaiters([&] { copy.object->notifyOne(); }, false);
-  EXPECT_TRUE(result && flagAfterWait);  // woken through the copy, not by the deadline, holding again
-  EXPECT_LT(secondsSince(start), 10.0);
-}
-
-TEST_F(ConditionTest, NotifyAllWithAHoldWakesEveryWaiterKeepingItsFlag) {
-  int flagsLost = 0;
-  for (int i = 0; i < 3; ++i) {
-    park([&](Lock& hold) {
-      condition.wait(&hold);
-      flagsLost += hold.is_locked() ? 0 : 1;  // under the mutex
-    });
-  }
-  releaseWaiters([&] { condition.notifyAll(); }, true);
-  EXPECT_EQ(flagsLost, 0);
 }
 
 }  // namespace

@@ -19,33 +19,24 @@ const char kNil[] = "00000000-0000-0000-0000-000000000000";
 // Fills with one byte and answers as told.
 struct FixedRandom : platform::Random {
   FixedRandom(bool works, unsigned char byte) : works(works), byte(byte) {}
-  bool fill(void* buffer, std::size_t size) override {
-    std::memset(buffer, byte, size);
-    return works;
-  }
+  bool fill(void* buffer, std::size_t size) override { return std::memset(buffer, byte, size), works; }
   bool works;
   unsigned char byte;
 };
 
-TEST(RandomGeneratorTest, DrawsVersionFourUuids) {
-  const std::regex form("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}");
+TEST(RandomGeneratorTest, DrawnUuidsAreVersionFourAndGivenTextsCanonical) {
   std::set<std::string> seen;
-  for (int i = 0; i < 50; ++i) {
-    const std::string id = RandomGenerator::generate();
-    EXPECT_TRUE(std::regex_match(id, form)) << id;
-    seen.insert(id);
-  }
+  for (int i = 0; i < 50; ++i) seen.insert(RandomGenerator::generate());
   EXPECT_EQ(50u, seen.size());
-}
-
-TEST(RandomGeneratorTest, SourceBytesGetVersionAndVariantBitsAndAFailureGivesNil) {
+  for (const std::string& id : seen) {
+    EXPECT_TRUE(std::regex_match(id, std::regex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}")))
+        << id;
+  }
+  // Source bytes get the version and variant bits; a failed source gives the nil UUID.
   FixedRandom ones(true, 0xff), zeros(true, 0x00), broken(false, 0x5a);
   EXPECT_EQ("ffffffff-ffff-4fff-bfff-ffffffffffff", utils::randomUuidText(ones));
   EXPECT_EQ("00000000-0000-4000-8000-000000000000", utils::randomUuidText(zeros));
   EXPECT_EQ(kNil, utils::randomUuidText(broken));
-}
-
-TEST(RandomGeneratorTest, GivenTextInCanonicalForm) {
   const char canonical[] = "01234567-89ab-cdef-0123-456789abcdef";
   EXPECT_EQ(canonical, RandomGenerator::generate("{01234567-89AB-CDEF-0123-456789ABCDEF}"));
   EXPECT_EQ(canonical, RandomGenerator::generate("0123456789abcdef0123456789abcdef"));

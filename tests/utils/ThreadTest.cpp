@@ -2,7 +2,6 @@
 #include <pthread.h>
 
 #include <sstream>
-#include <tuple>
 
 #include "utils/ConcurrencyTestSupport.h"
 
@@ -11,90 +10,67 @@ namespace {
 using namespace concurrencytest;
 using namespace utils;
 
-std::atomic<int> g_noArgumentRuns{0};
+int g_noArgumentRuns = 0;
 void countRun() { ++g_noArgumentRuns; }
 void storeOne(void* target) { *static_cast<int*>(target) += 1; }
-void copyFirstIntoSecond(void* from, void* to) {
-  *static_cast<std::string*>(to) = *static_cast<std::string*>(from);
-}
+void copyFirstIntoSecond(void* from, void* to) { *static_cast<std::string*>(to) = *static_cast<std::string*>(from); }
 void waitAtGate(void* gate) { static_cast<Gate*>(gate)->wait(); }
 unsigned int activeCount() { return Thread::get_active_thread_count(); }
 
-TEST(ThreadTest, EachEntryFormRunsOnceWithItsArguments) {
+// Each entry form runs once with its arguments; the identity is the calling
+// thread's in plain lower-case hex. Sleeping delays only in the static form, and
+// only for positive seconds.
+TEST(ThreadTest, EntryFormsIdentityAndSleep) {
   int viaPointer = 0;
-  std::string source = "payload", target;
-  std::atomic<int> viaFunction{0};
-  const int noArgumentBefore = g_noArgumentRuns;
-  Thread one("one", &storeOne, &viaPointer);
-  Thread two("two", &copyFirstIntoSecond, &source, &target);
-  Thread three("three", &countRun);
-  Thread four("four", [&] { ++viaFunction; });
-  for (Thread* thread : {&one, &two, &three, &four}) thread->join();
-  EXPECT_EQ(std::make_tuple(1, std::string("payload"), 1, 1),
-            std::make_tuple(viaPointer, target, g_noArgumentRuns - noArgumentBefore, viaFunction.load()));
-}
-
-TEST(ThreadTest, IdentityIsTheCallingThreadsInPlainLowerCaseHex) {
-  const std::string mine = Thread::get_id();
-  std::ostringstream expected;
-  expected << std::hex << pthread_self();
-  EXPECT_EQ(mine, expected.str());
-  std::string theirs;
-  Thread other("other", [&] { theirs = Thread::get_id(); });
-  other.join();
-  EXPECT_NE(theirs, mine);
-}
-
-TEST(ThreadTest, SleepDelaysOnlyInItsStaticFormWithPositiveSeconds) {
-  auto start = Clock::now();
+  std::string source = "payload", target, theirs;
+  const auto start = Clock::now();
+  Thread one("one", &storeOne, &viaPointer), two("two", &copyFirstIntoSecond, &source, &target),
+      three("three", &countRun), four("four", [&] { theirs = Thread::get_id(); });
   Thread::sleep(0);
   Thread::sleep(-1);
-  Thread worker("sleeper", &doNothing);
-  worker.sleep(std::uint64_t{1} << 40);  // the member form ignores its argument
-  worker.join();
+  four.sleep(std::uint64_t{1} << 40);  // the member form ignores its argument
+  for (Thread* thread : {&one, &two, &three, &four}) thread->join();
   EXPECT_LT(secondsSince(start), 0.9);
-  start = Clock::now();
+  std::ostringstream mine;
+  mine << std::hex << pthread_self();
+  EXPECT_EQ("1 payload 1 " + mine.str(), std::to_string(viaPointer) + ' ' + target + ' ' +
+                                             std::to_string(g_noArgumentRuns) + ' ' + Thread::get_id());
+  EXPECT_TRUE(theirs != mine.str() && !theirs.empty()) << theirs;
   Thread::sleep(1);
   EXPECT_GE(secondsSince(start), 0.99);
 }
 
-TEST(ThreadTest, EqualityNeedsTheSameThreadAndTheSameName) {
+// Equality needs the same thread and the same name; a copy shares the running
+// thread (only the original is ever destroyed) and is not counted. The count rises
+// at start and falls at every join, a second join included.
+TEST(ThreadTest, EqualityAndTheCount) {
   Gate gate;
-  Thread first("same", &waitAtGate, &gate);
-  Thread second("same", &waitAtGate, &gate);
+  const unsigned int before = activeCount();
+  Thread first("same", &waitAtGate, &gate), second("same", &waitAtGate, &gate);
   EXPECT_TRUE(!(first == second) && first != second);
-  // A copy shares the running thread; only the original is ever destroyed.
   NeverDestroyed<Thread> copy(first);
   EXPECT_TRUE(*copy.object == first && !(*copy.object != first));
   *copy.object = second;
   EXPECT_TRUE(*copy.object == second && !(*copy.object == first));
+  EXPECT_EQ(activeCount(), before + 2);
   gate.open();
-  for (Thread* thread : {&first, &second}) thread->join();
-}
-
-TEST(ThreadTest, CountRisesAtStartFallsAtEveryJoinAndIgnoresCopies) {
-  const unsigned int before = activeCount();
-  std::atomic<bool> thirdEnded{false};
-  Thread first("first", &doNothing);
-  Thread second("second", &doNothing);
-  Thread third("third", [&] { thirdEnded = true; });
-  EXPECT_EQ(activeCount(), before + 3);
-  { NeverDestroyed<Thread> copy(first); }
-  EXPECT_EQ(activeCount(), before + 3);
-  for (Thread* thread : {&first, &second}) thread->join();
-  EXPECT_EQ(activeCount(), before + 1);
-  ASSERT_TRUE(concurrencytest::eventually([&] { return thirdEnded.load(); }));
-  EXPECT_EQ(activeCount(), before + 1);  // ended, not joined
-  third.join();
-  EXPECT_EQ(activeCount(), before);
+  first.join();
+  EXPECT_EQ(activeCount(), before + 1);  // ended or not, counted until joined
+  second.join();
+  Thread other("other", &waitAtGate, &gate);
+  other.join();
+  // Joined, every thread has the same empty identity: the names decide.
+  EXPECT_TRUE(first == second && !(first != second) && !(first == other) && first != other);
   const auto start = Clock::now();
-  third.join();  // returns at once and lowers the count again
+  second.join();  // returns at once and lowers the count again
   EXPECT_LT(secondsSince(start), 0.9);
   EXPECT_EQ(activeCount(), before - 1u);  // may wrap; unsigned on purpose
 }
 
-TEST(ThreadTest, JoiningItselfThrowsAndChangesNothing) {
-  Gate constructed;
+// Joining itself throws and changes nothing; destroying a running thread neither
+// stops nor waits for it, and it stays counted.
+TEST(ThreadTest, JoiningItselfThrowsAndDestroyingARunningThreadLetsItRun) {
+  Gate constructed, release, finished;
   std::string message;
   Thread* self = nullptr;
   unsigned int countBefore = 0, countAfter = 0;
@@ -107,23 +83,14 @@ TEST(ThreadTest, JoiningItselfThrowsAndChangesNothing) {
   self = &thread;
   constructed.open();
   thread.join();
-  EXPECT_EQ(message.rfind("boost thread: trying joining itself", 0), 0u) << message;
+  EXPECT_EQ(0u, message.rfind("boost thread: trying joining itself", 0)) << message;
   EXPECT_EQ(countAfter, countBefore);
-}
-
-TEST(ThreadTest, DestroyingARunningThreadNeitherStopsNorWaitsForIt) {
-  Gate release, finished;
   const unsigned int before = activeCount();
   const auto start = Clock::now();
-  {
-    Thread running("detached", [&] {
-      release.wait();
-      finished.open();
-    });
-  }
+  { Thread running("detached", [&] { release.wait(), finished.open(); }); }
   EXPECT_LT(secondsSince(start), 0.9);
   release.open();
-  EXPECT_TRUE(finished.wait());  // it ran on after its handle was gone
+  EXPECT_TRUE(finished.wait());
   EXPECT_EQ(activeCount(), before + 1);
 }
 

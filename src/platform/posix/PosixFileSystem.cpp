@@ -165,7 +165,8 @@ class PosixFileSystem final : public FileSystem {
       return nullptr;
     }
     struct stat info {};
-    if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+    (void)fstat(fd, &info);  // cannot fail on the descriptor just opened
+    if (!S_ISREG(info.st_mode)) {
       reason = "not a regular file";
       close(fd);
       return nullptr;

@@ -27,8 +27,9 @@ bool keepsDaylightSaving(int tmYear) {
     midMonth.tm_mday = 15;
     midMonth.tm_hour = 12;
     midMonth.tm_isdst = -1;
-    std::tm shown{};
-    if (toLocalTime(makeTime(midMonth), shown) && shown.tm_isdst > 0) return true;
+    std::tm shown{};  // left zeroed, as not on daylight saving, if there is no reading
+    toLocalTime(makeTime(midMonth), shown);
+    if (shown.tm_isdst > 0) return true;
   }
   return false;
 }

@@ -3,6 +3,7 @@
 // offers what the usage lines name.
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <sstream>
 #include <string>
 
@@ -10,36 +11,27 @@
 #include "support/ToolRun.h"
 
 using testsupport::commandOutput;
-using testsupport::readFile;
-
-namespace {
 
 // What the completion offers for a command line whose last word is being typed.
-std::string completions(const std::string& words) {
+static std::string completions(const std::string& words) {
   return commandOutput("bash -c 'source " NORVANECTL_COMPLETION "; COMP_WORDS=(" + words +
                        "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _norvanectl; echo \"${COMPREPLY[*]}\"'");
 }
 
-}  // namespace
-
-TEST(PackagingToolTest, EveryCommandHasAManSectionAndACompletion) {
+TEST(PackagingToolTest, EveryCommandHasAManSectionAndACompletionThatOffersTheWordsOfTheUsage) {
   // The command names of the overview's "Commands:" block, read here on their own.
   std::istringstream names(commandOutput(NORVANECTL_PATH " --help | awk '/^Commands:$/ {on = 1; next} "
                                          "on && /^  / {print $1; next} on {exit}'"));
-  const std::string page = readFile(NORVANECTL_MAN_PAGE), script = readFile(NORVANECTL_COMPLETION);
+  const std::string page = testsupport::readFile(NORVANECTL_MAN_PAGE), script = testsupport::readFile(NORVANECTL_COMPLETION);
   int count = 0;
   for (std::string name; std::getline(names, name); ++count) {
-    std::string roffName;  // a hyphen in the page is a hyphen, not a break
-    for (char c : name) roffName += c == '-' ? std::string("\\-") : std::string(1, c);
+    const std::string roffName = std::regex_replace(name, std::regex("-"), "\\-");  // a hyphen, not a break
     EXPECT_NE(std::string::npos, page.find("\n.SS " + roffName + "\n.nf\nusage: norvanectl [\\-\\-store\\-root DIR] " +
                                            roffName)) << name;
     EXPECT_NE(std::string::npos, script.find("\n    " + name + ") words='")) << name;
     EXPECT_EQ(name + "\n", completions("norvanectl --store-root /tmp " + name)) << name;
   }
   EXPECT_GE(count, 18);
-}
-
-TEST(PackagingToolTest, CompletionOffersTheWordsOfTheUsage) {
   const struct { const char* words; const char* offered; } cases[] = {
       {"norvanectl se", "set-home secret service\n"}, {"norvanectl --", "--store-root --unit-dir --help --version\n"},
       {"norvanectl secret \"\"", "put get --help\n"},

@@ -146,7 +146,10 @@ TEST(NorvanectlTest, SetHomeStoresThePathAndCreatesTheLogDirectory) {
   Installation in;
   in.expect("1||norvanectl: " + kNoHome + "\n", {"show-home"});
   fs::remove_all(in.home() + "/logs");
+  const mode_t saved = umask(0);  // the modes hold at any umask
   in.expect("0|NorvaneHOME = {H}\ncreated {H}/logs (the log directory)\n|", {"set-home", "{H}/./conf/.."});
+  umask(saved);
+  EXPECT_EQ("", commandOutput("find " + in.home() + "/logs ! -perm 0755; find " + in.storeRoot() + " -perm -0002"));
   in.expect("0|NorvaneHOME = {H}\n|", {"set-home", "{H}"});
   in.expect("0|{H}\n|", {"--store-root={S}", "show-home"});
   writeFile(in.root() + "/plain", "");

@@ -63,13 +63,6 @@ std::string secretText(int i, const std::string& version = "") {
   return R"({"values":[{"password":"pw)" + std::to_string(i) + version + R"("}]})";
 }
 
-std::string modeOf(const std::string& path) {
-  struct stat info {};
-  char text[8] = "missing";
-  if (lstat(path.c_str(), &info) == 0) std::snprintf(text, sizeof text, "%04o", unsigned(info.st_mode & 07777));
-  return text;
-}
-
 // An installation with a key and `count` managed server secrets plus the SMTP file.
 struct Store : HomedInstallation {
   explicit Store(int count, bool now = true, const std::string& config = "log_level = 4\n")
@@ -89,20 +82,7 @@ struct Store : HomedInstallation {
   ToolResult ctl(std::vector<std::string> args, const std::string& input = "") const {
     return runCtl(NORVANECTL_PATH, storeRoot(), args, input);
   }
-  std::string shownCtl(std::vector<std::string> args, const std::string& input = "") const {
-    return shown(ctl(args, input));
-  }
-  // norvanectl killed at the n-th call of `syscall`; exitCode -1 when it was.
-  ToolResult killedAt(const std::string& syscall, int n, std::vector<std::string> args,
-                      const std::string& input = "") const {
-    std::vector<std::string> traced{"-f", "-qq", "-o", "/dev/null", "-e", "trace=" + syscall,
-                                    "-e", "inject=" + syscall + ":signal=SIGKILL:when=" + std::to_string(n),
-                                    NORVANECTL_PATH, "--store-root", storeRoot()};
-    traced.insert(traced.end(), args.begin(), args.end());
-    // LeakSanitizer cannot run under ptrace; the sanitizer build runs it elsewhere.
-    const char* asan = std::getenv("ASAN_OPTIONS");
-    return runTool("/usr/bin/strace", traced, input, {{"ASAN_OPTIONS", std::string(asan ? asan : "") + ":detect_leaks=0"}});
-  }
+  std::string shownCtl(std::vector<std::string> args, const std::string& input = "") const { return shown(ctl(args, input)); }
   // Secrets that do not read back as `expected` (by default each one's first value),
   // read in one fresh process through the library, as norvanectl reads them.
   int lost(const std::vector<std::string>& expected = {}) const {
@@ -116,25 +96,32 @@ struct Store : HomedInstallation {
     }
     return lost;
   }
-  // Kills `args` at each `every`-th call of each syscall in turn until a run completes,
-  // which `afterRun` follows; `lostAfterKill` counts the secrets lost after each kill.
-  // Returns the kill points tried; adds the secrets lost.
-  int killAtEveryPoint(int every, const std::vector<std::string>& args, const std::string& input,
-                       const std::function<int()>& lostAfterKill, const std::function<void(const ToolResult&)>& afterRun,
-                       int& lost) const {
+  // Kills norvanectl `args` (`newValue` on its input) at each `every`-th call of each
+  // syscall in turn, renames only in the fast subset, until a run completes. After each
+  // kill every secret reads back as before or, for server 0, as `newValue`. Returns the
+  // kill points tried; adds the secrets lost.
+  int killAtEveryPoint(int every, const std::vector<std::string>& args, const std::string& newValue, int& lostAll) const {
+    const char* asan = std::getenv("ASAN_OPTIONS");
     int points = 0;
-    for (const char* syscall : {"rename", "fsync", "openat", "write"}) {
+    for (const std::string syscall : {"rename", "fsync", "openat", "write"}) {
       for (int n = 1;; n += every, ++points) {
-        const ToolResult run = killedAt(syscall, n, args, input);
+        std::vector<std::string> traced{"-f", "-qq", "-o", "/dev/null", "-e", "trace=" + syscall, "-e", "inject=" +
+                                        syscall + ":signal=SIGKILL:when=" + std::to_string(n), NORVANECTL_PATH,
+                                        "--store-root", storeRoot()};
+        traced.insert(traced.end(), args.begin(), args.end());
+        // LeakSanitizer cannot run under ptrace; the sanitizer build runs it elsewhere.
+        const ToolResult run = runTool("/usr/bin/strace", traced, newValue,
+                                       {{"ASAN_OPTIONS", std::string(asan ? asan : "") + ":detect_leaks=0"}});
         if (run.exitCode != -1) {
-          afterRun(run);
+          EXPECT_EQ(0, run.exitCode) << run.err;
+          EXPECT_EQ(0, ctl({"secret", "put", server(0)}, secretText(0)).exitCode);  // the next kills start over
           break;
         }
-        const int lostHere = lostAfterKill();
+        const int lostHere = newValue.empty() ? lost() : std::min(lost(), lost({newValue}));
         EXPECT_EQ(0, lostHere) << "killed at " << syscall << " call " << n;
-        lost += lostHere;
+        lostAll += lostHere;
       }
-      if (!torture()) break;  // the fast subset: renames only
+      if (!torture()) break;
     }
     return points;
   }
@@ -143,6 +130,8 @@ struct Store : HomedInstallation {
 
 }  // namespace
 
+// The store files and their directory are the service account's alone, whatever the
+// umask; a store file with a key is never touched again, an empty one is filled.
 TEST(SecretToolTest, KeysInitCreatesTheStoreFilesOnceAndShowsNoKey) {
   TempInstallation bare;
   EXPECT_EQ("1||norvanectl: no home path is registered; run 'norvanectl set-home DIR' first\n",
@@ -150,11 +139,17 @@ TEST(SecretToolTest, KeysInitCreatesTheStoreFilesOnceAndShowsNoKey) {
   Store store(0, false, "log_level = 255\nlog_cache_mode = 0\n");
   const std::string key = store.bin() + "/key.store", value = store.bin() + "/value.store";
   const std::string wrote = "wrote a new random key into " + key + " and " + value + "\n|";
+  const mode_t saved = umask(0);
   const ToolResult first = store.ctl({"keys", "init"});
+  EXPECT_EQ(0, store.ctl({"secret", "put", store.smtp()}, "{}").exitCode);
+  umask(saved);
   EXPECT_EQ("0|created directory " + store.bin() + "\ncreated " + key + "\ncreated " + value + "\n" + wrote, shown(first));
+  for (const std::string& path : {store.bin(), key, value, store.smtp()}) {
+    struct stat info {};
+    EXPECT_EQ(path == store.bin() ? 0700u : 0600u, stat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 1) << path;
+  }
   const std::string keyText = readFile(key);
   EXPECT_EQ(std::string::npos, (first.out + store.readHomeFile("logs/norvanectl.txt")).find(keyText.substr(0, 8)));
-  // A store file with a key is never touched again; an empty one is filled.
   fs::remove(value);
   EXPECT_EQ("1||norvanectl: " + key + " already holds a key; 'norvanectl rekey' replaces the store files\n",
             store.shownCtl({"keys", "init"}));
@@ -203,8 +198,8 @@ TEST(SecretToolTest, SecretPutAndGet) {
 }
 
 // A re-key that cannot write every file changes nothing: each secret stays under the
-// old key; a missing or garbled file, a second re-key or a secret that is no JSON
-// stops it before the store files change.
+// old key; a second re-key, a missing or garbled file or a secret that is no JSON stops
+// it before the store files change.
 TEST(SecretToolTest, RekeyExitsByItsResultAndFailsWithoutLoss) {
   Store store(2);
   EXPECT_EQ("0| Encrypting Manage Server List Success!\n Encrypting Manage Server List Success!\n Encrypting SMTP "
@@ -223,7 +218,16 @@ TEST(SecretToolTest, RekeyExitsByItsResultAndFailsWithoutLoss) {
   auto held = platform::host().fileSystem().lockFile(store.bin() + "/secrets.lock.rekey", true, reason);
   ASSERT_TRUE(held) << reason;
   EXPECT_EQ("1||norvanectl: another re-key is running; this one changed nothing\n", store.shownCtl({"rekey"}));
+  // One that waits (here for a reader's hold on the store) shows how long it has run on
+  // a terminal, and clears the line before its report.
+  held = platform::host().fileSystem().lockFile(store.bin() + "/secrets.lock", false, reason);
+  ASSERT_TRUE(held) << reason;
+  InteractiveProcess tool(NORVANECTL_PATH, {"--store-root", store.storeRoot(), "rekey"});
+  EXPECT_TRUE(tool.waitFor("\rre-keying: 1 s", 5000)) << tool.output();
   held.reset();
+  ASSERT_EQ(0, tool.finish(30000)) << tool.output();
+  EXPECT_TRUE(tool.waitFor("\r\033[K Encrypting Manage Server List Success!\r\n", 0) &&
+              tool.waitFor("rekey: 3 files re-keyed, 0 failed\r\n", 0)) << tool.output();
   const std::string stopped = "1| Decryption failed for SMTP server. Can not proceed with Rekey. Exit!\n|"
                               "norvanectl: re-keying stopped before the store files were changed; nothing was lost";
   writeFile(store.smtp(), std::string(32, 'g'));
@@ -241,22 +245,18 @@ TEST(SecretToolTest, ARekeyKilledAtAnyFileStepLosesNoSecret) {
   // The fast subset kills at every third rename, commit and roll-forward among them.
   Store store(torture() ? 50 : 2);
   int lost = 0, randomLost = 0;
-  const int points = store.killAtEveryPoint(
-      torture() ? 1 : 3, {"rekey"}, "", [&] { return store.lost(); },
-      [](const ToolResult& run) { EXPECT_EQ(0, run.exitCode) << run.err; }, lost);
+  const int points = store.killAtEveryPoint(torture() ? 1 : 3, {"rekey"}, "", lost);
   EXPECT_LT(0, points);
   figure("re-key kill points tried", points);
   figure("re-key secrets lost", lost);
   std::mt19937 random(42);
   const int runs = torture() ? 30 : 0;
   for (int run = 0; run < runs; ++run) {
-    const std::string pidFile = store.root() + "/pid";
-    std::thread rekey([&] { runTool("/bin/sh", {"-c", "echo $$ > " + pidFile + "; exec " NORVANECTL_PATH
-                                                     " --store-root " + store.storeRoot() + " rekey"}); });
+    const int pid = launch({"/bin/sh", "-c", "exec " NORVANECTL_PATH " --store-root " + store.storeRoot() +
+                                                 " rekey >/dev/null"}, {}, -1, -1, -1, 30);
     std::this_thread::sleep_for(std::chrono::milliseconds(random() % 400));
-    const std::string pid = readFile(pidFile);
-    if (!pid.empty()) ::kill(std::stoi(pid), SIGKILL);
-    rekey.join();
+    ::kill(pid, SIGKILL);
+    waitChild(pid);
     randomLost += store.lost();
   }
   EXPECT_EQ(0, randomLost);
@@ -269,12 +269,7 @@ TEST(SecretToolTest, ARekeyKilledAtAnyFileStepLosesNoSecret) {
 TEST(SecretToolTest, APutKilledAtAnyStepLeavesTheOldOrTheNewValue) {
   Store store(1);
   int lost = 0;
-  const std::string newValue = secretText(0, "-new");
-  const int points = store.killAtEveryPoint(
-      1, {"secret", "put", store.server(0)}, newValue,
-      [&] { return std::min(store.lost({secretText(0)}), store.lost({newValue})); },
-      [&](const ToolResult&) { ASSERT_EQ(0, store.ctl({"secret", "put", store.server(0)}, secretText(0)).exitCode); },
-      lost);
+  const int points = store.killAtEveryPoint(1, {"secret", "put", store.server(0)}, secretText(0, "-new"), lost);
   figure("put kill points tried", points);
   figure("put secrets lost", lost);
 }
@@ -317,40 +312,6 @@ TEST(SecretToolTest, PutsAndGetsDuringARekeyNeverSeeStaleOrHalfWork) {
   EXPECT_EQ(0, valuesLost + getsFailed) << getsFailed << " gets failed";
   figure("race runs", runs);
   figure("race values lost", valuesLost + getsFailed);
-}
-
-// A re-key that waits (here for a reader's hold on the store) shows how long it has
-// run on a terminal, and clears the line before its report.
-TEST(SecretToolTest, RekeyShowsItsProgressOnATerminal) {
-  Store store(1);
-  std::string reason;
-  auto reading = platform::host().fileSystem().lockFile(store.bin() + "/secrets.lock", false, reason);
-  ASSERT_TRUE(reading) << reason;
-  InteractiveProcess tool(NORVANECTL_PATH, {"--store-root", store.storeRoot(), "rekey"});
-  EXPECT_TRUE(tool.waitFor("\rre-keying: 1 s", 5000)) << tool.output();
-  reading.reset();
-  ASSERT_EQ(0, tool.finish(30000)) << tool.output();
-  EXPECT_TRUE(tool.waitFor("\r\033[K Encrypting Manage Server List Success!\r\n", 0) &&
-              tool.waitFor("rekey: 2 files re-keyed, 0 failed\r\n", 0)) << tool.output();
-}
-
-TEST(SecretToolTest, ModesHoldAtUmaskZero) {
-  const mode_t saved = umask(0);
-  Store store(1);
-  TempInstallation fresh;
-  fs::remove(fresh.home() + "/logs");  // set-home makes it
-  const ToolResult setHome = runCtl(NORVANECTL_PATH, fresh.storeRoot(), {"set-home", fresh.home()});
-  umask(saved);
-  std::string modes = modeOf(store.bin()) + " " + modeOf(store.bin() + "/key.store") + " " +
-                      modeOf(store.bin() + "/value.store") + " " + modeOf(store.server(0)) + " " +
-                      modeOf(store.smtp()) + " " + modeOf(fresh.home() + "/logs") + ";";
-  for (const auto& entry : fs::recursive_directory_iterator(fresh.storeRoot())) {
-    modes += " " + entry.path().filename().string() + " " + modeOf(entry.path());
-  }
-  EXPECT_EQ(0, setHome.exitCode) << setHome.err;
-  EXPECT_EQ(0u, modes.find("0700 0600 0600 0600 0600 0755;")) << modes;
-  EXPECT_TRUE(modes.find(" 0777") == std::string::npos && modes.find(" 0666") == std::string::npos) << modes;
-  figure("modes checked", std::count(modes.begin(), modes.end(), ' ') / 2 + 3);
 }
 
 TEST(SecretToolTest, CheckReportsKeyTextAndAnInterruptedRekeyAndItsRecovery) {

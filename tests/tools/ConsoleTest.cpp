@@ -6,33 +6,19 @@
 
 #include <gtest/gtest.h>
 
-#include <launcher/NorvaneCrypto.h>
-#include <launcher/Preferences.h>
-#include <utils/MachineStore.h>
 
 #include <filesystem>
 #include <regex>
-#include <iostream>
 #include <string>
 #include <vector>
 
 #include "json/JsonTestSupport.h"
-#include "support/ChildProcess.h"
 #include "support/InteractiveProcess.h"
 #include "support/TempInstallation.h"
 #include "support/ToolRun.h"
 
 using namespace testsupport;
 namespace fs = std::filesystem;
-
-// The SMTP server file of the installation at args[0], deciphered: "<result>|<resource>".
-NORVANE_CHILD(decipher_smtp_file) {
-  utils::MachineStore::setRoot(args.at(0));
-  std::string path = launcher::Preferences::get_instance()->get_smtp_server_loc(), resource;
-  const int result = launcher::NorvaneCrypto::get_instance()->decrypt_file_to_str(path, resource);
-  std::cout << result << "|" << resource << std::flush;
-  return 0;
-}
 
 namespace {
 
@@ -94,14 +80,13 @@ struct ConsoleHome : HomedInstallation {
   std::vector<std::string> args() const { return {"--store-root", storeRoot(), "console"}; }
   std::string console(const std::string& input) const { return shown(runTool(NORVANECTL_PATH, args(), input)); }
   std::string log() const { return readHomeFile("logs/norvanectl.txt"); }
-  // The one entry the SMTP server file holds, written out, or "failure <result>".
+  // The one entry the SMTP server file holds, deciphered, or the failed run.
   std::string storedServer() const {
-    const std::string deciphered = runChild("decipher_smtp_file", {storeRoot()}).output;
-    const std::size_t bar = deciphered.find('|');
-    if (bar == std::string::npos || deciphered.compare(0, bar, "-1") == 0) return "failure " + deciphered;
-    const json::Object servers = jsontest::read(deciphered.substr(bar + 1));
+    const ToolResult got = runCtl(NORVANECTL_PATH, storeRoot(), {"secret", "get", smtpFile()});
+    if (got.exitCode != 0) return shown(got);
+    const json::Object servers = jsontest::read(got.out);
     const json::Array& values = servers["values"];
-    return values.size() == 1 ? jsontest::write(json::Object(values[0])) : "entries: " + deciphered;
+    return values.size() == 1 ? jsontest::write(json::Object(values[0])) : "entries: " + got.out;
   }
 };
 
@@ -263,6 +248,5 @@ TEST(ConsoleTest, OnATerminalEverythingButThePasswordEchoes) {
   EXPECT_EQ(std::string::npos, screen.find("pw-typed-unseen"));
   EXPECT_NE(std::string::npos, screen.find("Enter the option: 1\r\n"));
   EXPECT_EQ("Enter the option: \r\n", screen.substr(screen.size() - 20)) << screen;
-  EXPECT_NE(std::string::npos, runChild("decipher_smtp_file", {installation.storeRoot()}).output.find(
-                                   "\"password\" : \"pw-typed-unseen\""));
+  EXPECT_NE(std::string::npos, installation.storedServer().find(R"("password" : "pw-typed-unseen")"));
 }

@@ -37,7 +37,8 @@ class ScriptsTest : public ::testing::Test {
 };
 
 TEST_F(ScriptsTest, HelpAndWrongArgumentsDoNothingElse) {
-  for (const std::string script : {"setup", "test", "demo", "fuzz", "bench", "docs", "package", "system-test", "torture"}) {
+  for (const std::string script :
+       {"setup", "test", "demo", "fuzz", "bench", "docs", "package", "system-test", "torture"}) {
     for (const std::string arguments : {"--help", "-h"}) {
       const std::string shown = run(script, arguments);
       EXPECT_EQ(0u, shown.find("0|usage: scripts/" + script)) << shown;

@@ -42,7 +42,8 @@ std::string prompt(const std::string& name, const std::string& current) {
   return "\n\n\t Current - " + name + ": " + current + "\n\t Update - " + name + ": ";
 }
 std::string document(const std::string& actions) {
-  return R"({"alertConfiguration": {"properties": {"actions": [)" + actions + R"(], "threshold": 5}}, "version": "2.1"})";
+  return R"({"alertConfiguration": {"properties": {"actions": [)" + actions +
+         R"(], "threshold": 5}}, "version": "2.1"})";
 }
 
 // An e-mail action with a password login, one of another kind, an e-mail action
@@ -110,9 +111,11 @@ TEST(ConsoleTest, ViewShowsEachEmailActionAndInputOrFailuresEndTheMenu) {
            {"type": "EMAIL", "isActive": true, "port": -25.5, "authentication": {}},
            {"type": "EMAIL", "to": ["x"], "authentication": {"type": "NONE"}, "username": "u"})"), viewed,
        "0|" + kMenu + heading(1, "", 0) + "\n\t\t password: Password of " + heading(2, "", 1) + "\n\t port: -25\n\t "
-       "authentication: " + heading(3, "", 1) + "\n\t to: \n\t\t x\n\t authentication: \n\t\t type: NONE" + kMenu + "|"},
+       "authentication: " + heading(3, "", 1) + "\n\t to: \n\t\t x\n\t authentication: \n\t\t type: NONE" + kMenu +
+       "|"},
       {"options are words", mailer, "1x 0\n\n  4\nabc\n1 3 2\n",
-       "0|" + kMenu + kInvalid + kMenu + kInvalid + kMenu + kInvalid + kMenu + kInvalid + kMenu + kMailerView + kMenu + "|"},
+       "0|" + kMenu + kInvalid + kMenu + kInvalid + kMenu + kInvalid + kMenu + kInvalid + kMenu + kMailerView + kMenu +
+       "|"},
       {"no input", mailer, "", "0|" + kMenu + "|"},
       {"only blanks", mailer, "\n \n", "0|" + kMenu + "|"},
       {"input ends after an option", mailer, "1", "0|" + kMenu + kMailerView + kMenu + "|"},
@@ -161,7 +164,10 @@ TEST(ConsoleTest, ViewShowsEachEmailActionAndInputOrFailuresEndTheMenu) {
 TEST(ConsoleTest, EditsAndWhatTheSmtpServerFileThenHolds) {
   const std::string noUser = R"({"type": "EMAIL", "host": "h", "port": 25, "authentication": {"type": "NONE"}})";
   const std::string kept = "0|" + kMenu + "|", noLogin = R"("authentication": {"type": "NONE"})";
-  const struct { const char* what; std::string first, others, smtp, input, end, changed, stored = "<none>"; } cases[] = {
+  const struct {
+    const char* what;
+    std::string first, others, smtp, input, end, changed, stored = "<none>";
+  } cases[] = {
       {"Enter at every prompt", kMailer, "," + kTrap + "," + kRelay, "<none>", "2 new@example.com\n\n\n\n\n\n\n\n\n3\n",
        "0|" + kMenu + heading(1, "ops mail", 1) + kPressEnter + prompt("sender", "array@example.com") +
        prompt("host", "smtp.example.com") + prompt("port", "587") + "\n\n\t Current - to: \n\t\t a@example.com\n\t\t "
@@ -181,7 +187,8 @@ TEST(ConsoleTest, EditsAndWhatTheSmtpServerFileThenHolds) {
       {"host, port and recipients", kMailer, "," + kTrap, "<none>",
        "2\n\nmx.example.com\n2525x\n c@example.com ; d@example.com;\n\n3\n", kept,
        R"("host": "mx.example.com", "port": 2525, "to": ["c@example.com", "d@example.com", ""])"},
-      {"port and recipients", kMailer, "," + kTrap, "<none>", "2\n\n\n-1\n;\n\n3\n", kept, R"("port": -1, "to": ["", ""])"},
+      {"port and recipients", kMailer, "," + kTrap, "<none>", "2\n\n\n-1\n;\n\n3\n", kept,
+       R"("port": -1, "to": ["", ""])"},
       {"no SMTP server file", kMailer, "", "<none>", "2\n\n\n\n\n2\n\nsecret\n3\n", kept, ""},
       {"garbled SMTP server file", kMailer, "", std::string(20, 'x'), "2\n\n\n\n\n2\n\nsecret\n3\n", kept, ""},
       {"invalid login choice", kRelay, "", "<none>", "2\n\n\n7\n3\n", "0|" + kAuthenticationChoice + "\n\t\t\t\t "
@@ -209,9 +216,11 @@ TEST(ConsoleTest, EditsAndWhatTheSmtpServerFileThenHolds) {
     }
     json::Object expected = jsontest::read(c.first);
     if (c.changed == noLogin) expected.erase(expected.find("username")), expected.erase(expected.find("password"));
-    for (const json::Object::Member& member : jsontest::read("{" + c.changed + "}")) expected[member.name] = member.element;
-    EXPECT_EQ(c.first == noUser ? original : jsontest::write(jsontest::read(document(jsontest::write(expected) + c.others))),
-              readFile(installation.alertFile())) << c.what;
+    for (const json::Object::Member& member : jsontest::read("{" + c.changed + "}")) {
+      expected[member.name] = member.element;
+    }
+    const std::string file = jsontest::write(jsontest::read(document(jsontest::write(expected) + c.others)));
+    EXPECT_EQ(c.first == noUser ? original : file, readFile(installation.alertFile())) << c.what;
     if (c.first == noUser) continue;
     if (c.stored == "<backup>") {
       // The pending password is carried on to the second action, with the file's empty one.

@@ -32,7 +32,9 @@ using namespace testsupport;
 namespace {
 
 struct Installation : HomedInstallation {
-  std::string ctl(const std::vector<std::string>& args) const { return shown(runCtl(NORVANECTL_PATH, storeRoot(), args)); }
+  std::string ctl(const std::vector<std::string>& args) const {
+    return shown(runCtl(NORVANECTL_PATH, storeRoot(), args));
+  }
   // Each row: the tool's arguments, split at spaces ('' an empty one), and the start of
   // its run as "exit|out|err".
   void expectRows(const std::vector<std::pair<std::string, std::string>>& rows) const {
@@ -161,7 +163,8 @@ TEST(NorvanectlPlatformTest, DiskUsageShowsEachPhysicalDiskAndRefusesOthers) {
   }
   EXPECT_EQ(0u, in.ctl({"disk-usage", "Disk"}).find("2||norvanectl: DISK must be a label such as 'Disk 0'\n"));
   EXPECT_EQ(0u, in.ctl({"disk-usage", "Disk 0", "Disk 1"}).find("2||norvanectl: disk-usage takes at most one DISK\n"));
-  EXPECT_TRUE(disks == 0 || std::regex_match(in.ctl({"disk-usage", "Disk 0"}), std::regex("0\\|Disk 0: \\d+ KiB used\n\\|")));
+  EXPECT_TRUE(disks == 0 ||
+              std::regex_match(in.ctl({"disk-usage", "Disk 0"}), std::regex("0\\|Disk 0: \\d+ KiB used\n\\|")));
 }
 
 TEST(NorvanectlPlatformTest, SmtpProbeShowsTheDialogueAndFailsWithTheReason) {
@@ -189,7 +192,8 @@ TEST(NorvanectlPlatformTest, SmtpProbeShowsTheDialogueAndFailsWithTheReason) {
   // The listener's backlog accepts the next connection, and nobody ever speaks.
   in.expectRows({
       {"smtp-probe 127.0.0.1 " + port, "1|connected to 127.0.0.1 port " + port + "\n< (no reply)\n|norvanectl: "
-       "127.0.0.1 port " + port + " accepted the connection but sent no reply (it closed, or stayed silent for 5 seconds)\n"},
+       "127.0.0.1 port " + port + " accepted the connection but sent no reply (it closed, or stayed silent for 5 "
+       "seconds)\n"},
       {"smtp-probe 127.0.0.1 " + closed, "1||norvanectl: cannot connect to 127.0.0.1 port " + closed +
        ": Connection refused\n"},
       {"smtp-probe 127.0.0.1 70000", "2||norvanectl: PORT must be a number from 1 to 65535\n"},
@@ -198,8 +202,9 @@ TEST(NorvanectlPlatformTest, SmtpProbeShowsTheDialogueAndFailsWithTheReason) {
   close(listener);
 }
 
-// The call in 28 columns, the result in 10, then the value; the JSON holds the same facts.
-TEST(NorvanectlPlatformTest, HostShowsEveryFactWithTheCallThatGaveItAsTextAndAsJson) {
+// host: the call in 28 columns, the result in 10, then the value; the JSON holds the
+// same facts.
+TEST(NorvanectlPlatformTest, HostPluginAndEvent) {
   Installation in;
   in.useStore();
   utils::System& system = *utils::System::get_instance();
@@ -208,7 +213,8 @@ TEST(NorvanectlPlatformTest, HostShowsEveryFactWithTheCallThatGaveItAsTextAndAsJ
   EXPECT_TRUE(std::regex_match(text, std::regex("0\\|(get[A-Za-z]+ +(result -?\\d+ +)?[^\n]*\n){10}\\|"))) << text;
   EXPECT_NE(std::string::npos, text.find("\ngetHostName" + std::string(17, ' ') + "result " + result +
                                          std::string(3 - result.size(), ' ') + "'" + name + "'\n")) << text;
-  EXPECT_NE(std::string::npos, text.find("\ngetMACAddress" + std::string(25, ' ') + "'" + system.getMACAddress() + "'\n"));
+  EXPECT_NE(std::string::npos,
+            text.find("\ngetMACAddress" + std::string(25, ' ') + "'" + system.getMACAddress() + "'\n"));
   const std::string json = in.ctl({"host", "--json"});
   ASSERT_EQ("0|{", json.substr(0, 3)) << json;
   writeFile(in.root() + "/host.json", json.substr(2, json.size() - 3));
@@ -216,12 +222,11 @@ TEST(NorvanectlPlatformTest, HostShowsEveryFactWithTheCallThatGaveItAsTextAndAsJ
             commandOutput("python3 -c 'import json,sys; d=json.load(open(sys.argv[1])); print(len(d), "
                           "d[\"getHostName\"][\"result\"], d[\"getHostName\"][\"value\"], d[\"getCpuCoresCount\"])' " +
                           in.root() + "/host.json"));
-}
-
-TEST(NorvanectlPlatformTest, PluginLoadsCallsAndUnloadsOrSaysWhyAndEventAndHostCheckTheirArguments) {
-  Installation in;
-  EXPECT_TRUE(std::regex_match(in.ctl({"plugin", PLUGIN_RECORD_PATH}),
-                               std::regex("0\\|" PLUGIN_RECORD_PATH ": getHelperInstance returned a record at 0x[0-9a-f]+\n\\|")));
+  // A plugin is loaded, called and unloaded, or the tool says why; event and host check
+  // their arguments.
+  EXPECT_TRUE(std::regex_match(in.ctl({"plugin", PLUGIN_RECORD_PATH}), std::regex("0\\|" PLUGIN_RECORD_PATH
+                                                                                  ": getHelperInstance returned a "
+                                                                                  "record at 0x[0-9a-f]+\n\\|")));
   const std::string thrower = PLUGIN_THROWS_PATH, without = PLUGIN_WITHOUT_ENTRY_PATH, none = "/nonexistent/libnone.so";
   const std::string onePath = usage("plugin needs exactly one library PATH", "plugin PATH");
   const std::string event = "event TEXT [--severity N] [--event-id N] [--category-mask N]";
@@ -232,7 +237,8 @@ TEST(NorvanectlPlatformTest, PluginLoadsCallsAndUnloadsOrSaysWhyAndEventAndHostC
       {"plugin", onePath}, {"plugin a.so b.so", onePath}, {"plugin ''", usage("PATH must not be empty", "plugin PATH")},
       {"plugin " + thrower, "1||norvanectl: getHelperInstance of '" + thrower + "' threw: no helper today\n"},
       {"host now", usage("host takes no arguments but --json", "host [--json]")},
-      {"event", usage("event needs exactly one TEXT", event)}, {"event a b", usage("event needs exactly one TEXT", event)},
+      {"event", usage("event needs exactly one TEXT", event)},
+      {"event a b", usage("event needs exactly one TEXT", event)},
       {"event a --severity", usage("--severity needs a number", event)},
       {"event a --event-id x1", usage("--event-id needs a number, not 'x1'", event)},
       {"event a --event-id -5", usage("--event-id must be from 0 to 65535, not '-5'", event)},

@@ -22,14 +22,16 @@ class PamNssTest : public testing::Test {
     if (access((modules + "/pam_matrix.so").c_str(), R_OK) != 0) {
       GTEST_SKIP() << "pam_wrapper is not installed (packages libpam-wrapper, libnss-wrapper)";
     }
-    const std::string matrix = modules + "/pam_matrix.so passdb=" + d + "/passdb\n", shell = "::/nonexistent:/bin/false\n";
+    const std::string matrix = modules + "/pam_matrix.so passdb=" + d + "/passdb\n";
+    const std::string shell = "::/nonexistent:/bin/false\n";
     writeFile(d + "/passwd", "alice:x:1101:1101" + shell + "bob:x:1102:1102" + shell + "carol:x:1103:1103" + shell +
                                  "erin:x:1104:1104" + shell + "alice@corp.test:x:1301:1301" + shell);
     writeFile(d + "/passdb", "alice:alicepw:norvane-local\nbob:bobpw:norvane-local\ncarol:carolpw:norvane-local\n"
                              "erin:erinpw:norvane-local\nalice@corp.test:domainpw:norvane-domain\n"
                              "alice@example.org:pw:norvane-domain\n");
     writeFile(d + "/group", "alice:x:1101:\nbob:x:1102:\ncarol:x:1103:\nerin:x:1104:\nAdministrators:x:1200:alice\n"
-                            "staff:x:1201:bob,carol\nalice@corp.test:x:1301:\nadmins@corp.test:x:1302:alice@corp.test\n");
+                            "staff:x:1201:bob,carol\nalice@corp.test:x:1301:\n"
+                            "admins@corp.test:x:1302:alice@corp.test\n");
     writeFile(d + "/hosts", "127.0.0.1 node1.corp.test node1\n");
     mkdir((d + "/pam.d").c_str(), 0700);
     // carol's account is locked: the account step refuses her after her password passed.

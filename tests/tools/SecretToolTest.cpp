@@ -55,10 +55,6 @@ NORVANE_CHILD(read_secrets) {
 
 bool torture() { return std::getenv("NORVANE_TORTURE") != nullptr; }
 
-void figure(const std::string& what, long value) {
-  if (torture()) std::cout << "figure: " << what << " = " << value << std::endl;
-}
-
 std::string secretText(int i, const std::string& version = "") {
   return R"({"values":[{"password":"pw)" + std::to_string(i) + version + R"("}]})";
 }
@@ -82,7 +78,9 @@ struct Store : HomedInstallation {
   ToolResult ctl(std::vector<std::string> args, const std::string& input = "") const {
     return runCtl(NORVANECTL_PATH, storeRoot(), args, input);
   }
-  std::string shownCtl(std::vector<std::string> args, const std::string& input = "") const { return shown(ctl(args, input)); }
+  std::string shownCtl(std::vector<std::string> args, const std::string& input = "") const {
+    return shown(ctl(args, input));
+  }
   // Secrets that do not read back as `expected` (by default each one's first value),
   // read in one fresh process through the library, as norvanectl reads them.
   int lost(const std::vector<std::string>& expected = {}) const {
@@ -100,7 +98,8 @@ struct Store : HomedInstallation {
   // syscall in turn, renames only in the fast subset, until a run completes. After each
   // kill every secret reads back as before or, for server 0, as `newValue`. Returns the
   // kill points tried; adds the secrets lost.
-  int killAtEveryPoint(int every, const std::vector<std::string>& args, const std::string& newValue, int& lostAll) const {
+  int killAtEveryPoint(int every, const std::vector<std::string>& args, const std::string& newValue,
+                       int& lostAll) const {
     const char* asan = std::getenv("ASAN_OPTIONS");
     int points = 0;
     for (const std::string syscall : {"rename", "fsync", "openat", "write"}) {
@@ -143,7 +142,8 @@ TEST(SecretToolTest, KeysInitCreatesTheStoreFilesOnceAndShowsNoKey) {
   const ToolResult first = store.ctl({"keys", "init"});
   EXPECT_EQ(0, store.ctl({"secret", "put", store.smtp()}, "{}").exitCode);
   umask(saved);
-  EXPECT_EQ("0|created directory " + store.bin() + "\ncreated " + key + "\ncreated " + value + "\n" + wrote, shown(first));
+  EXPECT_EQ("0|created directory " + store.bin() + "\ncreated " + key + "\ncreated " + value + "\n" + wrote,
+            shown(first));
   for (const std::string& path : {store.bin(), key, value, store.smtp()}) {
     struct stat info {};
     EXPECT_EQ(path == store.bin() ? 0700u : 0600u, stat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 1) << path;
@@ -163,7 +163,8 @@ TEST(SecretToolTest, KeysInitCreatesTheStoreFilesOnceAndShowsNoKey) {
 TEST(SecretToolTest, SecretPutAndGet) {
   Store store(1, true, "log_level = 255\nlog_cache_mode = 0\n");
   const std::string bin = store.bin(), mail = bin + "/mail", user0 = store.server(0);
-  EXPECT_EQ("0|stored the secret in " + mail + " (32 bytes)\n|", store.shownCtl({"secret", "put", mail}, "pw with_spaces\n"));
+  EXPECT_EQ("0|stored the secret in " + mail + " (32 bytes)\n|",
+            store.shownCtl({"secret", "put", mail}, "pw with_spaces\n"));
   EXPECT_EQ("0|pw with_spaces\n|", store.shownCtl({"secret", "get", mail}));
   EXPECT_EQ(std::string::npos, store.readHomeFile("logs/norvanectl.txt").find("pw with_spaces"));
   InteractiveProcess terminal(NORVANECTL_PATH, {"--store-root", store.storeRoot(), "secret", "put", mail});
@@ -185,7 +186,8 @@ TEST(SecretToolTest, SecretPutAndGet) {
                       "under other keys\n"},
       {{"get", bin + "/empty"}, "0|\n|norvanectl: " + bin + "/empty is empty: it holds no secret\n"},
       {{"get", bin + "/none"}, "1||norvanectl: deciphering " + bin + "/none failed: No such file or directory\n"},
-      {{"put", bin + "/no/file"}, "1||norvanectl: enciphering into " + bin + "/no/file failed: No such file or directory\n"},
+      {{"put", bin + "/no/file"},
+       "1||norvanectl: enciphering into " + bin + "/no/file failed: No such file or directory\n"},
       {{"get", user0}, "1||norvanectl: deciphering " + user0 + " failed: not a regular file\n"},
       {{"put", user0}, "1||norvanectl: enciphering into " + user0 + " failed: not a regular file\n"},
   };
@@ -210,8 +212,10 @@ TEST(SecretToolTest, RekeyExitsByItsResultAndFailsWithoutLoss) {
                                                                 "functionalities will not work as expected. Exit!\n";
     root ? setImmutable(store.servers(), false) : chmod(store.servers().c_str(), 0755);
     EXPECT_EQ("1|" + failed + failed + " Encrypting SMTP Server List Success!\nrekey: 1 files re-keyed, 2 failed\n|"
-              "norvanectl: not every file could be written: " + (root ? "Operation not permitted" : "Permission denied") +
-              "; every secret stays under the old key and the old store files\n", run);
+              "norvanectl: not every file could be written: " +
+                  (root ? "Operation not permitted" : "Permission denied") +
+                  "; every secret stays under the old key and the old store files\n",
+              run);
     EXPECT_EQ(0, store.lost());
   }
   std::string reason;
@@ -238,19 +242,21 @@ TEST(SecretToolTest, RekeyExitsByItsResultAndFailsWithoutLoss) {
   ASSERT_EQ(0, store.ctl({"secret", "put", store.smtp()}, "{}").exitCode);
   ASSERT_EQ(0, store.ctl({"secret", "put", store.server(0)}, "hunter2 is no JSON").exitCode);
   EXPECT_EQ("1||norvanectl: re-keying stopped: a deciphered file holds no JSON document (the deciphered "
-            "document does not scan at line 1, column 1); the store files were not changed\n", store.shownCtl({"rekey"}));
+            "document does not scan at line 1, column 1); the store files were not changed\n",
+            store.shownCtl({"rekey"}));
 }
 
-TEST(SecretToolTest, ARekeyKilledAtAnyFileStepLosesNoSecret) {
-  // The fast subset kills at every third rename, commit and roll-forward among them.
+// Killed at any file step, a re-key loses no secret, and a put leaves the old or the new
+// value (the fast subset kills the re-key at every third rename, commit and
+// roll-forward among them); puts and gets racing a re-key never see stale or half work.
+TEST(SecretToolTest, KillsAndRacesLoseNothing) {
   Store store(torture() ? 50 : 2);
-  int lost = 0, randomLost = 0;
+  int lost = 0, putLost = 0, randomLost = 0, valuesLost = 0, getsFailed = 0;
   const int points = store.killAtEveryPoint(torture() ? 1 : 3, {"rekey"}, "", lost);
+  const int putPoints = store.killAtEveryPoint(1, {"secret", "put", store.server(0)}, secretText(0, "-new"), putLost);
   EXPECT_LT(0, points);
-  figure("re-key kill points tried", points);
-  figure("re-key secrets lost", lost);
   std::mt19937 random(42);
-  const int runs = torture() ? 30 : 0;
+  const int runs = torture() ? 30 : 0, races = torture() ? 40 : 2;
   for (int run = 0; run < runs; ++run) {
     const int pid = launch({"/bin/sh", "-c", "exec " NORVANECTL_PATH " --store-root " + store.storeRoot() +
                                                  " rekey >/dev/null"}, {}, -1, -1, -1, 30);
@@ -259,19 +265,27 @@ TEST(SecretToolTest, ARekeyKilledAtAnyFileStepLosesNoSecret) {
     waitChild(pid);
     randomLost += store.lost();
   }
-  EXPECT_EQ(0, randomLost);
-  figure("re-key random kills", runs);
-  figure("re-key random kills, secrets lost", randomLost);
-  EXPECT_EQ(0, store.ctl({"rekey"}).exitCode);
-}
-
-// Killed before its rename the put left the old value, after it the new one.
-TEST(SecretToolTest, APutKilledAtAnyStepLeavesTheOldOrTheNewValue) {
-  Store store(1);
-  int lost = 0;
-  const int points = store.killAtEveryPoint(1, {"secret", "put", store.server(0)}, secretText(0, "-new"), lost);
-  figure("put kill points tried", points);
-  figure("put secrets lost", lost);
+  EXPECT_EQ(0, store.ctl({"rekey"}).exitCode) << "after the kills";
+  for (int run = 0; run < races; ++run) {
+    const std::string value = secretText(0, "-" + std::to_string(run));
+    std::thread rekey([&] { store.ctl({"rekey"}); });
+    std::thread reader([&] { getsFailed += store.ctl({"secret", "get", store.server(1)}).exitCode != 0; });
+    std::this_thread::sleep_for(std::chrono::milliseconds(run * 20 % 200));
+    const int put = store.ctl({"secret", "put", store.server(0)}, value).exitCode;
+    rekey.join();
+    reader.join();
+    EXPECT_EQ(0, put);
+    valuesLost += store.lost({value});
+  }
+  EXPECT_EQ(0, randomLost) << "after random kills";
+  EXPECT_EQ(0, valuesLost + getsFailed) << getsFailed << " gets failed in races";
+  const std::pair<const char*, long> figures[] = {
+      {"re-key kill points tried", points}, {"re-key secrets lost", lost}, {"put kill points tried", putPoints},
+      {"put secrets lost", putLost}, {"re-key random kills", runs}, {"re-key random kills, secrets lost", randomLost},
+      {"race runs", races}, {"race values lost", valuesLost + getsFailed}};
+  for (const auto& [what, value] : figures) {
+    if (torture()) std::cout << "figure: " << what << " = " << value << std::endl;
+  }
 }
 
 TEST(SecretToolTest, AFullFileSystemFailsPutAndRekeyWithTheReasonAndLosesNothing) {
@@ -292,26 +306,6 @@ TEST(SecretToolTest, AFullFileSystemFailsPutAndRekeyWithTheReasonAndLosesNothing
             store.shownCtl({"secret", "put", store.server(0)}, std::string(6000, 'x')));
   EXPECT_EQ(1, store.ctl({"rekey"}).exitCode);
   EXPECT_EQ(0, store.lost());
-}
-
-TEST(SecretToolTest, PutsAndGetsDuringARekeyNeverSeeStaleOrHalfWork) {
-  Store store(torture() ? 50 : 2);
-  const int runs = torture() ? 40 : 2;
-  int valuesLost = 0, getsFailed = 0;
-  for (int run = 0; run < runs; ++run) {
-    const std::string value = secretText(0, "-" + std::to_string(run));
-    std::thread rekey([&] { store.ctl({"rekey"}); });
-    std::thread reader([&] { getsFailed += store.ctl({"secret", "get", store.server(1)}).exitCode != 0; });
-    std::this_thread::sleep_for(std::chrono::milliseconds(run * 20 % 200));
-    const int put = store.ctl({"secret", "put", store.server(0)}, value).exitCode;
-    rekey.join();
-    reader.join();
-    EXPECT_EQ(0, put);
-    valuesLost += store.lost({value});
-  }
-  EXPECT_EQ(0, valuesLost + getsFailed) << getsFailed << " gets failed";
-  figure("race runs", runs);
-  figure("race values lost", valuesLost + getsFailed);
 }
 
 TEST(SecretToolTest, CheckReportsKeyTextAndAnInterruptedRekeyAndItsRecovery) {

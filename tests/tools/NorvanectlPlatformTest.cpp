@@ -102,6 +102,7 @@ TEST(NorvanectlPlatformTest, ServiceSaysWhatItDidAndControlSignalsOnlyAServiceFr
   const std::string units = in.root() + "/units", unit = units + "/NorvaneService.service\n|";
   const std::string service = "--unit-dir " + units + " service ";
   std::filesystem::create_directories(units);
+  writeFile(units + "/plain", "");
   int pipes[2];
   ASSERT_EQ(0, pipe(pipes));
   const pid_t stranger = startSignalWitness(pipes[1], false), witness = startSignalWitness(pipes[1], true);
@@ -115,6 +116,11 @@ TEST(NorvanectlPlatformTest, ServiceSaysWhatItDidAndControlSignalsOnlyAServiceFr
       {service + "install /nonexistent/server",
        "1||norvanectl: cannot use PROGRAM '/nonexistent/server': No such file or directory\n"},
       {service + "install " + units, "1||norvanectl: cannot use PROGRAM '" + units + "': Is a directory\n"},
+      {service + "install " + units + "/plain",
+       "1||norvanectl: cannot use PROGRAM '" + units + "/plain': Permission denied\n"},
+      {service + "install /dev/null", "1||norvanectl: cannot use PROGRAM '/dev/null': not a regular file\n"},
+      {service + "install ''", "2||norvanectl: service install needs the server PROGRAM\n"},
+      {service + "status now", "2||norvanectl: service status takes no further arguments\n"},
       {service + "install /bin/true", "0|NorvaneService installed and enabled: " + unit},
       {service + "install /bin/false", "0|NorvaneService is already installed: " + units + "/NorvaneService.service "
                                        "(left as it is)\n|"},
@@ -129,6 +135,9 @@ TEST(NorvanectlPlatformTest, ServiceSaysWhatItDidAndControlSignalsOnlyAServiceFr
       {"service control x 1", "2||norvanectl: CODE must be a number from 0 to 4294967295\n"},
       {"service control 1", "2||norvanectl: service control needs CODE and PID\n"},
       {"service control 1 0", "2||norvanectl: PID must be a process id\n"},
+      {"service control 1 x", "2||norvanectl: PID must be a process id\n"},
+      {"service control -1 1", "2||norvanectl: CODE must be a number from 0 to 4294967295\n"},
+      {"service control 4294967296 1", "2||norvanectl: CODE must be a number from 0 to 4294967295\n"},
       {"--unit-dir", "2||norvanectl: --unit-dir needs a directory\n"},
       {"service control 4 " + other, "1||norvanectl: process " + other + " is not a program built on the service "
                                      "framework (it does not map libnorvane)\n"},
@@ -157,7 +166,8 @@ TEST(NorvanectlPlatformTest, DiskUsageShowsEachPhysicalDiskAndRefusesOthers) {
   for (std::size_t disk = 0; disk < disks; ++disk) numbered += "Disk " + std::to_string(disk) + ": N KiB used\n";
   EXPECT_EQ(numbered + "|", std::regex_replace(all, std::regex(": \\d+ KiB"), ": N KiB")) << all;
   const std::string known = disks == 0 ? "none" : disks == 1 ? "Disk 0" : "Disk 0 to Disk " + std::to_string(disks - 1);
-  for (const std::string& label : {"Disk " + std::to_string(disks), std::string("Disk abc"), std::string("Disk -1")}) {
+  for (const std::string& label : {"Disk " + std::to_string(disks), std::string("Disk abc"), std::string("Disk -1"),
+                                    std::string("Disk 1234567890")}) {
     EXPECT_EQ("1||norvanectl: no disk '" + label + "' on this machine (its physical disks: " + known + ")\n",
               in.ctl({"disk-usage", label}));
   }
@@ -176,7 +186,9 @@ TEST(NorvanectlPlatformTest, SmtpProbeShowsTheDialogueAndFailsWithTheReason) {
   std::thread server([&] {
     const int peer = accept(listener, nullptr, nullptr);
     char line[256];
-    for (const std::string answer : {"220 mail.test ESMTP\r\n", "250-mail.test\r\n250 SIZE 1000\r\n", "221 bye\r\n"}) {
+    // A greeting of two lines sent apart; the last reply without its line end.
+    for (const std::string answer :
+         {"220-mail.test\r\n", "220 ESMTP\r\n", "250-mail.test\r\n250 SIZE 1000\r\n", "221"}) {
       const ssize_t got = answer.rfind("220", 0) == 0 ? 0 : recv(peer, line, sizeof line, 0);  // the greeting first
       if (got > 0) commands.append(line, static_cast<std::size_t>(got));
       send(peer, answer.data(), answer.size(), MSG_NOSIGNAL);
@@ -186,7 +198,7 @@ TEST(NorvanectlPlatformTest, SmtpProbeShowsTheDialogueAndFailsWithTheReason) {
   const std::string probe = in.ctl({"smtp-probe", "127.0.0.1", port});
   server.join();
   EXPECT_EQ("0|connected to 127.0.0.1 port " + port +
-                "\n< 220 mail.test ESMTP\n> EHLO norvanectl\n< 250-mail.test\n< 250 SIZE 1000\n> QUIT\n< 221 bye\n|",
+                "\n< 220-mail.test\n< 220 ESMTP\n> EHLO norvanectl\n< 250-mail.test\n< 250 SIZE 1000\n> QUIT\n< 221\n|",
             probe);
   EXPECT_EQ("EHLO norvanectl\r\nQUIT\r\n", commands);
   // The listener's backlog accepts the next connection, and nobody ever speaks.
@@ -198,6 +210,10 @@ TEST(NorvanectlPlatformTest, SmtpProbeShowsTheDialogueAndFailsWithTheReason) {
        ": Connection refused\n"},
       {"smtp-probe 127.0.0.1 70000", "2||norvanectl: PORT must be a number from 1 to 65535\n"},
       {"smtp-probe", "2||norvanectl: smtp-probe needs HOST and an optional PORT\n"},
+      {"smtp-probe h 25 x", "2||norvanectl: smtp-probe needs HOST and an optional PORT\n"},
+      {"smtp-probe h 0", "2||norvanectl: PORT must be a number from 1 to 65535\n"},
+      {"smtp-probe h 25x", "2||norvanectl: PORT must be a number from 1 to 65535\n"},
+      {"smtp-probe h ''", "2||norvanectl: PORT must be a number from 1 to 65535\n"},
   });
   close(listener);
 }
@@ -246,6 +262,8 @@ TEST(NorvanectlPlatformTest, HostPluginAndEvent) {
       {"event a --category-mask 99999999999999999999",
        usage("--category-mask needs a number, not '99999999999999999999'", event)},
       {"event a --colour red", usage("unknown option '--colour'", event)},
+      {"event a --severity ''", usage("--severity needs a number, not ''", event)},
+      {"event -x - --severity", usage("--severity needs a number", event)},
   });
 }
 

@@ -133,9 +133,18 @@ struct Store : HomedInstallation {
 // umask; a store file with a key is never touched again, an empty one is filled.
 TEST(SecretToolTest, KeysInitCreatesTheStoreFilesOnceAndShowsNoKey) {
   TempInstallation bare;
-  EXPECT_EQ("1||norvanectl: no home path is registered; run 'norvanectl set-home DIR' first\n",
-            shown(runCtl(NORVANECTL_PATH, bare.storeRoot(), {"keys", "init"})));
+  for (const std::vector<std::string>& args : {std::vector<std::string>{"keys", "init"}, {"secret", "get", "x"},
+                                               {"secret", "put", "x"}, {"rekey"}}) {
+    EXPECT_EQ("1||norvanectl: no home path is registered; run 'norvanectl set-home DIR' first\n",
+              shown(runCtl(NORVANECTL_PATH, bare.storeRoot(), args))) << args[0];
+  }
   Store store(0, false, "log_level = 255\nlog_cache_mode = 0\n");
+  writeFile(store.bin(), "");
+  EXPECT_EQ("1||norvanectl: cannot create " + store.bin() + "/key.store\n", store.shownCtl({"keys", "init"}));
+  fs::remove(store.bin());
+  fs::create_symlink("nowhere", store.bin());
+  EXPECT_EQ("1||norvanectl: cannot create " + store.bin() + ": File exists\n", store.shownCtl({"keys", "init"}));
+  fs::remove(store.bin());
   const std::string key = store.bin() + "/key.store", value = store.bin() + "/value.store";
   const std::string wrote = "wrote a new random key into " + key + " and " + value + "\n|";
   const mode_t saved = umask(0);
@@ -164,7 +173,7 @@ TEST(SecretToolTest, SecretPutAndGet) {
   Store store(1, true, "log_level = 255\nlog_cache_mode = 0\n");
   const std::string bin = store.bin(), mail = bin + "/mail", user0 = store.server(0);
   EXPECT_EQ("0|stored the secret in " + mail + " (32 bytes)\n|",
-            store.shownCtl({"secret", "put", mail}, "pw with_spaces\n"));
+            store.shownCtl({"secret", "put", mail}, "pw with_spaces\r\n"));
   EXPECT_EQ("0|pw with_spaces\n|", store.shownCtl({"secret", "get", mail}));
   EXPECT_EQ(std::string::npos, store.readHomeFile("logs/norvanectl.txt").find("pw with_spaces"));
   InteractiveProcess terminal(NORVANECTL_PATH, {"--store-root", store.storeRoot(), "secret", "put", mail});
@@ -173,6 +182,11 @@ TEST(SecretToolTest, SecretPutAndGet) {
   EXPECT_EQ(0, terminal.finish());
   EXPECT_EQ("Secret: \r\nstored the secret in " + mail + " (32 bytes)\r\n", terminal.output());
   EXPECT_EQ("0|hunter2\n|", store.shownCtl({"secret", "get", mail}));
+  InteractiveProcess nothing(NORVANECTL_PATH, {"--store-root", store.storeRoot(), "secret", "put", mail});
+  ASSERT_TRUE(nothing.waitFor("Secret: "));
+  nothing.endInput();
+  EXPECT_EQ(1, nothing.finish());
+  EXPECT_EQ("Secret: norvanectl: no secret given on standard input\r\n", nothing.output());
   // A flipped bit in the second block alters the third block's text but not its padding.
   ASSERT_EQ(0, store.ctl({"secret", "put", mail}, std::string(40, 'a')).exitCode);
   std::string cipher = readFile(mail);
@@ -324,8 +338,13 @@ TEST(SecretToolTest, CheckReportsKeyTextAndAnInterruptedRekeyAndItsRecovery) {
   expectCheck(-1, "ok       re-key: an interrupted re-key was recovered: undid a re-key that had not committed: "
                   "every secret stays under the old key\n");
   EXPECT_FALSE(fs::exists(store.servers() + "/.user0.rekey-new"));
-  writeFile(store.servers() + "/zz-garbled", std::string(32, 'g'));
-  expectCheck(1, "PROBLEM  secrets: these stored secrets do not decipher: zz-garbled\n");
+  // Only regular files that hold something count; hidden ones are the store's own.
+  for (const char* name : {"zz-garbled", "zz-other", ".hidden"}) {
+    writeFile(store.servers() + "/" + name, std::string(32, 'g'));
+  }
+  writeFile(store.servers() + "/empty", "");
+  fs::create_directory(store.servers() + "/sub");
+  expectCheck(1, "PROBLEM  secrets: these stored secrets do not decipher: zz-garbled, zz-other\n");
   writeFile(store.bin() + "/key.store", "not a key at all, but long enough!!!");
   expectCheck(1, "PROBLEM  key store: " + store.bin() + "/key.store is not the UUID text that ");
 }

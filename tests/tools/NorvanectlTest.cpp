@@ -161,6 +161,10 @@ TEST(NorvanectlTest, UsageErrorsExitWithTwo) {
       {{"generate-config", "/conf/../../x"}, "the path /conf/../../x leaves the home directory\n"},
   };
   for (const auto& c : cases) EXPECT_EQ(0u, run(c.args).find("2||norvanectl: " + c.message)) << c.message;
+  // What follows the message: the command's usage, or the overview's, and where to read on.
+  EXPECT_EQ("2||norvanectl: console takes no arguments\nusage: norvanectl [--store-root DIR] console\n"
+            "Try 'norvanectl console --help'.\n", run({"console", "now"}));
+  EXPECT_EQ("2||norvanectl: unknown command 'frob'\nTry 'norvanectl --help'.\n", run({"frob"}));
 }
 
 // The home is stored and its log directory made; an installation that cannot log is

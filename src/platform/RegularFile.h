@@ -2,6 +2,8 @@
 // special file in their place must neither hang the caller nor be taken as content.
 #pragma once
 
+#include <NorvaneExport.h>
+
 #include <cstdio>
 #include <string>
 
@@ -10,7 +12,8 @@ namespace platform {
 // Reads the whole of `path` into `text` when it is a regular file. False, with errno
 // set, when it cannot be opened or is no regular file: a FIFO, a device or a
 // directory is refused at once (ENODEV, or EISDIR for a directory), never waited on.
-bool readRegularFile(const std::string& path, std::string& text);
+// Exported for norvanectl, which reads the configuration file as the library does.
+NORVANE_API bool readRegularFile(const std::string& path, std::string& text);
 
 // Whether `path` can be written: created with `mode` when missing (an existing file
 // is left as it is). False, with errno set, when the OS refuses or `path` is no

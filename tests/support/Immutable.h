@@ -14,12 +14,11 @@ namespace testsupport {
 // Sets or clears the flag; false where the file system has no such flag.
 inline bool setImmutable(const std::string& path, bool on) {
   const int fd = open(path.c_str(), O_RDONLY);
-  if (fd < 0) return false;
   int flags = 0;
-  bool done = ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0;
+  bool done = fd >= 0 && ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0;
   flags = on ? (flags | FS_IMMUTABLE_FL) : (flags & ~FS_IMMUTABLE_FL);
   done = done && ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0;
-  close(fd);
+  if (fd >= 0) close(fd);
   return done;
 }
 

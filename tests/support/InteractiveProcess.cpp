@@ -17,18 +17,6 @@
 namespace testsupport {
 namespace {
 
-// A program that outlives every wait of its test is ended by the kernel anyway.
-const unsigned kLifetimeLimitSeconds = 60;
-
-[[noreturn]] void execute(const std::string& program, const std::vector<std::string>& args) {
-  std::vector<char*> argv{const_cast<char*>(program.c_str())};
-  for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
-  argv.push_back(nullptr);
-  alarm(kLifetimeLimitSeconds);
-  execv(program.c_str(), argv.data());
-  _exit(127);
-}
-
 int millisecondsLeft(std::chrono::steady_clock::time_point deadline) {
   const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
   return left.count() > 0 ? static_cast<int>(left.count()) : 0;
@@ -36,31 +24,15 @@ int millisecondsLeft(std::chrono::steady_clock::time_point deadline) {
 
 }  // namespace
 
-InteractiveProcess::InteractiveProcess(const std::string& program, const std::vector<std::string>& args,
-                                       Channel channel)
-    : m_terminal(channel == kPseudoTerminal) {
-  if (m_terminal) {
-    int master = -1;
-    m_pid = forkpty(&master, nullptr, nullptr, nullptr);
-    if (m_pid < 0) throw std::runtime_error("forkpty failed");
-    if (m_pid == 0) execute(program, args);
-    m_input = m_outputFd = master;
-    return;
-  }
-  int in[2], out[2];
-  if (pipe2(in, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
-  if (pipe2(out, O_CLOEXEC) != 0) {
-    close(in[0]);
-    close(in[1]);
-    throw std::runtime_error("pipe failed");
-  }
+InteractiveProcess::InteractiveProcess(const std::string& program, const std::vector<std::string>& args) {
+  int slave = -1;
+  if (openpty(&m_terminal, &slave, nullptr, nullptr, nullptr) != 0) throw std::runtime_error("openpty failed");
+  fcntl(m_terminal, F_SETFD, FD_CLOEXEC);
+  fcntl(slave, F_SETFD, FD_CLOEXEC);
   std::vector<std::string> argv{program};
   argv.insert(argv.end(), args.begin(), args.end());
-  m_pid = launch(argv, {}, in[0], out[1], out[1], kLifetimeLimitSeconds);
-  close(in[0]);
-  close(out[1]);
-  m_input = in[1];
-  m_outputFd = out[0];
+  m_pid = launch(argv, {}, slave, slave, slave, 60);  // a program outliving every wait is ended anyway
+  close(slave);
 }
 
 InteractiveProcess::~InteractiveProcess() {
@@ -68,15 +40,14 @@ InteractiveProcess::~InteractiveProcess() {
     kill(m_pid, SIGKILL);
     while (waitpid(m_pid, nullptr, 0) < 0 && errno == EINTR) continue;
   }
-  if (m_input >= 0 && m_input != m_outputFd) close(m_input);
-  if (m_outputFd >= 0) close(m_outputFd);
+  close(m_terminal);
 }
 
 bool InteractiveProcess::readSome(int timeoutMs) {
-  pollfd ready{m_outputFd, POLLIN, 0};
+  pollfd ready{m_terminal, POLLIN, 0};
   if (poll(&ready, 1, timeoutMs) <= 0) return true;  // nothing yet
   char buffer[4096];
-  const ssize_t got = read(m_outputFd, buffer, sizeof buffer);
+  const ssize_t got = read(m_terminal, buffer, sizeof buffer);
   // A terminal whose last slave is closed reads as EIO rather than end of file.
   if (got <= 0) return got < 0 && errno == EINTR;
   m_output.append(buffer, static_cast<std::size_t>(got));
@@ -85,36 +56,26 @@ bool InteractiveProcess::readSome(int timeoutMs) {
 
 bool InteractiveProcess::waitFor(const std::string& text, int timeoutMs) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-  for (;;) {
-    const std::string::size_type at = m_output.find(text, m_found);
-    if (at != std::string::npos) {
-      m_found = at + text.size();
-      return true;
-    }
-    const int left = millisecondsLeft(deadline);
-    if (left == 0 || !readSome(left)) return false;
+  std::string::size_type at;
+  while ((at = m_output.find(text, m_found)) == std::string::npos) {
+    if (millisecondsLeft(deadline) == 0 || !readSome(millisecondsLeft(deadline))) return false;
   }
+  m_found = at + text.size();
+  return true;
 }
 
 void InteractiveProcess::send(const std::string& text) {
-  std::size_t done = 0;
-  while (done < text.size()) {
-    const ssize_t put = write(m_input, text.data() + done, text.size() - done);
-    if (put < 0 && errno == EINTR) continue;
-    if (put <= 0) throw std::runtime_error("the program does not take input any more");
-    done += static_cast<std::size_t>(put);
+  for (std::size_t done = 0; done < text.size();) {
+    const ssize_t put = write(m_terminal, text.data() + done, text.size() - done);
+    if (put <= 0 && errno != EINTR) throw std::runtime_error("the program does not take input any more");
+    done += put > 0 ? static_cast<std::size_t>(put) : 0;
   }
 }
 
 void InteractiveProcess::endInput() {
-  if (m_terminal) {
-    termios settings{};
-    tcgetattr(m_input, &settings);
-    send(std::string(1, static_cast<char>(settings.c_cc[VEOF])));
-  } else if (m_input >= 0) {
-    close(m_input);
-    m_input = -1;
-  }
+  termios settings{};
+  tcgetattr(m_terminal, &settings);
+  send(std::string(1, static_cast<char>(settings.c_cc[VEOF])));
 }
 
 int InteractiveProcess::finish(int timeoutMs) {

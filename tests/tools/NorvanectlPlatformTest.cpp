@@ -1,42 +1,54 @@
-// norvanectl service, disk-usage and smtp-probe: what the tool adds to the library
-// (its texts, exit codes, argument checks and the control signals it sends itself),
-// against a unit directory of the test's and a scripted mail server on loopback.
+// norvanectl service, disk-usage, smtp-probe, host, plugin and event against the real
+// platform: what the tool adds to the library (its texts, exit codes, argument checks
+// and the control signals it sends itself), with a unit directory of the test's, a
+// scripted mail server on loopback and, for event, a system logger in a mount
+// namespace of the test's (root only).
 #include <dlfcn.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include <utils/System.h>
+
 #include <filesystem>
+#include <iostream>
 #include <regex>
 #include <sstream>
 #include <thread>
 
+#include "integration/NamespaceSupport.h"
+#include "support/ChildProcess.h"
 #include "support/Loopback.h"
 #include "support/TempInstallation.h"
 #include "support/ToolRun.h"
 
+using namespace testsupport;
+
 namespace {
 
-struct Installation : testsupport::HomedInstallation {
+struct Installation : HomedInstallation {
   std::string ctl(const std::vector<std::string>& args) const {
-    return testsupport::shown(testsupport::runCtl(NORVANECTL_PATH, storeRoot(), args));
+    return shown(runCtl(NORVANECTL_PATH, storeRoot(), args));
   }
-  // Each row: the tool's arguments, split at spaces, with {U} for `unitDir`; its run as
-  // "exit|out|err" (only the start of it for usage errors), with {U} too.
-  void expectRows(const std::vector<std::pair<std::string, std::string>>& rows, const std::string& unitDir = "") const {
-    const auto expand = [&](const std::string& t) { return std::regex_replace(t, std::regex("\\{U\\}"), unitDir); };
+  // Each row: the tool's arguments, split at spaces ('' an empty one), and the start of
+  // its run as "exit|out|err".
+  void expectRows(const std::vector<std::pair<std::string, std::string>>& rows) const {
     for (const auto& [args, run] : rows) {
       std::vector<std::string> words;
-      std::istringstream split(expand(args));
-      for (std::string word; split >> word;) words.push_back(word);
-      EXPECT_EQ(expand(run), ctl(words).substr(0, expand(run).size())) << args;
+      std::istringstream split(args);
+      for (std::string word; split >> word;) words.push_back(word == "''" ? "" : word);
+      EXPECT_EQ(run, ctl(words).substr(0, run.size())) << args;
     }
   }
 };
+
+// A usage error's first line; the usage lines after it are checked once elsewhere.
+std::string usage(const std::string& message) { return "2||norvanectl: " + message + "\n"; }
 
 // A child that reports the first three control signals it gets as "signal:value ",
 // with the library mapped when asked, as a service built on it has.
@@ -60,49 +72,71 @@ pid_t startSignalWitness(int reportPipe, bool mapLibrary) {
   _exit(0);
 }
 
+// Runs norvanectl (args: the tool's arguments) in an empty /dev of its own, with a
+// system logger at /dev/log when the first argument is "listen". Prints the run and
+// how many records the logger got.
+NORVANE_CHILD(event_in_own_dev) {
+  if (!nstest::enterPrivateMounts() || !nstest::useEmptyDev()) return nstest::kNoNamespaces;
+  int logger = -1;
+  if (args.at(0) == "listen") {
+    logger = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    sockaddr_un address{AF_UNIX, "/dev/log"};
+    if (bind(logger, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) return 3;
+  }
+  std::cout << shown(runTool(NORVANECTL_PATH, {args.begin() + 1, args.end()}));
+  char record[4096];
+  int records = 0;
+  while (logger >= 0 && recv(logger, record, sizeof record, 0) > 0) ++records;
+  std::cout << "|records " << records;
+  return 0;
+}
+
 }  // namespace
 
-TEST(NorvanectlServiceTest, InstallStatusAndUninstallSayWhatTheyDid) {
-  Installation installation;
-  const std::string units = installation.root() + "/units";
+// Codes 1 to 5 are the service's own signals, others a queued SIGRTMIN carrying the
+// code; only a process that maps the library gets any.
+TEST(NorvanectlPlatformTest, ServiceSaysWhatItDidAndControlSignalsOnlyAServiceFrameworkProgram) {
+  Installation in;
+  const std::string units = in.root() + "/units", unit = units + "/NorvaneService.service\n|";
+  const std::string service = "--unit-dir " + units + " service ";
   std::filesystem::create_directories(units);
-  const std::string unit = "{U}/NorvaneService.service\n|", service = "--unit-dir {U} service ";
-  installation.expectRows({
+  writeFile(units + "/plain", "");
+  int pipes[2];
+  ASSERT_EQ(0, pipe(pipes));
+  const pid_t stranger = startSignalWitness(pipes[1], false), witness = startSignalWitness(pipes[1], true);
+  close(pipes[1]);  // a child that dies early ends the reads below
+  char seen[128] = {};
+  ASSERT_EQ(2, read(pipes[0], seen, 1) + read(pipes[0], seen, 1));
+  const std::string pid = std::to_string(witness), other = std::to_string(stranger);
+  in.expectRows({
       {service + "status", "0|NorvaneService is not installed: " + unit},
       {service + "install relative/server", "2||norvanectl: PROGRAM must be an absolute path, not 'relative/server'\n"},
       {service + "install /nonexistent/server",
        "1||norvanectl: cannot use PROGRAM '/nonexistent/server': No such file or directory\n"},
-      {service + "install {U}", "1||norvanectl: cannot use PROGRAM '{U}': Is a directory\n"},
+      {service + "install " + units, "1||norvanectl: cannot use PROGRAM '" + units + "': Is a directory\n"},
+      {service + "install " + units + "/plain",
+       "1||norvanectl: cannot use PROGRAM '" + units + "/plain': Permission denied\n"},
+      {service + "install /dev/null", "1||norvanectl: cannot use PROGRAM '/dev/null': not a regular file\n"},
+      {service + "install ''", "2||norvanectl: service install needs the server PROGRAM\n"},
+      {service + "status now", "2||norvanectl: service status takes no further arguments\n"},
       {service + "install /bin/true", "0|NorvaneService installed and enabled: " + unit},
-      {service + "install /bin/false",
-       "0|NorvaneService is already installed: {U}/NorvaneService.service (left as it is)\n|"},
+      {service + "install /bin/false", "0|NorvaneService is already installed: " + units + "/NorvaneService.service "
+                                       "(left as it is)\n|"},
       {service + "status", "0|NorvaneService is installed: " + unit},
       {service + "uninstall", "0|NorvaneService disabled and removed: " + unit},
       {service + "uninstall", "0|NorvaneService is not installed: nothing to remove\n|"},
-      {"--unit-dir {U}/missing service install /bin/true",
-       "1||norvanectl: cannot install {U}/missing/NorvaneService.service: No such file or directory\n"},
-      {"--unit-dir {U} service", "2||norvanectl: service needs install, uninstall, status or control\n"},
-      {service + "install", "2||norvanectl: service install needs the server PROGRAM\n"},
-      {service + "start", "2||norvanectl: unknown service action 'start'\n"},
-      {service + "control x 1", "2||norvanectl: CODE must be a number from 0 to 4294967295\n"},
-      {service + "control 1", "2||norvanectl: service control needs CODE and PID\n"},
-      {service + "control 1 0", "2||norvanectl: PID must be a process id\n"},
+      {"--unit-dir " + units + "/missing service install /bin/true",
+       "1||norvanectl: cannot install " + units + "/missing/NorvaneService.service: No such file or directory\n"},
+      {"service", "2||norvanectl: service needs install, uninstall, status or control\n"},
+      {"service install", "2||norvanectl: service install needs the server PROGRAM\n"},
+      {"service start", "2||norvanectl: unknown service action 'start'\n"},
+      {"service control x 1", "2||norvanectl: CODE must be a number from 0 to 4294967295\n"},
+      {"service control 1", "2||norvanectl: service control needs CODE and PID\n"},
+      {"service control 1 0", "2||norvanectl: PID must be a process id\n"},
+      {"service control 1 x", "2||norvanectl: PID must be a process id\n"},
+      {"service control -1 1", "2||norvanectl: CODE must be a number from 0 to 4294967295\n"},
+      {"service control 4294967296 1", "2||norvanectl: CODE must be a number from 0 to 4294967295\n"},
       {"--unit-dir", "2||norvanectl: --unit-dir needs a directory\n"},
-  }, units);
-}
-
-// Codes 1 to 5 are the service's own signals, others a queued SIGRTMIN carrying the
-// code; only a process that maps the library gets any.
-TEST(NorvanectlServiceTest, ControlSignalsOnlyAProgramBuiltOnTheServiceFramework) {
-  Installation installation;
-  int pipes[2];
-  ASSERT_EQ(0, pipe(pipes));
-  const pid_t stranger = startSignalWitness(pipes[1], false), service = startSignalWitness(pipes[1], true);
-  close(pipes[1]);  // a child that dies early ends the reads below
-  char seen[128] = {};
-  ASSERT_EQ(2, read(pipes[0], seen, 1) + read(pipes[0], seen, 1));
-  const std::string pid = std::to_string(service), other = std::to_string(stranger);
-  installation.expectRows({
       {"service control 4 " + other, "1||norvanectl: process " + other + " is not a program built on the service "
                                      "framework (it does not map libnorvane)\n"},
       {"service control 4 999999999", "1||norvanectl: cannot examine process 999999999: No such file or directory\n"},
@@ -111,7 +145,7 @@ TEST(NorvanectlServiceTest, ControlSignalsOnlyAProgramBuiltOnTheServiceFramework
       {"service control 1 " + pid, "0|control code 1 sent to process " + pid + "\n|"},
   });
   int status = -1;
-  waitpid(service, &status, 0);
+  waitpid(witness, &status, 0);
   kill(stranger, SIGKILL);
   waitpid(stranger, nullptr, 0);
   EXPECT_EQ(0, status);
@@ -122,7 +156,7 @@ TEST(NorvanectlServiceTest, ControlSignalsOnlyAProgramBuiltOnTheServiceFramework
 }
 
 // Disks are numbered from 0 in order; the figure moves with every file written meanwhile.
-TEST(NorvanectlDiskTest, DiskUsageShowsEachPhysicalDiskAndRefusesOthers) {
+TEST(NorvanectlPlatformTest, DiskUsageShowsEachPhysicalDiskAndRefusesOthers) {
   Installation in;
   const std::string all = in.ctl({"disk-usage"});
   const std::size_t disks = std::count(all.begin(), all.end(), '\n');
@@ -130,48 +164,114 @@ TEST(NorvanectlDiskTest, DiskUsageShowsEachPhysicalDiskAndRefusesOthers) {
   for (std::size_t disk = 0; disk < disks; ++disk) numbered += "Disk " + std::to_string(disk) + ": N KiB used\n";
   EXPECT_EQ(numbered + "|", std::regex_replace(all, std::regex(": \\d+ KiB"), ": N KiB")) << all;
   const std::string known = disks == 0 ? "none" : disks == 1 ? "Disk 0" : "Disk 0 to Disk " + std::to_string(disks - 1);
-  EXPECT_EQ(0u, in.ctl({"disk-usage", "Disk"}).find("2||norvanectl: DISK must be a label such as 'Disk 0'\n"));
-  for (const std::string& label : {"Disk " + std::to_string(disks), std::string("Disk abc"), std::string("Disk -1")}) {
+  for (const std::string& label : {"Disk " + std::to_string(disks), std::string("Disk abc"), std::string("Disk -1"),
+                                    std::string("Disk 1234567890")}) {
     EXPECT_EQ("1||norvanectl: no disk '" + label + "' on this machine (its physical disks: " + known + ")\n",
               in.ctl({"disk-usage", label}));
   }
-  if (disks > 0) {
-    EXPECT_TRUE(std::regex_match(in.ctl({"disk-usage", "Disk 0"}), std::regex("0\\|Disk 0: \\d+ KiB used\n\\|")));
-  }
+  EXPECT_EQ(0u, in.ctl({"disk-usage", "Disk"}).find("2||norvanectl: DISK must be a label such as 'Disk 0'\n"));
+  EXPECT_EQ(0u, in.ctl({"disk-usage", "Disk 0", "Disk 1"}).find("2||norvanectl: disk-usage takes at most one DISK\n"));
+  EXPECT_TRUE(disks == 0 ||
+              std::regex_match(in.ctl({"disk-usage", "Disk 0"}), std::regex("0\\|Disk 0: \\d+ KiB used\n\\|")));
 }
 
-TEST(NorvanectlSmtpTest, SmtpProbeShowsTheDialogueAndFailsWithTheReason) {
-  Installation installation;
+TEST(NorvanectlPlatformTest, SmtpProbeShowsTheDialogueAndFailsWithTheReason) {
+  Installation in;
   int portNumber = 0;
-  const int listener = testsupport::listenOnLoopback(portNumber);
-  const std::string port = std::to_string(portNumber);
+  const int listener = listenOnLoopback(portNumber);
+  const std::string port = std::to_string(portNumber), closed = std::to_string(freeLoopbackPort());
   std::string commands;
   std::thread server([&] {
     const int peer = accept(listener, nullptr, nullptr);
     char line[256];
-    for (const std::string answer : {"220 mail.test ESMTP\r\n", "250-mail.test\r\n250 SIZE 1000\r\n", "221 bye\r\n"}) {
+    // A greeting of two lines sent apart; the last reply without its line end.
+    for (const std::string answer :
+         {"220-mail.test\r\n", "220 ESMTP\r\n", "250-mail.test\r\n250 SIZE 1000\r\n", "221"}) {
       const ssize_t got = answer.rfind("220", 0) == 0 ? 0 : recv(peer, line, sizeof line, 0);  // the greeting first
       if (got > 0) commands.append(line, static_cast<std::size_t>(got));
       send(peer, answer.data(), answer.size(), MSG_NOSIGNAL);
     }
     close(peer);
   });
-  const std::string probe = installation.ctl({"smtp-probe", "127.0.0.1", port});
+  const std::string probe = in.ctl({"smtp-probe", "127.0.0.1", port});
   server.join();
   EXPECT_EQ("0|connected to 127.0.0.1 port " + port +
-                "\n< 220 mail.test ESMTP\n> EHLO norvanectl\n< 250-mail.test\n< 250 SIZE 1000\n> QUIT\n< 221 bye\n|",
+                "\n< 220-mail.test\n< 220 ESMTP\n> EHLO norvanectl\n< 250-mail.test\n< 250 SIZE 1000\n> QUIT\n< 221\n|",
             probe);
   EXPECT_EQ("EHLO norvanectl\r\nQUIT\r\n", commands);
   // The listener's backlog accepts the next connection, and nobody ever speaks.
-  EXPECT_EQ("1|connected to 127.0.0.1 port " + port + "\n< (no reply)\n|norvanectl: 127.0.0.1 port " + port +
-                " accepted the connection but sent no reply (it closed, or stayed silent for 5 seconds)\n",
-            installation.ctl({"smtp-probe", "127.0.0.1", port}));
-  close(listener);
-  const std::string closed = std::to_string(testsupport::freeLoopbackPort());
-  installation.expectRows({
-      {"smtp-probe 127.0.0.1 " + closed,
-       "1||norvanectl: cannot connect to 127.0.0.1 port " + closed + ": Connection refused\n"},
+  in.expectRows({
+      {"smtp-probe 127.0.0.1 " + port, "1|connected to 127.0.0.1 port " + port + "\n< (no reply)\n|norvanectl: "
+       "127.0.0.1 port " + port + " accepted the connection but sent no reply (it closed, or stayed silent for 5 "
+       "seconds)\n"},
+      {"smtp-probe 127.0.0.1 " + closed, "1||norvanectl: cannot connect to 127.0.0.1 port " + closed +
+       ": Connection refused\n"},
       {"smtp-probe 127.0.0.1 70000", "2||norvanectl: PORT must be a number from 1 to 65535\n"},
       {"smtp-probe", "2||norvanectl: smtp-probe needs HOST and an optional PORT\n"},
+      {"smtp-probe h 25 x", "2||norvanectl: smtp-probe needs HOST and an optional PORT\n"},
+      {"smtp-probe h 0", "2||norvanectl: PORT must be a number from 1 to 65535\n"},
+      {"smtp-probe h 25x", "2||norvanectl: PORT must be a number from 1 to 65535\n"},
+      {"smtp-probe h ''", "2||norvanectl: PORT must be a number from 1 to 65535\n"},
   });
+  close(listener);
+}
+
+// host: the call in 28 columns, the result in 10, then the value; the JSON holds the
+// same facts.
+TEST(NorvanectlPlatformTest, HostPluginAndEvent) {
+  Installation in;
+  in.useStore();
+  utils::System& system = *utils::System::get_instance();
+  std::string name;
+  const std::string result = std::to_string(system.getHostName(name)), text = in.ctl({"host"});
+  EXPECT_TRUE(std::regex_match(text, std::regex("0\\|(get[A-Za-z]+ +(result -?\\d+ +)?[^\n]*\n){10}\\|"))) << text;
+  EXPECT_NE(std::string::npos, text.find("\ngetHostName" + std::string(17, ' ') + "result " + result +
+                                         std::string(3 - result.size(), ' ') + "'" + name + "'\n")) << text;
+  EXPECT_NE(std::string::npos,
+            text.find("\ngetMACAddress" + std::string(25, ' ') + "'" + system.getMACAddress() + "'\n"));
+  const std::string json = in.ctl({"host", "--json"});
+  ASSERT_EQ("0|{", json.substr(0, 3)) << json;
+  writeFile(in.root() + "/host.json", json.substr(2, json.size() - 3));
+  EXPECT_EQ("10 " + result + " " + name + " " + std::to_string(system.getCpuCoresCount()) + "\n",
+            commandOutput("python3 -c 'import json,sys; d=json.load(open(sys.argv[1])); print(len(d), "
+                          "d[\"getHostName\"][\"result\"], d[\"getHostName\"][\"value\"], d[\"getCpuCoresCount\"])' " +
+                          in.root() + "/host.json"));
+  // A plugin is loaded, called and unloaded, or the tool says why; event and host check
+  // their arguments.
+  EXPECT_TRUE(std::regex_match(in.ctl({"plugin", PLUGIN_RECORD_PATH}), std::regex("0\\|" PLUGIN_RECORD_PATH
+                                                                                  ": getHelperInstance returned a "
+                                                                                  "record at 0x[0-9a-f]+\n\\|")));
+  const std::string thrower = PLUGIN_THROWS_PATH, without = PLUGIN_WITHOUT_ENTRY_PATH, none = "/nonexistent/libnone.so";
+  const std::string onePath = usage("plugin needs exactly one library PATH");
+  in.expectRows({
+      {"plugin " + without, "1||norvanectl: '" + without + "' does not export getHelperInstance\n"},
+      {"plugin " + none, "1||norvanectl: cannot load '" + none + "': " + none + ": cannot open shared object file: No "
+                         "such file or directory\n"},
+      {"plugin", onePath}, {"plugin a.so b.so", onePath}, {"plugin ''", usage("PATH must not be empty")},
+      {"plugin " + thrower, "1||norvanectl: getHelperInstance of '" + thrower + "' threw: no helper today\n"},
+      {"host now", usage("host takes no arguments but --json")},
+      {"event", usage("event needs exactly one TEXT")}, {"event a b", usage("event needs exactly one TEXT")},
+      {"event a --severity", usage("--severity needs a number")},
+      {"event a --event-id x1", usage("--event-id needs a number, not 'x1'")},
+      {"event a --event-id -5", usage("--event-id must be from 0 to 65535, not '-5'")},
+      {"event a --severity 65536", usage("--severity must be from 0 to 65535, not '65536'")},
+      {"event a --category-mask 99999999999999999999",
+       usage("--category-mask needs a number, not '99999999999999999999'")},
+      {"event a --colour red", usage("unknown option '--colour'")},
+      {"event a --severity ''", usage("--severity needs a number, not ''")},
+      {"event -x - --severity", usage("--severity needs a number")},
+  });
+}
+
+TEST(NorvanectlPlatformTest, EventReachesTheSystemLogOrSaysWhyNot) {
+  NSTEST_REQUIRE_ROOT();
+  Installation in;
+  std::vector<std::string> args = {"listen", "--store-root", in.storeRoot(), "event", "disk lost", "--event-id",
+                                   "0xffff", "--category-mask", "0"};
+  const ChildResult run = runChild("event_in_own_dev", args);
+  if (run.exitCode == nstest::kNoNamespaces) GTEST_SKIP() << "the system refuses private mount namespaces";
+  EXPECT_EQ("0|event handed to the system log (source Norvane_MONITOR)\n||records 1", run.output);
+  args[0] = "none";
+  EXPECT_EQ("1||norvanectl: the system logger cannot be reached (no /dev/log)\n|records 0",
+            runChild("event_in_own_dev", args).output);
 }

@@ -5,14 +5,72 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <iterator>
+
+#include "support/InteractiveProcess.h"
+#include "support/Loopback.h"
 #include "support/TempInstallation.h"
 #include "support/ToolRun.h"
 
-#if defined(NORVANECTL_PATH) && defined(PAM_WRAPPER_MODULES)
+using namespace testsupport;
+
+// Without the wrappers: install-pam, the arguments, and an LDAP server that refuses the
+// connection, the password typed on a terminal without echo.
+TEST(AuthToolTest, InstallPamArgumentsAndARefusedLdapServer) {
+  HomedInstallation in;
+  const std::string d = in.root() + "/pam.d", closed = std::to_string(freeLoopbackPort());
+  std::filesystem::create_directory(d);
+  const auto auth = [&](std::vector<std::string> args, const std::string& input = "") {
+    args.insert(args.begin(), "auth");
+    return shown(runCtl(NORVANECTL_PATH, in.storeRoot(), args, input));
+  };
+  EXPECT_EQ("0|wrote " + d + "/norvane-local\nwrote " + d + "/norvane-domain\n|", auth({"install-pam", "--dir", d}));
+  EXPECT_NE(std::string::npos, readFile(d + "/norvane-local").find("auth     required  pam_unix.so\naccount  required  "
+                                                                   "pam_unix.so\n"));
+  EXPECT_NE(std::string::npos, readFile(d + "/norvane-domain").find("@include common-auth\n@include common-account\n"));
+  std::filesystem::remove(d + "/norvane-local");
+  std::filesystem::create_directory(d + "/norvane-local");  // the rename over it fails, and nothing is left
+  EXPECT_EQ("1||norvanectl: cannot write " + d + "/norvane-local: Is a directory\n", auth({"install-pam", "--dir", d}));
+  EXPECT_EQ(2, std::distance(std::filesystem::directory_iterator(d), {}));  // no temporary file left
+  const struct { std::vector<std::string> args; std::string run; } rows[] = {
+      {{"install-pam", "--dir", d + "/missing"},
+       "1||norvanectl: cannot write " + d + "/missing/norvane-local: No such file or directory\n"},
+      {{"local", "bob"}, "1||norvanectl: no password on standard input\n"},
+      {{"ldap", "a", "--server", "h", "--mode", "secure"}, "1||norvanectl: no password on standard input\n"},
+      {{"install-pam", "--dir"}, "2||norvanectl: auth install-pam takes only --dir DIR\n"},
+      {{"install-pam", "--dir", ""}, "2||norvanectl: auth install-pam takes only --dir DIR\n"},
+      {{"ldap"}, "2||norvanectl: auth ldap needs exactly one USER\n"},
+      {{"ldap", "a", "b", "--server", "h"}, "2||norvanectl: auth ldap needs exactly one USER\n"},
+      {{"ldap", "a"}, "2||norvanectl: no LDAP server: give --server or set ldap_server\n"},
+      {{"ldap", "a", "--colour", "red"}, "2||norvanectl: unknown option '--colour'\n"},
+      {{"ldap", "a", "--base"}, "2||norvanectl: --base needs a value\n"},
+      {{"ldap", "a", "--port", "x"}, "2||norvanectl: --port needs a number\n"},
+      {{"ldap", "a", "--port", "99999999999999999999"}, "2||norvanectl: --port needs a number\n"},
+      {{"ldap", "a", "--server", "h", "--version", "v"}, "2||norvanectl: protocol version 'v' is no number\n"},
+      {{"ldap", "a", "--server", "h", "--version", "x3"}, "2||norvanectl: protocol version 'x3' is no number\n"},
+      {{"ldap", "a", "--server", "h", "--mode", "kerberos"},
+       "2||norvanectl: mode 'kerberos' is neither basic nor secure\n"},
+      {{"ldap", "a", "--server", "127.0.0.1", "--port", closed, "--version", "V3", "--mode", "BASIC", "--base", "dc=t"},
+       "1|verdict: refused\naccess level: 0 (NO_ACCESS)\n"},
+  };
+  for (const auto& row : rows) {
+    const std::string input = row.run.find("no password") == std::string::npos ? "pw-never-shown" : "";
+    EXPECT_EQ(row.run, auth(row.args, input).substr(0, row.run.size())) << row.args.back();
+  }
+  InteractiveProcess terminal(NORVANECTL_PATH, {"--store-root", in.storeRoot(), "auth", "ldap", "a", "--server",
+                                                "127.0.0.1", "--port", closed});
+  ASSERT_TRUE(terminal.waitFor("Password: "));
+  terminal.send("pw-typed-unseen\r");
+  EXPECT_EQ(1, terminal.finish());
+  EXPECT_EQ(0u, terminal.output().find("Password: \r\nverdict: refused\r\n")) << terminal.output();
+  const std::string log = in.readHomeFile("logs/norvanectl.txt");
+  EXPECT_TRUE(log.find("pw-never-shown") == std::string::npos && log.find("pw-typed-unseen") == std::string::npos);
+}
+
+#if defined(PAM_WRAPPER_MODULES)
 
 namespace {
-
-using testsupport::writeFile;
 
 class PamNssTest : public testing::Test {
  protected:
@@ -26,16 +84,16 @@ class PamNssTest : public testing::Test {
     writeFile(d + "/passwd", "alice:x:1101:1101" + shell + "bob:x:1102:1102" + shell + "carol:x:1103:1103" + shell +
                                  "erin:x:1104:1104" + shell + "alice@corp.test:x:1301:1301" + shell);
     writeFile(d + "/passdb", "alice:alicepw:norvane-local\nbob:bobpw:norvane-local\ncarol:carolpw:norvane-local\n"
-                             "erin:erinpw:norvane-local\nalice@corp.test:domainpw:norvane-domain\n");
+                             "erin:erinpw:norvane-local\nalice@corp.test:domainpw:norvane-domain\n"
+                             "alice@example.org:pw:norvane-domain\n");
     writeFile(d + "/group", "alice:x:1101:\nbob:x:1102:\ncarol:x:1103:\nerin:x:1104:\nAdministrators:x:1200:alice\n"
                             "staff:x:1201:bob,carol\nalice@corp.test:x:1301:\n"
                             "admins@corp.test:x:1302:alice@corp.test\n");
     writeFile(d + "/hosts", "127.0.0.1 node1.corp.test node1\n");
     mkdir((d + "/pam.d").c_str(), 0700);
     // carol's account is locked: the account step refuses her after her password passed.
-    writeFile(d + "/pam.d/norvane-local", "auth required " + matrix +
-                                              "account requisite pam_succeed_if.so quiet user notin carol\n"
-                                              "account required " + matrix);
+    writeFile(d + "/pam.d/norvane-local", "auth required " + matrix + "account requisite pam_succeed_if.so quiet user "
+                                          "notin carol\naccount required " + matrix);
     writeFile(d + "/pam.d/norvane-domain", "auth required " + matrix + "account required " + matrix);
     // libpam looks for the fallback service too.
     writeFile(d + "/pam.d/other", "auth required pam_deny.so\naccount required pam_deny.so\n");
@@ -45,14 +103,12 @@ class PamNssTest : public testing::Test {
              {"NSS_WRAPPER_HOSTNAME", "node1.corp.test"}};
   }
 
-  // "<exit>|<output>" of norvanectl auth ARGS with the password on standard input.
-  std::string auth(const std::vector<std::string>& args, const std::string& password) {
-    std::vector<std::string> all = {"--store-root", m_installation.storeRoot(), "auth"};
-    all.insert(all.end(), args.begin(), args.end());
-    const testsupport::ToolResult run = testsupport::runTool(NORVANECTL_PATH, all, password + "\n", m_env);
-    if (password.size() > 1) {
-      EXPECT_EQ(std::string::npos, (run.out + run.err).find(password)) << "the password was printed";
-    }
+  // "<exit>|<output>" of norvanectl auth ARGS with the password on standard input, which
+  // it never prints.
+  std::string auth(std::vector<std::string> args, const std::string& password) {
+    args.insert(args.begin(), {"--store-root", m_installation.storeRoot(), "auth"});
+    const testsupport::ToolResult run = testsupport::runTool(NORVANECTL_PATH, args, password + "\n", m_env);
+    EXPECT_TRUE(password.size() < 2 || (run.out + run.err).find(password) == std::string::npos) << "password printed";
     return std::to_string(run.exitCode) + "|" + run.out + run.err;
   }
 
@@ -84,37 +140,16 @@ TEST_F(PamNssTest, LoginsGetTheirLevelFromTheGroupDatabase) {
       {domain, {"domain", "alice", "example.org"}, "pw", 0, 0, ""},
   };
   static const char* const names[] = {"NO_ACCESS", "READ_ONLY_ACCESS", "FULL_ACCESS"};
-  writeFile(m_installation.root() + "/passdb", testsupport::readFile(m_installation.root() + "/passdb") +
-                                                   "alice@example.org:pw:norvane-domain\n");
   for (const auto& row : rows) {
     m_installation.writeConfig(row.config);
     EXPECT_EQ(std::string(row.level > 0 ? "0|verdict: accepted" : "1|verdict: refused") + "\naccess level: " +
                   std::to_string(row.level) + " (" + names[row.level] + ")\nerror code: " + std::to_string(row.code) +
                   "\nerror message: '" + row.message + "'\n",
               auth(row.args, row.password)) << row.args.back() << " " << row.password;
-    if (row.code == 6) {
-      const std::string log = m_installation.readHomeFile("logs/norvanectl.txt");
-      EXPECT_NE(std::string::npos,
-                log.find("User 'alice@corp.test' failed to login to local server: 'Permission denied'"));
-      EXPECT_EQ(std::string::npos, log.find("domainpw"));
-    }
   }
-}
-
-TEST_F(PamNssTest, InstallPamWritesBothServicesOrSaysWhyNotAndUsageIsChecked) {
-  m_env.clear();  // no login here: the tool runs without the wrappers
-  const std::string d = m_installation.root() + "/pam.d";
-  EXPECT_EQ("0|wrote " + d + "/norvane-local\nwrote " + d + "/norvane-domain\n", auth({"install-pam", "--dir", d}, ""));
-  EXPECT_NE(std::string::npos, testsupport::readFile(d + "/norvane-local")
-                                   .find("auth     required  pam_unix.so\naccount  required  pam_unix.so\n"));
-  EXPECT_NE(std::string::npos,
-            testsupport::readFile(d + "/norvane-domain").find("@include common-auth\n@include common-account\n"));
-  EXPECT_EQ("1|norvanectl: cannot write " + d + "/missing/norvane-local: No such file or directory\n",
-            auth({"install-pam", "--dir", d + "/missing"}, ""));
-  for (const std::vector<std::string>& wrong : std::vector<std::vector<std::string>>{
-           {"local"}, {"ldap", "alice", "--mode", "kerberos", "--server", "h"}, {"whoami"}, {"install-pam", "--dir"}}) {
-    EXPECT_EQ("2|", auth(wrong, "x").substr(0, 2)) << wrong.back();
-  }
+  const std::string log = m_installation.readHomeFile("logs/norvanectl.txt");
+  EXPECT_NE(std::string::npos, log.find("User 'alice@corp.test' failed to login to local server: 'Permission denied'"));
+  EXPECT_EQ(std::string::npos, log.find("domainpw"));
 }
 
 }  // namespace

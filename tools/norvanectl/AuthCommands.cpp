@@ -41,12 +41,13 @@ bool readPassword(std::string& password) {
   const bool terminal = isatty(STDIN_FILENO) == 1;
   termios saved{};
   if (terminal) {
-    std::cerr << "Password: " << std::flush;
     if (tcgetattr(STDIN_FILENO, &saved) != 0) return false;
     termios quiet = saved;
     quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
     quiet.c_lflag |= ECHONL;
     if (tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet) != 0) return false;
+    // Only now: what is typed after the prompt must be neither echoed nor flushed.
+    std::cerr << "Password: " << std::flush;
   }
   const bool read = static_cast<bool>(std::getline(std::cin, password)) || !password.empty();
   if (terminal) tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);

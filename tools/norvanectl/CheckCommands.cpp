@@ -125,15 +125,16 @@ Finding alertConfiguration(const Installation& installation) {
   const std::string fallback = installation.defaultAlertConfiguration();
   std::string fix = "write " + path + " with the alert settings";
   if (whyNotReadable(fallback).empty()) fix = "start from the default: cp " + fallback + " " + path;
+  // A FIFO would hold the read for ever and a socket cannot be opened at all; the
+  // console refuses such a file too.
+  const std::string special = kindOfSpecialFile(path);
+  if (!special.empty() && special != "a directory") return {item, path + " is " + special, "move it away; then " + fix};
   const std::string why = whyNotReadable(path);
   if (!why.empty()) {
     struct stat info;
     if (::stat(path.c_str(), &info) == 0) fix = "make " + path + " readable for the server's user";
     return {item, path + ": " + why, fix};
   }
-  // A FIFO would hold the read for ever; the console refuses such a file too.
-  const std::string special = kindOfSpecialFile(path);
-  if (!special.empty()) return {item, path + " is " + special, "move it away; then " + fix};
   std::ifstream in(path);
   json::Object document;
   try {
@@ -283,7 +284,7 @@ void printText(std::ostream& out, const std::vector<Finding>& findings, std::siz
           << "         fix: " << finding.fix << "\n";
     }
   }
-  if (findings.size() == 1 && wrong == 1) {
+  if (findings.size() == 1) {  // only the home path, which failed
     out << "the other items need the home path\n";
   } else if (wrong == 0) {
     out << "all " << findings.size() << " items in order\n";

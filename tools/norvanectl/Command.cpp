@@ -1,5 +1,6 @@
 #include "Command.h"
 
+#include <cctype>
 #include <cstdio>
 
 namespace norvanectl {
@@ -40,10 +41,8 @@ int failure(Invocation& call, const std::string& message) {
 
 void printCommandHelp(std::ostream& out, const Command& command) {
   std::string sentence = command.summary;
-  if (!sentence.empty() && sentence[0] >= 'a' && sentence[0] <= 'z') sentence[0] = static_cast<char>(sentence[0] - 32);
-  out << "usage: norvanectl [--store-root DIR] " << command.usage << "\n\n" << sentence << ".\n";
-  if (!command.details.empty()) out << "\n" << command.details;
-  if (!command.details.empty() && command.details.back() != '\n') out << "\n";
+  sentence[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(sentence[0])));
+  out << "usage: norvanectl [--store-root DIR] " << command.usage << "\n\n" << sentence << ".\n\n" << command.details;
 }
 
 std::string jsonString(const std::string& text) {

@@ -25,9 +25,9 @@ struct Invocation {
 struct Command {
   std::string name;
   std::string family;   // groups the commands in the overview
-  std::string summary;  // one line for the overview
+  std::string summary;  // one line for the overview, starting in lower case
   std::string usage;    // "name ARGS..." without the program name
-  std::string details;  // shown by `norvanectl help NAME` and `NAME --help`
+  std::string details;  // shown by `norvanectl help NAME` and `NAME --help`; ends in "\n"
   int (*run)(Invocation& call);
 };
 

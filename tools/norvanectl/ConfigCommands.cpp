@@ -53,10 +53,10 @@ std::string leavesTheHome(const std::string& relative) {
 std::error_code createDirectories(const std::filesystem::path& directory) {
   std::error_code error;
   std::vector<std::filesystem::path> missing;
+  // The climb ends at the home or above it, at the latest at "/", which exists.
   for (std::filesystem::path part = directory; !part.empty() && !std::filesystem::exists(part, error);
        part = part.parent_path()) {
     missing.push_back(part);
-    if (part == part.parent_path()) break;
   }
   std::filesystem::create_directories(directory, error);
   if (error) return error;

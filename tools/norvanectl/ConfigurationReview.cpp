@@ -2,16 +2,13 @@
 
 #include <utils/StringHelper.h>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <sstream>
 
 #include "launcher/PreferencesTable.h"
+#include "platform/RegularFile.h"
 
 namespace norvanectl {
 namespace {
@@ -20,31 +17,6 @@ namespace table = launcher::preferences_table;
 
 // The library's line buffer: 299 characters and the terminator.
 constexpr std::size_t kLineLimit = 299;
-
-// The whole file when it is a regular one; a FIFO in its place is refused, not
-// waited on, as the library does.
-bool readRegularFile(const std::string& path, std::string& text, int& error) {
-  const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-  if (fd < 0) {
-    error = errno;
-    return false;
-  }
-  struct stat info {};
-  bool regular = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
-  error = regular ? 0 : (S_ISDIR(info.st_mode) ? EISDIR : ENODEV);
-  char buffer[8192];
-  for (ssize_t got; regular && (got = ::read(fd, buffer, sizeof buffer)) != 0;) {
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) {
-      error = errno;
-      regular = false;
-      break;
-    }
-    text.append(buffer, static_cast<std::size_t>(got));
-  }
-  ::close(fd);
-  return regular;
-}
 
 // Control characters of a damaged file, made visible without reaching the terminal.
 std::string visible(std::string text) {
@@ -131,7 +103,9 @@ bool readsAsZero(const std::string& value) { return std::atoi(value.c_str()) == 
 ConfigurationReview reviewConfiguration(const std::string& path) {
   ConfigurationReview review;
   std::string text;
-  review.read = readRegularFile(path, text, review.readError);
+  // As the library reads it: a FIFO in its place is refused, not waited on.
+  review.read = platform::readRegularFile(path, text);
+  review.readError = review.read ? 0 : errno;
   if (!review.read) return review;
   std::istringstream lines(text);
   std::string line;

@@ -18,14 +18,15 @@ constexpr off_t kHomeValueLimit = 1024;
 }  // namespace
 
 bool Installation::storedHome(std::string& home, std::string& problem) {
-  if (utils::System::get_instance()->getNorvaneHomePath(home) == 0) return true;
+  // An empty value would put the installation at the root of the file system.
+  if (utils::System::get_instance()->getNorvaneHomePath(home) == 0 && !home.empty()) return true;
   const std::string value = utils::MachineStore::homeValueLocation();
   std::string why = whyNotReadable(value);
   struct stat info;
   if (why.empty() && ::stat(value.c_str(), &info) == 0 && info.st_size > kHomeValueLimit) {
     why = "value longer than " + std::to_string(kHomeValueLimit) + " bytes";
   }
-  problem = "no home path set: " + value + ": " + (why.empty() ? "cannot be read" : why);
+  problem = "no home path set: " + value + ": " + (why.empty() ? "the value is empty" : why);
   return false;
 }
 

@@ -36,7 +36,7 @@ int finish(int status) {
 
 bool homeRegistered(Invocation& call) {
   std::string home;
-  if (utils::System::get_instance()->getNorvaneHomePath(home) == 0) return true;
+  if (utils::System::get_instance()->getNorvaneHomePath(home) == 0 && !home.empty()) return true;
   failure(call, "no home path is registered; run 'norvanectl set-home DIR' first");
   return false;
 }

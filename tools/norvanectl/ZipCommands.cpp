@@ -48,12 +48,12 @@ std::string entryNameFor(const std::string& path) {
   std::filesystem::path inside;
   bool leading = true;
   for (const std::filesystem::path& part : normal) {
-    if (leading && (part == ".." || part == ".")) continue;
+    if (leading && part == "..") continue;  // lexically normal: no "." is left
     leading = false;
     inside /= part;
   }
-  const std::string result = inside.string();
-  return result.empty() ? std::filesystem::path(path).filename().string() : result;
+  // A regular file's path ends in its own name, which stays.
+  return inside.string();
 }
 
 std::string archivePathFor(const std::string& given) {

@@ -38,9 +38,9 @@ struct FakeLogon : platform::Logon {
   int check(const std::string& service, const std::string& userName, const std::string& password,
             std::string& text) override {
     checks.push_back(service + " " + userName);
-    const auto known = m_passwords.find(checks.back());
     const auto refusal = accountRefusals.find(userName);
-    if (known == m_passwords.end() || known->second != password) return text = "Authentication failure", kAuthError;
+    if (m_passwords.count(checks.back()) == 0 || m_passwords[checks.back()] != password)
+      return text = "Authentication failure", kAuthError;
     return refusal == accountRefusals.end() ? 0 : (text = refusal->second.second, refusal->second.first);
   }
   int machineName(std::string& name) override { return machineStatus == 0 ? (name = machine, 0) : machineStatus; }
@@ -78,18 +78,14 @@ struct FakeAccounts : platform::Accounts {
     return lookUp(members, group, paths) ? 0 : 1;
   }
   long accountNames(unsigned long& resume, std::vector<std::optional<std::string>>& names) override {
-    if (batches.empty()) {
-      for (const platform::DirectoryObject& object : objects)
-        if (object.isUser) names.emplace_back(object.name);
-      return 0;
-    }
+    for (const platform::DirectoryObject& object : objects)
+      if (batches.empty() && object.isUser) names.emplace_back(object.name);
     if (resume >= batches.size()) return 0;
     names = batches[resume].second;
     return batches[resume++].first;
   }
   long dnsDomain(bool& present, std::string& name) override {
-    if (dnsStatus == 0 && (present = dnsPresent)) name = dns;
-    return dnsStatus;
+    return dnsStatus == 0 && (present = dnsPresent) ? (name = dns, 0) : dnsStatus;
   }
   bool tokenGroups(const std::string& logonName, const std::string&,
                    std::vector<platform::TokenGroup>& groups) override {

@@ -77,11 +77,6 @@ TEST(SocketTest, RepliesAreReadUntilTheyEndInCarriageReturnAndLineFeed) {
 }
 
 TEST(SocketTest, SendCloseAndFailedConnections) {
-  // getHostByName of a dotted address has no name to find first.
-  const std::string lookup = "Info: initialization for using WinSock DLL|"
-                             "Critical: gethostbyname failed, trying gethostbyaddr(windows)|"
-                             "Debug: Connect to the SMTP server using socket call|"
-                             "Debug: re-try connecting to SMTP server for maximum 3 time|";
   ScriptedPeer peer({});
   utils::Socket* client = utils::Socket::get_instance();
   systemtest::LogMark connecting;
@@ -90,16 +85,17 @@ TEST(SocketTest, SendCloseAndFailedConnections) {
   EXPECT_EQ(1, client->send(""));  // nothing to send counts as nothing sent
   EXPECT_EQ(0, client->close());
   EXPECT_EQ(1, client->close());
-  EXPECT_EQ(lookup + "Critical: Server Connection have been established|Debug: setting timeout for recv() function|"
-                     "Debug: setting timeout for send() function|Critical: error sending data to server or TIMED OUT|"
-                     "Debug: Socket is already closed|Debug: Socket is already closed",
-            logged(connecting));
+  // getHostByName of a dotted address has no name to find first.
+  const std::string lookup = "Critical: gethostbyname failed, trying gethostbyaddr(windows)|";
+  EXPECT_EQ(lookup + "Critical: Server Connection have been established|Critical: error sending data to server or "
+                     "TIMED OUT|Debug: Socket is already closed|Debug: Socket is already closed",
+            joined(connecting.messages("Critical|closed")));
   client = utils::Socket::get_instance();
   systemtest::LogMark refused;
   EXPECT_EQ(-1, client->connect("127.0.0.1", testsupport::freeLoopbackPort()));
   const std::string retry = "Critical: Unable to establish connection with Server re-trying|";
   EXPECT_EQ(lookup + retry + retry + "Critical: all try failed, so throw an exception and close socket connection",
-            logged(refused));
+            joined(refused.messages("Critical")));
   EXPECT_EQ(0, client->close());
   {
     testsupport::ScopedFakeHost fake;  // no name resolves

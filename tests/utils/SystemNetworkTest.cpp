@@ -1,5 +1,6 @@
 // Network identity of WindowsSystem over a fake host: the private-range filter, the
 // address sets, host entries and the choice of the adapter whose address is given.
+#include <map>
 #include <string>
 #include <vector>
 
@@ -22,8 +23,7 @@ TEST(FilterPrivateIPsTest, DropsAddressesWhoseFirstPartIsAConfiguredEntry) {
       {"10", {"192.0.2.7", "10.1.1.1", "10.1.1.1", "192.0.2.8"}, "192.0.2.7|192.0.2.8"},
       {"10", {"::ffff:10.0.0.1", "100.64.0.1"}, "::ffff:10.0.0.1|100.64.0.1"},
       {"10.0, 10", {"10.0.0.5"}, "10.0.0.5"},  // entries with a dot or a blank never match
-      {"2001:db8::1", {"2001:db8::1", "2001:db8::2"}, "2001:db8::2"},  // IPv6 text is its own first part
-  };
+      {"2001:db8::1", {"2001:db8::1", "2001:db8::2"}, "2001:db8::2"}};  // IPv6 text is its own first part
   for (auto row : rows) {
     testsupport::ScopedFakeSettings settings;
     settings.privateRanges = row.setting;
@@ -63,8 +63,7 @@ TEST_F(FakeHostTest, ServerIPSetTakesTheLoopbackAddressAsTheHostsShapeSays) {
       // Nothing left of the IPv4 addresses: the filter's "127.0.0.1" is kept.
       {{ipv6("::1")}, "1 v4 1: 127.0.0.1 v6 1: ::1 [127.0.0.1|]"},
       {{ipv4("10.0.0.5"), ipv6("2001:db8::5")}, "1 v4 1: 127.0.0.1 v6 1: 2001:db8::5 [127.0.0.1|]"},
-      {{}, "1 v4 1: 127.0.0.1 v6 0:  [127.0.0.1|]"},
-  };
+      {{}, "1 v4 1: 127.0.0.1 v6 0:  [127.0.0.1|]"}};
   for (const auto& shape : shapes) {
     resolved = shape.addresses;
     EXPECT_EQ(shape.set, serverIPSet());
@@ -94,8 +93,7 @@ TEST_F(FakeHostTest, ServerIpAndHostEntriesFallBackToTheAddressAndAlwaysLogTheMi
   const struct { const char* hostname; std::vector<std::string> addresses; const char* ip; } hosts[] = {
       {"fakehost", {"192.0.2.7", "198.51.100.1"}, "1 192.0.2.7"},
       {"fakehost", {"10.0.0.5"}, "1 127.0.0.1"},  // a dropped address still counts as found
-      {"fakehost", {}, "0 old"}, {"unknown", {"192.0.2.7"}, "0 old"}, {"", {"192.0.2.7"}, "0 old"},
-  };
+      {"fakehost", {}, "0 old"}, {"unknown", {"192.0.2.7"}, "0 old"}, {"", {"192.0.2.7"}, "0 old"}};
   for (const auto& row : hosts) {
     fake.net.addHost("fakehost", row.addresses);
     fake.facts.hostname = row.hostname;
@@ -106,12 +104,11 @@ TEST_F(FakeHostTest, ServerIpAndHostEntriesFallBackToTheAddressAndAlwaysLogTheMi
   EXPECT_EQ("0 old", serverIp());
   EXPECT_TRUE(fake.net.lookups.empty());
 
-  fake.net.addHost("storage01", {"192.0.2.7"});
-  fake.net.addHost("two", {"192.0.2.7", "192.0.2.8"});  // only the first address counts
-  fake.net.addHost("six", {"2001:db8::7"});
-  fake.net.addHost("none", {});
-  fake.net.addHostByAddress("192.0.2.9", "printer");
-  fake.net.addHostByAddress("127.0.0.1", "localhost");
+  // Of "two" only the first address counts.
+  for (const auto& [name, addresses] : std::map<std::string, std::vector<std::string>>{
+           {"storage01", {"192.0.2.7"}}, {"two", {"192.0.2.7", "192.0.2.8"}}, {"six", {"2001:db8::7"}}, {"none", {}}})
+    fake.net.addHost(name, addresses);
+  fake.net.addHostByAddress("192.0.2.9", "printer"), fake.net.addHostByAddress("127.0.0.1", "localhost");
   const struct { std::string host, lookups, address; bool found; } rows[] = {
       {"storage01", "name:storage01", "192.0.2.7", true},
       {"192.0.2.9", "name:192.0.2.9|address:192.0.2.9", "192.0.2.9", true},
@@ -119,8 +116,7 @@ TEST_F(FakeHostTest, ServerIpAndHostEntriesFallBackToTheAddressAndAlwaysLogTheMi
       {"192.0.2.10", "name:192.0.2.10|address:192.0.2.10", "", false},
       {"255.255.255.255", "name:255.255.255.255", "", false},  // reads as "no address"
       {"nohost", "name:nohost", "", false},
-      {"two", "name:two", "192.0.2.7", true}, {"six", "name:six", "", true}, {"none", "name:none", "", true},
-  };
+      {"two", "name:two", "192.0.2.7", true}, {"six", "name:six", "", true}, {"none", "name:none", "", true}};
   for (const auto& row : rows) {
     fake.net.lookups.clear();
     systemtest::LogMark mark;
@@ -148,9 +144,7 @@ TEST_F(FakeHostTest, MACAddressComesFromAnAdapterWhoseAddressOutlivesABoot) {
                        adapter(4, "br0", "02:11:22:33:44:55", false, platform::kAddressSet)}, "02:11:22:33:44:55"},
       {"unknown origin", {adapter(4, "veth0", "02:aa:bb:cc:dd:ee", false, platform::kAddressAssignmentUnknown)},
        "02:AA:BB:CC:DD:EE"},
-      {"random only", {lo, ifb}, "0"},
-      {"no adapter", {}, "0"},
-  };
+      {"random only", {lo, ifb}, "0"}, {"no adapter", {}, "0"}};
   systemtest::LogMark mark;
   for (const auto& row : rows) {
     fake.net.adapters = row.adapters;
@@ -166,12 +160,9 @@ TEST_F(FakeHostTest, MACAddressComesFromAnAdapterWhoseAddressOutlivesABoot) {
 }
 
 TEST(AddressTextTest, EachFamilyTakesItsOwnForm) {
-  const struct { const char* text; const char* families; } rows[] = {
-      {"192.0.2.1", "10"}, {"0.0.0.0", "10"}, {"::1", "01"}, {"::ffff:1.2.3.4", "01"}, {"2001:db8::", "01"},
-      {"1.2.3", "00"}, {"127.1", "00"}, {"256.1.1.1", "00"}, {" 1.2.3.4", "00"}, {"fe80::1%eth0", "00"}, {"", "00"},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(row.families, std::to_string(sys().isIPv4Address(row.text)) + std::to_string(sys().isIPv6Address(row.text)))
-        << row.text;
+  for (const auto& [text, families] : std::map<std::string, std::string>{
+           {"192.0.2.1", "10"}, {"0.0.0.0", "10"}, {"::1", "01"}, {"::ffff:1.2.3.4", "01"}, {"2001:db8::", "01"}, {"1.2.3", "00"},
+           {"127.1", "00"}, {"256.1.1.1", "00"}, {" 1.2.3.4", "00"}, {"fe80::1%eth0", "00"}, {"", "00"}}) {
+    EXPECT_EQ(families, std::to_string(sys().isIPv4Address(text)) + std::to_string(sys().isIPv6Address(text))) << text;
   }
 }

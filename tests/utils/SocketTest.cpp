@@ -6,6 +6,8 @@
 
 #include <chrono>
 #include <cstring>
+#include <deque>
+#include <map>
 #include <thread>
 
 #include "support/Loopback.h"
@@ -44,7 +46,40 @@ std::string logged(const systemtest::LogMark& mark) {
   return std::regex_replace(joined(mark.messages()), std::regex("\r"), "");
 }
 
+// Sockets whose calls give the codes a test queues, each in turn; without one, success.
+struct ScriptedSockets : testsupport::SecondZeroFreeHost, platform::Sockets {
+  platform::Sockets& sockets() override { return *this; }
+  long next(const char* call, long otherwise) {
+    std::deque<long>& queued = results[call];
+    const long result = queued.empty() ? otherwise : queued.front();
+    return queued.empty() ? result : (queued.pop_front(), result);
+  }
+  int open() override { return static_cast<int>(next("open", 7)); }
+  int connect(int, const unsigned char*, unsigned short) override { return static_cast<int>(next("connect", 0)); }
+  int setTimeout(int, bool, unsigned int) override { return static_cast<int>(next("setTimeout", 0)); }
+  long send(int, const char*, std::size_t length) override { return next("send", static_cast<long>(length)); }
+  long receive(int, char*, std::size_t) override { return next("receive", -1); }
+  int close(int) override { return static_cast<int>(next("close", 0)); }
+  void sleepMilliseconds(unsigned int) override {}
+  std::map<std::string, std::deque<long>> results;
+};
+
 }  // namespace
+
+TEST(SocketTest, FailuresOfThePlatformsCallsAreLoggedAndRetried) {
+  ScriptedSockets host;
+  platform::ScopedHost scope(host);
+  host.results = {{"open", {-1}}, {"setTimeout", {-1, -1}}, {"send", {0}}, {"close", {-1}}};
+  systemtest::LogMark mark;
+  utils::Socket::get_instance();
+  utils::Socket* client = utils::Socket::get_instance();
+  EXPECT_EQ(0, client->connect("127.0.0.1", 25));
+  EXPECT_EQ(0, client->send("x"));  // the second attempt goes through
+  EXPECT_EQ(1, client->close());
+  EXPECT_EQ(0, client->close());
+  EXPECT_EQ("Critical: Error Creating Socket|Critical: Socket Error|Critical: Socket Error|Critical: System call failed",
+            joined(mark.messages("Error Creating|Socket Error|System call")));
+}
 
 TEST(SocketTest, RepliesAreReadUntilTheyEndInCarriageReturnAndLineFeed) {
   const std::string block(1024, 'a');

@@ -94,3 +94,30 @@ TEST(PosixHostTest, ReadersOfMachineNamesSettingsFilesAndErrorCodes) {
   EXPECT_EQ("No such file or directory||",
             facts.errorText(ENOENT) + "|" + facts.errorText(123456) + "|" + facts.errorText(0x100000000UL));
 }
+
+TEST(PosixHostTest, AccountsOfTheMachine) {
+  platform::Accounts& accounts = platform::posixHost().accounts();
+  std::vector<platform::DirectoryObject> objects;
+  std::vector<std::string> groups, paths;
+  std::vector<std::optional<std::string>> names;
+  std::vector<platform::TokenGroup> tokens;
+  unsigned long resume = 7;
+  ASSERT_TRUE(accounts.machineObjects(objects) && accounts.userGroups("root", groups));
+  EXPECT_EQ("root|true", objects.at(0).name + "|" + (objects[0].isUser ? "true" : "false"));
+  EXPECT_EQ("root|Authenticated Users", groups.front() + "|" + groups.back());
+  EXPECT_EQ(0, accounts.accountNames(resume, names));
+  EXPECT_EQ("0 " + std::to_string(objects.size()), std::to_string(resume) + " " + std::to_string(names.size()));
+  ASSERT_TRUE(accounts.tokenGroups("root", "HOST", tokens));
+  EXPECT_EQ("root HOST|Authenticated Users NT AUTHORITY", tokens.front().name + " " + tokens.front().authority + "|" +
+                                                              tokens.back().name + " " + tokens.back().authority);
+  EXPECT_FALSE(accounts.userGroups("nv9-no-such-user", groups) || accounts.tokenGroups("nv9-no-such-user", "HOST", tokens));
+  // The well-known group lists no member; an unknown group is not found.
+  for (const auto& [group, status] : std::map<std::string, long>{
+           {"Authenticated Users", 0}, {"root", 0}, {"nv9-no-such-group", ENOENT}}) {
+    EXPECT_EQ(status, accounts.groupMemberPaths("HOST", group, paths)) << group;
+  }
+  bool present = false;
+  std::string domain = "old";
+  accounts.dnsDomain(present, domain);
+  EXPECT_TRUE(present ? domain != "old" && !domain.empty() : domain == "old") << domain;
+}

@@ -60,6 +60,16 @@ TEST(DomainAccessTest, TokenGroupsMatchByTheirCandidateTexts) {
       {"full_access_groups = Domain Admins\n", "corp.example.com", "T1 T2 F0 T1 F0 F0"},
   };
   for (const auto& row : rows) EXPECT_EQ(row.levels, levels(row.config, row.domain)) << row.config << row.domain;
+  // Groups passed over: an authority too long, no name; empty entries match nothing; a
+  // group without authority is no group of the own domain; no lists at all refuse.
+  const auto gina = [](auto& fake) {
+    fake.nss.dns = "corp.example.com";
+    fake.pam.accept("norvane-domain", "gina@corp", "pw");
+    fake.nss.tokens["gina@corp"] = {{"Admins", std::string(1024, 'x')}, {"", "CORP"}, {"Staff", "OTHER"}, {"Domain Users", ""}};
+    return login("gina", "pw", "corp");
+  };
+  EXPECT_EQ("true 1 -1 [old]", runCase("full_access_groups = ,Admins,Domain Users\nreadonly_access_groups = ,Domain Users\n", gina));
+  EXPECT_EQ("false 0 -1 [old]", runCase("full_access_groups = \nreadonly_access_groups = \n", gina));
 }
 
 TEST(DomainAccessTest, FailureRowsAndTheDomainTest) {

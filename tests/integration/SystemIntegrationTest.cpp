@@ -54,7 +54,9 @@ NORVANE_CHILD(syslog_records) {
             << system.doSystemLog("odd", -1, 6, 65535) << "\n";
   char buffer[65536];
   std::string received;
-  for (ssize_t got; !stream && (got = recv(listener, buffer, sizeof buffer, 0)) > 0;) received.append(buffer, got).push_back('\0');
+  for (ssize_t got; !stream && (got = recv(listener, buffer, sizeof buffer, 0)) > 0;) {
+    received.append(buffer, got).push_back('\0');
+  }
   for (int connection; stream && (connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0; close(connection)) {
     for (ssize_t got; (got = read(connection, buffer, sizeof buffer)) > 0;) received.append(buffer, got);
   }

@@ -52,7 +52,8 @@ TEST(DomainAccessTest, TokenGroupsMatchByTheirCandidateTexts) {
       {"full_access_groups = \nreadonly_access_groups = CORP\\Domain Users,Domain Users\n", "corp", "F0 F0 F0 F0 F0 F0"},
       {"full_access_groups = \nreadonly_access_groups = corp\\Domain UsersCORP\\Domain Users\n", "corp", "T1 F0 F0 F0 T1 T1"},
       // Entries are not trimmed on this path.
-      {"full_access_groups = Administrators, Operators\nreadonly_access_groups = Authenticated Users ,x\n", "corp", "F0 F0 F0 F0 F0 F0"},
+      {"full_access_groups = Administrators, Operators\nreadonly_access_groups = Authenticated Users ,x\n", "corp",
+       "F0 F0 F0 F0 F0 F0"},
       // The domain is found in the DNS name case-sensitively: "CORP" is not in it.
       {"", "CORP", "F3 F3 F3 F3 F3 F3"},
       // A DNS domain given as the domain: groups of "CORP" then match by bare name,
@@ -68,7 +69,8 @@ TEST(DomainAccessTest, TokenGroupsMatchByTheirCandidateTexts) {
     fake.nss.tokens["gina@corp"] = {{"Admins", std::string(1024, 'x')}, {"", "CORP"}, {"Staff", "OTHER"}, {"Domain Users", ""}};
     return login("gina", "pw", "corp");
   };
-  EXPECT_EQ("true 1 -1 [old]", runCase("full_access_groups = ,Admins,Domain Users\nreadonly_access_groups = ,Domain Users\n", gina));
+  EXPECT_EQ("true 1 -1 [old]",
+            runCase("full_access_groups = ,Admins,Domain Users\nreadonly_access_groups = ,Domain Users\n", gina));
   EXPECT_EQ("false 0 -1 [old]", runCase("full_access_groups = \nreadonly_access_groups = \n", gina));
 }
 
@@ -99,8 +101,10 @@ TEST(DomainAccessTest, FailureRowsAndTheDomainTest) {
             "false 3 38 [old]\n"
             "Critical: User 'alice' failed to login to strDomain: 'corp' server: 'Authentication failure',"
             "Critical: User 'CORP\\alice' failed to login to strDomain: 'corp' server: 'Authentication failure',"
-            "Info: User 'alice' logged in successfully into strDomain 'corp' !,Info: User 'alice' logged in successfully into strDomain 'corp' !,"
-            "Info: User 'alice' logged in successfully into strDomain 'corp' !,Info: User 'alice' logged in successfully into strDomain 'corp' !\n"
+            "Info: User 'alice' logged in successfully into strDomain 'corp' !,"
+            "Info: User 'alice' logged in successfully into strDomain 'corp' !,"
+            "Info: User 'alice' logged in successfully into strDomain 'corp' !,"
+            "Info: User 'alice' logged in successfully into strDomain 'corp' !\n"
             "Info: DomainNameDns:corp.example.com,Info: DomainNameDns is NULL\n"
             "Always: DsRoleGetPrimaryDomainInformation:-2,Always: DsRoleGetPrimaryDomainInformation:-2\n"
             "Always: GetComputerName() fails with error code '38'",

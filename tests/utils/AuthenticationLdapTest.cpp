@@ -56,7 +56,8 @@ TEST(LdapLoginTest, OnlyModeOneTakesTheSecureSequenceAndEveryFailingStepHasItsTe
   for (const auto& row : rows) {
     const std::string code = row.step == "open" ? "-1" : row.step == "absent" ? "0" : "49";
     const std::vector<std::string> made(sequences[row.mode].begin(), sequences[row.mode].begin() + row.calls);
-    EXPECT_EQ("false 3 " + code + (code == "-1" ? " [LDAP init failed] " : code == "0" ? " [Success] " : " [Invalid credentials] ") +
+    const char* text = code == "-1" ? " [LDAP init failed] " : code == "0" ? " [Success] " : " [Invalid credentials] ";
+    EXPECT_EQ("false 3 " + code + text +
                   joined(made, ",") + (code == "-1" ? "" : ",unbind") + " | Always: LDAP " + row.word +
                   " for the LDAP Server:ldap.example.com failed with error code:" + code,
               traced(row.mode, [&](auto& fake) {
@@ -93,7 +94,8 @@ TEST(LdapLoginTest, OnlyTheFirstMemberOfValueCanGiveFullAccess) {
       testing::internal::CaptureStdout();
       const std::string outcome = authtest::login("alice", "pw", "srv", "dc=x", 389, 3, 0);
       const std::string printed = testing::internal::GetCapturedStdout();
-      return outcome.substr(0, 6) + " unbind*" + std::to_string(std::count(fake.ldap.calls.begin(), fake.ldap.calls.end(), "unbind")) +
+      const auto unbinds = std::count(fake.ldap.calls.begin(), fake.ldap.calls.end(), "unbind");
+      return outcome.substr(0, 6) + " unbind*" + std::to_string(unbinds) +
              " newlines*" + std::to_string(printed.size()) + " " + joined(logLines("Admin access|Attribute array|VALUE"), ",");
     })) << row.expected;
   }

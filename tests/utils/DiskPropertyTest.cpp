@@ -103,7 +103,8 @@ NORVANE_CHILD(loop_disk_usage) {
   for (std::size_t i = 2; i < args.size(); ++i) {
     const std::string partition = device + "p" + args[i], point = args[1] + "/mnt" + args[i];
     std::filesystem::create_directories(point);
-    if (std::system(("mkfs.ext4 -q -F " + partition + " >/dev/null 2>&1 && mount " + partition + " " + point).c_str()) != 0) return 3;
+    const std::string make = "mkfs.ext4 -q -F " + partition + " >/dev/null 2>&1 && mount " + partition + " " + point;
+    if (std::system(make.c_str()) != 0) return 3;
     testsupport::writeFile(point + "/data", std::string(300000 * std::stoi(args[i]), 'x'));
     struct statvfs figures {};
     statvfs(point.c_str(), &figures);

@@ -89,7 +89,8 @@ TEST(SocketTest, RepliesAreReadUntilTheyEndInCarriageReturnAndLineFeed) {
       {"pieces", {"220 rea", "~100", "dy\r\n"}, "dy\r\nrea", "Debug: Received buffer 220 ready"},
       {"early end", {"250-first\r\n", "~100", "250 last\r\n"}, "250-first\r\n", "Debug: Received buffer 250-first"},
       {"peer closes", {"close"}, "", "Critical: error receiving data to server or TIMED OUT|Debug: Received buffer "},
-      {"full block", {block, "~100", "\r\n"}, "\r\n" + block.substr(2), "Debug: Received buffer " + block.substr(0, 495)},  // what the log holds of it
+      // The log holds the start of a long reply.
+      {"full block", {block, "~100", "\r\n"}, "\r\n" + block.substr(2), "Debug: Received buffer " + block.substr(0, 495)},
       // A bare line feed does not end a reply: the read waits for the time-out (5 s).
       {"bare line feed", {"220 ready\n"}, "220 ready\n",
        "Critical: error receiving data from server |Debug: Received buffer 220 ready"},

@@ -17,19 +17,16 @@
 
 namespace systemtest {
 
-class InstallationEnvironment : public testing::Environment {
- public:
+struct InstallationEnvironment : testing::Environment {
   void SetUp() override {
-    m_installation = std::make_unique<testsupport::HomedInstallation>(
+    installation = std::make_unique<testsupport::HomedInstallation>(
         "log_level = 255\nlog_cache_mode = 0\nprivate_ip_range = 10\n");
-    m_installation->useStore();
-    s_logPath = m_installation->home() + "/logs/norvane.txt";
+    installation->useStore();
+    s_logPath = installation->home() + "/logs/norvane.txt";
   }
-  void TearDown() override { m_installation.reset(); }
+  void TearDown() override { installation.reset(); }
   static inline std::string s_logPath;
-
- private:
-  std::unique_ptr<testsupport::HomedInstallation> m_installation;
+  std::unique_ptr<testsupport::HomedInstallation> installation;
 };
 
 class LogMark {

@@ -140,4 +140,5 @@ TEST(SocketTest, SendCloseAndFailedConnections) {
     EXPECT_EQ("name:mail.invalid", joined(fake.net.lookups));
   }
   EXPECT_EQ(0, client->close());
+  EXPECT_EQ(-1, platform::posixHost().sockets().close(-1));
 }

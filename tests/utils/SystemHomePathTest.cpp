@@ -30,11 +30,12 @@ TEST(HomePathTest, StoredValueRulesSetRootAndSet) {
   testsupport::TempInstallation installation, other;
   installation.useStore();
   EXPECT_STREQ("/etc/kestrane/registry", MachineStore::DEFAULT_ROOT);
-  const std::string value = installation.storeRoot() + "/SOFTWARE/Kestrane/Norvane/NorvaneHOME";
-  testsupport::writeFile(installation.storeRoot() + "/SOFTWARE", "");
-  EXPECT_EQ("failed", lookUp());  // a file where the key should be
-  std::filesystem::remove(installation.storeRoot() + "/SOFTWARE");
+  const std::string key = installation.storeRoot() + "/SOFTWARE/Kestrane/Norvane", value = key + "/NorvaneHOME";
   EXPECT_EQ("failed", lookUp());  // no key
+  std::filesystem::create_directories(installation.storeRoot() + "/SOFTWARE/Kestrane");
+  testsupport::writeFile(key, "");
+  EXPECT_EQ("failed", lookUp());  // a file where the key should be
+  std::filesystem::remove(key);
   std::filesystem::create_directories(std::filesystem::path(value).parent_path());
   EXPECT_EQ("failed", lookUp());  // key without value
   const struct { std::string bytes, expected; } rows[] = {

@@ -24,6 +24,7 @@ TEST(PluginTest, RecordOrNullWhenTheEntryPointThrowsOrIsMissingAndUnloadingRepor
   EXPECT_EQ(nullptr, helper.getCommandHelperInstance(plugins[2]));
   EXPECT_EQ(nullptr, helper.getCommandHelperInstance(nullptr));
   EXPECT_EQ(nullptr, sys().getLibraryProcessAddress(nullptr, "malloc"));  // null searches nothing
+  EXPECT_EQ(nullptr, sys().getLibraryProcessAddress(plugins[0], nullptr));
   for (int i = 0; i < 3; ++i) EXPECT_EQ(0, sys().unLoadLibrary(plugins[i])) << paths[i];
   EXPECT_EQ(1, sys().unLoadLibrary(nullptr));
   {

@@ -126,12 +126,12 @@ int WindowsSystem::getServerIPSet(std::string* ipv4, std::string* ipv6, int* ipv
   // only on a host that also has IPv6 addresses. The list holds 64 at most: the
   // rest are dropped rather than written past it.
   std::vector<std::string> chosen;
-  if (*ipv4Count > 0 && *ipv6Count > 0) {
+  if (*ipv6Count > 0) {  // the filter leaves at least one IPv4 address
     for (int i = 0; i < *ipv4Count && chosen.size() < kChosenIPv4Capacity; ++i) {
       if (ipv4[i] != "127.0.0.1") chosen.push_back(ipv4[i]);
     }
   }
-  if (*ipv4Count == 1 && ipv4[0] == "127.0.0.1" && chosen.size() < kChosenIPv4Capacity) chosen.push_back(ipv4[0]);
+  if (*ipv4Count == 1 && ipv4[0] == "127.0.0.1") chosen.push_back(ipv4[0]);  // the list is empty then
   for (std::size_t i = 0; i < chosen.size(); ++i) ipv4[i] = chosen[i];
   *ipv4Count = static_cast<int>(chosen.size());
   return 1;

@@ -1,21 +1,84 @@
 // LDAP logins against a slapd of the test's own on loopback: both sequences, in this
 // process.
-#include <gtest/gtest.h>
-#include <utils/System.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <memory>
+#include <thread>
 
-#include "AuthIntegrationSupport.h"
+#include "support/ChildProcess.h"
 #include "support/Loopback.h"
-#include "support/TempInstallation.h"
 #include "utils/AuthenticationTestSupport.h"
 
 namespace {
 
-std::string ldapLogin(const std::string& user, const std::string& password, int port, int mode) {
-  return authtest::ldap(user, password, "127.0.0.1", "dc=example,dc=com", static_cast<unsigned long>(port), 3, mode);
-}
+// slapd with a configuration and database of its own in a temporary directory,
+// listening on ldap://127.0.0.1:port and ldaps://127.0.0.1:tlsPort with a
+// self-signed certificate for 127.0.0.1. Suffix dc=example,dc=com; the users'
+// passwords are stored in clear text (DIGEST-MD5 needs them), and a SASL name maps
+// to cn=<name>,dc=example,dc=com. Attribute types and the class the login reads are
+// those of a Windows directory.
+struct Slapd {
+  explicit Slapd(const std::string& ldif) {
+    if (access("/usr/sbin/slapd", X_OK) != 0) {
+      failure = "slapd is not installed (package slapd)";
+      return;
+    }
+    const std::string attribute = " EQUALITY caseIgnoreMatch SYNTAX 1.3.6.1.4.1.1466.115.121.1.15 )\n";
+    testsupport::writeFile(d + "/norvane.schema",
+                           "attributetype ( 1.3.6.1.4.1.55555.1.1 NAME 'objectCategory'" + attribute +
+                               "attributetype ( 1.3.6.1.4.1.55555.1.2 NAME 'memberOf'" + attribute +
+                               "objectclass ( 1.3.6.1.4.1.55555.2.1 NAME 'user' SUP top AUXILIARY MAY "
+                               "( objectCategory $ memberOf ) )\n");
+    testsupport::writeFile(d + "/slapd.conf",
+                           "include /etc/ldap/schema/core.schema\ninclude " + d + "/norvane.schema\n"
+                           "modulepath /usr/lib/ldap\nmoduleload back_mdb\npidfile " + d + "/slapd.pid\n"
+                           "TLSCertificateFile " + d + "/cert.pem\nTLSCertificateKeyFile " + d + "/key.pem\n"
+                           "authz-regexp \"uid=([^,]*),.*cn=auth\" \"cn=$1,dc=example,dc=com\"\n"
+                           "sasl-secprops none\nsasl-auxprops slapd\ndatabase mdb\nsuffix \"dc=example,dc=com\"\n"
+                           "directory " + d + "/db\naccess to attrs=userPassword by anonymous auth by * none\n"
+                           "access to * by * read\n");
+    testsupport::writeFile(d + "/data.ldif", "dn: dc=example,dc=com\nobjectClass: dcObject\nobjectClass: organization\n"
+                                             "o: example\ndc: example\n\n" + ldif);
+    const std::string quiet = " >>" + d + "/setup.log 2>&1";
+    if (std::system(("mkdir " + d + "/db && openssl req -x509 -newkey rsa:2048 -nodes -keyout " + d + "/key.pem -out " +
+                     d + "/cert.pem -days 1 -subj /CN=127.0.0.1 -addext subjectAltName=IP:127.0.0.1" + quiet +
+                     " && slapadd -f " + d + "/slapd.conf -l " + d + "/data.ldif" + quiet).c_str()) != 0) {
+      failure = "cannot prepare the directory: " + testsupport::readFile(d + "/setup.log");
+      return;
+    }
+    const std::string urls = "ldap://127.0.0.1:" + std::to_string(port) + "/ ldaps://127.0.0.1:" + std::to_string(tlsPort) + "/";
+    const int log = open((d + "/slapd.log").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    // -d 0 keeps it in the foreground, so this pid is the server's.
+    pid = testsupport::launch({"/usr/sbin/slapd", "-f", d + "/slapd.conf", "-h", urls, "-d", "0"}, {}, -1, log, log);
+    close(log);
+    for (int i = 0; i < 100 && waitpid(pid, nullptr, WNOHANG) != pid; ++i) {
+      if (testsupport::loopbackAccepts(port) && testsupport::loopbackAccepts(tlsPort)) return;
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    failure = "slapd did not start: " + testsupport::readFile(d + "/slapd.log");
+    kill(pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
+    pid = -1;
+  }
+  ~Slapd() {
+    if (pid <= 0) return;
+    kill(pid, SIGTERM);
+    for (int i = 0; i < 100; ++i, std::this_thread::sleep_for(std::chrono::milliseconds(20))) {
+      if (waitpid(pid, nullptr, WNOHANG) == pid) return;
+    }
+    kill(pid, SIGKILL), waitpid(pid, nullptr, 0);
+  }
+
+  testsupport::TempInstallation scratch;  // removed after the server has stopped
+  const std::string d = scratch.root();
+  std::string failure;
+  int pid = -1, port = testsupport::freeLoopbackPort(), tlsPort = testsupport::freeLoopbackPort();
+};
 
 // An entry of the directory; a user object when memberOf is given, even empty.
 std::string person(const std::string& name, const char* memberOf = nullptr) {
@@ -24,48 +87,34 @@ std::string person(const std::string& name, const char* memberOf = nullptr) {
          (memberOf ? "objectClass: user\nobjectCategory: person\n" + std::string(memberOf) : "") + "\n";
 }
 
-class SlapdTest : public testing::Test {
- protected:
-  static void SetUpTestSuite() {
-    s_installation = std::make_unique<testsupport::HomedInstallation>("log_level = 255\nlog_cache_mode = 0\n");
-    s_installation->useStore();
-    s_slapd = std::make_unique<authit::Slapd>(
-        person("alice", "memberOf: CN=Administrators,CN=Builtin,DC=example,DC=com\nmemberOf: CN=Staff,DC=example,DC=com\n") +
-        person("bob", "memberOf: CN=Staff,DC=example,DC=com\nmemberOf: CN=Administrators,DC=example,DC=com\n") +
-        person("dave", "") + person("carol"));
-    // libldap reads its trust anchors from the environment when first used.
-    setenv("LDAPTLS_CACERT", s_slapd->certificate().c_str(), 1);
-  }
-  static void TearDownTestSuite() {
-    s_slapd.reset();
-    s_installation.reset();
-  }
-  void SetUp() override {
-    if (!s_slapd->running()) GTEST_SKIP() << s_slapd->failure();
-  }
-  static inline std::unique_ptr<testsupport::TempInstallation> s_installation;
-  static inline std::unique_ptr<authit::Slapd> s_slapd;
-};
-
-TEST_F(SlapdTest, BothSequencesBindSearchAndReadMemberOf) {
-  const struct { int mode; const char* user; const char* password; const char* expected; } rows[] = {
-      {0, "alice", "alicepw", "true 2 -1 [old]"},
-      {0, "bob", "bobpw", "true 1 -1 [old]"},    // Administrators in the second value
-      {0, "dave", "davepw", "true 1 -1 [old]"},  // no memberOf at all
-      {0, "alice", "wrong", "false 3 49 [Invalid credentials]"},
-      {0, "zed", "zedpw", "false 3 49 [Invalid credentials]"},  // no such entry
-      {0, "carol", "carolpw", "false 3 0 [Success]"},           // not a user object
-      {1, "alice", "alicepw", "true 2 -1 [old]"},
-      {1, "alice", "wrong", "false 3 49 [Invalid credentials]"},
-      {1, "zed", "zedpw", "false 3 80 [Other (e.g., implementation specific) error]"},  // SASL: no such user
+TEST(SlapdTest, BothSequencesBindSearchAndReadMemberOf) {
+  testsupport::HomedInstallation installation("log_level = 255\nlog_cache_mode = 0\n");
+  installation.useStore();
+  const Slapd slapd(
+      person("alice", "memberOf: CN=Administrators,CN=Builtin,DC=example,DC=com\nmemberOf: CN=Staff,DC=example,DC=com\n") +
+      person("bob", "memberOf: CN=Staff,DC=example,DC=com\nmemberOf: CN=Administrators,DC=example,DC=com\n") +
+      person("dave", "") + person("carol"));
+  if (slapd.pid <= 0) GTEST_SKIP() << slapd.failure;
+  // libldap reads its trust anchors from the environment when first used.
+  setenv("LDAPTLS_CACERT", (slapd.d + "/cert.pem").c_str(), 1);
+  const int noServer = testsupport::freeLoopbackPort();
+  const struct { int mode, port; const char* user; const char* password; const char* expected; } rows[] = {
+      {0, slapd.port, "alice", "alicepw", "true 2 -1 [old]"},
+      {0, slapd.port, "bob", "bobpw", "true 1 -1 [old]"},    // Administrators in the second value
+      {0, slapd.port, "dave", "davepw", "true 1 -1 [old]"},  // no memberOf at all
+      {0, slapd.port, "alice", "wrong", "false 3 49 [Invalid credentials]"},
+      {0, slapd.port, "zed", "zedpw", "false 3 49 [Invalid credentials]"},  // no such entry
+      {0, slapd.port, "carol", "carolpw", "false 3 0 [Success]"},           // not a user object
+      {1, slapd.tlsPort, "alice", "alicepw", "true 2 -1 [old]"},
+      {1, slapd.tlsPort, "alice", "wrong", "false 3 49 [Invalid credentials]"},
+      {1, slapd.tlsPort, "zed", "zedpw", "false 3 80 [Other (e.g., implementation specific) error]"},  // SASL: no user
+      {1, slapd.port, "alice", "alicepw", "false 3 -1 [Can't contact LDAP server]"},  // TLS on the plain port
+      {0, noServer, "alice", "alicepw", "false 3 -1 [Can't contact LDAP server]"},
   };
   for (const auto& row : rows) {
-    const int port = row.mode == 1 ? s_slapd->tlsPort() : s_slapd->port();
-    EXPECT_EQ(row.expected, ldapLogin(row.user, row.password, port, row.mode)) << row.mode << " " << row.user;
+    EXPECT_EQ(row.expected, authtest::login(row.user, row.password, "127.0.0.1", "dc=example,dc=com", row.port, 3, row.mode))
+        << row.mode << " " << row.port << " " << row.user;
   }
-  // TLS against the plain port, and nothing listening.
-  EXPECT_EQ("false 3 -1 [Can't contact LDAP server]", ldapLogin("alice", "alicepw", s_slapd->port(), 1));
-  EXPECT_EQ("false 3 -1 [Can't contact LDAP server]", ldapLogin("alice", "alicepw", testsupport::freeLoopbackPort(), 0));
 }
 
 }  // namespace

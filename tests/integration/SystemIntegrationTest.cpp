@@ -23,44 +23,26 @@
 
 namespace {
 
-void enterChild(const std::vector<std::string>& args) {
+utils::System& enterChild(const std::vector<std::string>& args) {
   alarm(60);
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   platform::setMachineStoreRoot(args.at(0));
+  return *utils::System::get_instance();
 }
 
-// Prints each record the logger's socket holds as "record <text>".
-void printRecords(int listener, bool stream) {
-  char buffer[65536];
-  for (ssize_t got; !stream && (got = recv(listener, buffer, sizeof buffer, 0)) > 0;) {
-    std::cout << "record " << std::string(buffer, static_cast<std::size_t>(got)) << "\n";
-  }
-  for (int connection; stream && (connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;) {
-    std::string received;
-    for (ssize_t got; (got = read(connection, buffer, sizeof buffer)) > 0;) received.append(buffer, got);
-    close(connection);
-    std::istringstream records(received);  // a stream logger's records end with NUL
-    for (std::string record; std::getline(records, record, '\0');) std::cout << "record " << record << "\n";
-  }
-}
-
-// The system logger, played by the child in an empty /dev of its own. Args: the
-// store root; "dgram", "stream", "stalled" or "none" for the socket at /dev/log.
+// The system logger, played by the child in an empty /dev of its own, prints each
+// record as "record <text>". Args: the store root; "dgram", "stream", "stalled" (a
+// datagram logger that never reads: its queue fills) or "none" for /dev/log.
 NORVANE_CHILD(syslog_records) {
-  enterChild(args);
+  utils::System& system = enterChild(args);
   if (!nstest::enterPrivateMounts() || !nstest::useEmptyDev()) return nstest::kNoNamespaces;
   const bool stream = args.at(1) == "stream";
-  int listener = -1;
-  if (args[1] != "none") {
-    listener = socket(AF_UNIX, (stream ? SOCK_STREAM : SOCK_DGRAM) | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    struct sockaddr_un address {};
-    address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof address.sun_path, "/dev/log");
-    if (bind(listener, reinterpret_cast<struct sockaddr*>(&address), sizeof address) != 0) return 3;
-    if (stream && listen(listener, 16) != 0) return 3;
-  }
-  utils::System& system = *utils::System::get_instance();
-  if (args[1] == "stalled") {  // a datagram logger that never reads: its queue fills
+  const int listener = socket(AF_UNIX, (stream ? SOCK_STREAM : SOCK_DGRAM) | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  struct sockaddr_un address {AF_UNIX, "/dev/log"};
+  if (args[1] != "none" && (bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+                            (stream && listen(listener, 16) != 0)))
+    return 3;
+  if (args[1] == "stalled") {
     const auto begin = std::chrono::steady_clock::now();
     std::cout << "results ";
     for (int record = 0; record < 12; ++record) std::cout << system.doSystemLog("m", 1, 0, 1);
@@ -70,7 +52,16 @@ NORVANE_CHILD(syslog_records) {
   std::cout << "pid " << getpid() << "\nresults " << system.doSystemLog("disk 3 lost", 1001, 2, 240)
             << system.doSystemLog("rebuild at 50%", 1002, 1, 0) << system.doSystemLog("volume ready", 7, 0, 65)
             << system.doSystemLog("odd", -1, 6, 65535) << "\n";
-  if (listener >= 0) printRecords(listener, stream);
+  char buffer[65536];
+  std::string received;
+  for (ssize_t got; !stream && (got = recv(listener, buffer, sizeof buffer, 0)) > 0;) {
+    received.append(buffer, got).push_back('\0');
+  }
+  for (int connection; stream && (connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0; close(connection)) {
+    for (ssize_t got; (got = read(connection, buffer, sizeof buffer)) > 0;) received.append(buffer, got);
+  }
+  std::istringstream records(received);  // a stream logger's records end with NUL
+  for (std::string record; std::getline(records, record, '\0');) std::cout << "record " << record << "\n";
   return 0;
 }
 
@@ -78,7 +69,7 @@ NORVANE_CHILD(syslog_records) {
 // namespace's path, a hosts file and a host name, both in force for this process
 // only, with a sysfs of the namespace.
 NORVANE_CHILD(namespace_identity) {
-  enterChild(args);
+  utils::System& system = enterChild(args);
   const int ns = open(args.at(1).c_str(), O_RDONLY | O_CLOEXEC);
   if (ns < 0 || setns(ns, CLONE_NEWNET) != 0 || unshare(CLONE_NEWUTS) != 0 || !nstest::enterPrivateMounts() ||
       mount("sysfs", "/sys", "sysfs", 0, nullptr) != 0 ||
@@ -86,11 +77,9 @@ NORVANE_CHILD(namespace_identity) {
       sethostname(args.at(3).c_str(), args[3].size()) != 0) {
     return nstest::kNoNamespaces;
   }
-  utils::System& system = *utils::System::get_instance();
-  std::string text;
-  std::cout << "mac " << system.getMACAddress() << "\nhost " << system.getHostName(text) << " " << text;
-  std::string v4[16], v6[16];
+  std::string text, v4[16], v6[16];
   int v4Count = 0, v6Count = 0;
+  std::cout << "mac " << system.getMACAddress() << "\nhost " << system.getHostName(text) << " " << text;
   std::cout << "\nset " << system.getServerIPSet(v4, v6, &v4Count, &v6Count) << " v4";
   for (int i = 0; i < v4Count; ++i) std::cout << " " << v4[i];
   std::cout << " v6";
@@ -114,22 +103,18 @@ std::string record(const std::string& priority, const std::string& text) {
 TEST(SystemLogIntegrationTest, RecordsReachTheLoggerWithPriorityIdentityAndTextOrTheCallFails) {
   NSTEST_REQUIRE_ROOT();
   testsupport::HomedInstallation installation(kSettings);
-  for (const std::string kind : {"dgram", "stream"}) {
-    const testsupport::ChildResult run = testsupport::runChild("syslog_records", {installation.storeRoot(), kind});
-    if (run.exitCode == nstest::kNoNamespaces) GTEST_SKIP() << "the system refuses private mount namespaces";
-    EXPECT_TRUE(std::regex_match(run.output, std::regex(R"(pid (\d+)\nresults 1111\n)" +
-                                                        record("11", R"(disk 3 lost \[event 1001, category 10\])") +
-                                                        record("12", R"(rebuild at 50% \[event 1002, category 9\])") +
-                                                        record("14", R"(volume ready \[event 7, category 7\])") +
-                                                        record("12", R"(odd \[event -1, category 9\])"))))
-        << kind << "\n" << run.output;
-  }
   // Without a logger every call fails; one that stopped reading holds no caller for
   // more than about a second.
-  for (const auto& [kind, expected] : {std::pair<std::string, std::string>{"none", R"(pid \d+\nresults 0000\n)"},
+  const std::string written = R"(pid (\d+)\nresults 1111\n)" + record("11", R"(disk 3 lost \[event 1001, category 10\])") +
+                              record("12", R"(rebuild at 50% \[event 1002, category 9\])") +
+                              record("14", R"(volume ready \[event 7, category 7\])") +
+                              record("12", R"(odd \[event -1, category 9\])");
+  for (const auto& [kind, expected] : {std::pair<std::string, std::string>{"dgram", written}, {"stream", written},
+                                       {"none", R"(pid \d+\nresults 0000\n)"},
                                        {"stalled", R"(results 1{10,12}0+ within 5 s 1\n)"}}) {
-    const std::string output = testsupport::runChild("syslog_records", {installation.storeRoot(), kind}).output;
-    EXPECT_TRUE(std::regex_match(output, std::regex(expected))) << output;
+    const testsupport::ChildResult run = testsupport::runChild("syslog_records", {installation.storeRoot(), kind});
+    if (run.exitCode == nstest::kNoNamespaces) GTEST_SKIP() << "the system refuses private mount namespaces";
+    EXPECT_TRUE(std::regex_match(run.output, std::regex(expected))) << kind << "\n" << run.output;
   }
 }
 
@@ -138,22 +123,21 @@ TEST(NetworkIdentityIntegrationTest, MACAddressAndAddressesInsideANamespace) {
   nstest::NetworkNamespace ns("identity");
   if (!ns.created()) GTEST_SKIP() << "ip netns add is refused on this system";
   testsupport::HomedInstallation installation(kSettings);
-  const std::string hosts = installation.root() + "/hosts", name = "nv9host";
-  testsupport::writeFile(hosts, "127.0.0.1 localhost\n192.0.2.10 " + name + "\n10.9.0.1 " + name +
-                                    "\n2001:db8::10 " + name + "\n");
-  const std::vector<std::string> args = {installation.storeRoot(), ns.path(), hosts, name};
+  const std::string hosts = installation.root() + "/hosts";
+  testsupport::writeFile(hosts, "127.0.0.1 localhost\n192.0.2.10 nv9host\n10.9.0.1 nv9host\n2001:db8::10 nv9host\n");
+  const std::vector<std::string> args = {installation.storeRoot(), ns.path(), hosts, "nv9host"};
   // Loopback alone: no address to give.
   testsupport::ChildResult run = testsupport::runChild("namespace_identity", args);
   if (run.exitCode == nstest::kNoNamespaces) GTEST_SKIP() << "the system refuses to enter the namespaces";
   EXPECT_EQ(0u, run.output.find("mac 0\n")) << run.output;
   // A pair whose addresses the kernel made up comes first; of the second pair one
   // end has an address set by hand: that is the one to give.
-  ASSERT_TRUE(ns.ip("link add nv9r0 type veth peer name nv9r1") && ns.ip("link add nv9m0 type veth peer name nv9m1"));
-  ASSERT_TRUE(ns.ip("link set nv9m0 address 02:4e:56:39:00:01") && ns.ip("link set nv9m0 up") &&
-              ns.ip("link set nv9m1 up"));
-  ASSERT_TRUE(ns.ip("addr add 192.0.2.10/24 dev nv9m0") && ns.ip("addr add 2001:db8::10/64 dev nv9m0 nodad"));
-  run = testsupport::runChild("namespace_identity", args);
+  for (const char* command : {"link add nv9r0 type veth peer name nv9r1", "link add nv9m0 type veth peer name nv9m1",
+                              "link set nv9m0 address 02:4e:56:39:00:01", "link set nv9m0 up", "link set nv9m1 up",
+                              "addr add 192.0.2.10/24 dev nv9m0", "addr add 2001:db8::10/64 dev nv9m0 nodad"}) {
+    ASSERT_TRUE(ns.ip(command)) << command;
+  }
   EXPECT_EQ("mac 02:4E:56:39:00:01\nhost 1 nv9host\nset 1 v4 192.0.2.10 v6 2001:db8::10\nip 1 192.0.2.10\n"
             "entry 192.0.2.10\n",
-            run.output);
+            testsupport::runChild("namespace_identity", args).output);
 }

@@ -14,12 +14,7 @@ namespace testsupport {
 
 struct FakeDisks : platform::Disks {
   using Partitions = std::vector<std::pair<std::string, std::vector<platform::VolumeSpace>>>;
-  struct Drive {
-    std::string id;
-    bool layoutReadable = true;
-    std::vector<platform::PartitionRecord> layout;
-    Partitions partitions;
-  };
+  struct Drive { std::string id; bool layoutReadable; std::vector<platform::PartitionRecord> layout; Partitions partitions; };
   std::vector<Drive> driveList;
   bool reachable = true, drivesFail = false;
   std::string failingPartitionQuery, failingVolumeQuery;  // an id whose query fails
@@ -30,31 +25,27 @@ struct FakeDisks : platform::Disks {
   }
 
   bool layout(const std::string& drivePath, std::vector<platform::PartitionRecord>& records) override {
-    for (const Drive& drive : driveList) {
+    for (const Drive& drive : driveList)
       if (drive.id == drivePath && drive.layoutReadable) return records = drive.layout, true;
-    }
     return false;
   }
   bool connect() override { return ++connections, reachable; }
   void disconnect() override { ++disconnections; }
   bool drives(std::vector<std::string>& deviceIds) override {
-    if (drivesFail) return false;
     for (const Drive& drive : driveList) deviceIds.push_back(drive.id);
-    return true;
+    return !drivesFail;
   }
   bool partitions(const std::string& driveId, std::vector<std::string>& partitionIds) override {
-    if (driveId == failingPartitionQuery) return false;
     for (const Drive& drive : driveList)
       for (const auto& partition : drive.partitions)
         if (drive.id == driveId) partitionIds.push_back(partition.first);
-    return true;
+    return driveId != failingPartitionQuery;
   }
   bool volumes(const std::string& partitionId, std::vector<platform::VolumeSpace>& volumes) override {
-    if (partitionId == failingVolumeQuery) return false;
     for (const Drive& drive : driveList)
       for (const auto& [id, found] : drive.partitions)
         if (id == partitionId) volumes.insert(volumes.end(), found.begin(), found.end());
-    return true;
+    return partitionId != failingVolumeQuery;
   }
 };
 

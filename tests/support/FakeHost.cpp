@@ -14,12 +14,32 @@ FakeHostFacts::FakeHostFacts() {
   versionRecord.kernelRelease = "6.1.0-18-amd64";
 }
 
+void FakeHostFacts::useWindows(unsigned long major, unsigned long minor, unsigned long build, unsigned char productType,
+                               const std::wstring& servicePack, unsigned long platformId) {
+  versionRecord = {};
+  versionRecord.majorVersion = major, versionRecord.minorVersion = minor, versionRecord.buildNumber = build;
+  versionRecord.productType = productType, versionRecord.servicePack = servicePack, versionRecord.platformId = platformId;
+}
+
+std::unique_ptr<platform::EventSource> FakeEventLog::registerSource(const std::string& name) {
+  struct Source : platform::EventSource {
+    Source(std::string name, FakeEventLog& log) : name(std::move(name)), log(log) {}
+    bool report(int type, std::uint16_t category, int eventId, const std::string& text) override {
+      if (log.takesRecords) log.records.push_back({name, type, category, eventId, text});
+      return log.takesRecords;
+    }
+    std::string name;
+    FakeEventLog& log;
+  };
+  return reachable ? std::make_unique<Source>(name, *this) : nullptr;
+}
+
 // A struct hostent and the storage its fields point into.
 struct FakeNetwork::Entry {
   struct hostent entry {};
   std::string name;
-  std::vector<std::string> addresses;  // raw bytes
-  std::vector<char*> addressList, aliases{nullptr};
+  char bytes[4][16];
+  char* addressList[5] = {}, *aliases[1] = {};
 };
 
 platform::NetworkInterface adapter(unsigned int index, const std::string& name, const std::string& mac,
@@ -34,20 +54,16 @@ platform::NetworkInterface adapter(unsigned int index, const std::string& name, 
 }
 
 const void* FakeNetwork::store(const std::string& name, const std::vector<std::string>& addresses) {
-  auto record = std::make_shared<Entry>();
-  record->name = name;
+  Entry& record = *m_entries.emplace_back(std::make_shared<Entry>());
   const bool v6 = !addresses.empty() && addresses[0].find(':') != std::string::npos;
-  for (const std::string& text : addresses) {
-    unsigned char bytes[16];
-    if (inet_pton(v6 ? AF_INET6 : AF_INET, text.c_str(), bytes) != 1) throw std::invalid_argument(text);
-    record->addresses.emplace_back(reinterpret_cast<char*>(bytes), v6 ? 16 : 4);
+  record.name = name;
+  for (std::size_t i = 0; i < addresses.size(); ++i) {
+    if (i == 4 || inet_pton(v6 ? AF_INET6 : AF_INET, addresses[i].c_str(), record.bytes[i]) != 1)
+      throw std::invalid_argument(addresses[i]);
+    record.addressList[i] = record.bytes[i];
   }
-  for (std::string& bytes : record->addresses) record->addressList.push_back(bytes.data());
-  record->addressList.push_back(nullptr);
-  record->entry = {record->name.data(), record->aliases.data(), v6 ? AF_INET6 : AF_INET, v6 ? 16 : 4,
-                   record->addressList.data()};
-  m_entries.push_back(record);
-  return &record->entry;
+  record.entry = {record.name.data(), record.aliases, v6 ? AF_INET6 : AF_INET, v6 ? 16 : 4, record.addressList};
+  return &record.entry;
 }
 
 const void* FakeNetwork::hostByAddress(const unsigned char* address, int length, int family) {

@@ -36,12 +36,7 @@ struct FakeHostFacts : platform::HostFacts {
   FakeHostFacts();  // Debian 12 on kernel 6.1.0-18-amd64
   // A Windows version record instead (platform id 2 unless told otherwise).
   void useWindows(unsigned long major, unsigned long minor, unsigned long build, unsigned char productType,
-                  const std::wstring& servicePack = L"", unsigned long platformId = platform::kPlatformWinNT) {
-    versionRecord = {};
-    versionRecord.majorVersion = major, versionRecord.minorVersion = minor, versionRecord.buildNumber = build;
-    versionRecord.productType = productType, versionRecord.servicePack = servicePack;
-    versionRecord.platformId = platformId;
-  }
+                  const std::wstring& servicePack = L"", unsigned long platformId = platform::kPlatformWinNT);
 
   platform::VersionLookup versionLookup = platform::VersionLookup::kFound;
   platform::VersionRecord versionRecord;
@@ -70,18 +65,7 @@ struct FakeEventLog : platform::EventLog {
   bool takesRecords = true;  // false: every report fails after registering
   std::vector<Record> records;
 
-  std::unique_ptr<platform::EventSource> registerSource(const std::string& name) override {
-    struct Source : platform::EventSource {
-      Source(std::string name, FakeEventLog& log) : name(std::move(name)), log(log) {}
-      bool report(int type, std::uint16_t category, int eventId, const std::string& text) override {
-        if (log.takesRecords) log.records.push_back({name, type, category, eventId, text});
-        return log.takesRecords;
-      }
-      std::string name;
-      FakeEventLog& log;
-    };
-    return reachable ? std::make_unique<Source>(name, *this) : nullptr;
-  }
+  std::unique_ptr<platform::EventSource> registerSource(const std::string& name) override;
 };
 
 struct FakeLibraries : platform::Libraries {
@@ -92,15 +76,12 @@ struct FakeLibraries : platform::Libraries {
 
   void* open(const std::string& name) override { return libraries.count(name) ? &libraries[name] : nullptr; }
   void* symbol(void* library, const char* name) override {
-    if (library == nullptr || name == nullptr) return nullptr;
-    const auto& symbols = static_cast<Library*>(library)->second;
-    return symbols.count(name) ? symbols.at(name) : nullptr;
+    const auto* found = static_cast<Library*>(library);
+    return found && name && found->second.count(name) ? found->second.at(name) : nullptr;
   }
   bool close(void* library, std::string& error) override {
-    if (library == nullptr || !closeRefusal.empty()) {
-      return error = library == nullptr ? "invalid library handle" : closeRefusal, false;
-    }
-    return closed.push_back(static_cast<Library*>(library)->first), true;
+    if (library && closeRefusal.empty()) return closed.push_back(static_cast<Library*>(library)->first), true;
+    return error = library ? closeRefusal : "invalid library handle", false;
   }
 
  private:
@@ -125,8 +106,8 @@ struct FakeNetwork : platform::Network {
     adapters = {adapter(1, "lo", "00:00:00:00:00:00", false), adapter(2, "eth0", mac, true)};
   }
 
-  // A host entry (a real struct hostent) for hostByName(name): IPv4 when the first
-  // address is dotted, IPv6 otherwise; no address gives an empty list.
+  // A host entry (a real struct hostent, four addresses at most) for hostByName(name):
+  // IPv4 when the first address is dotted, IPv6 otherwise; no address gives an empty list.
   void addHost(const std::string& name, const std::vector<std::string>& addresses) {
     m_byName[name] = store(name, addresses);
   }

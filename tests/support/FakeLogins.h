@@ -24,26 +24,24 @@
 namespace testsupport {
 
 struct FakeLogon : platform::Logon {
-  // PAM's code for a password that does not pass, with the text "Authentication failure".
-  static constexpr int kAuthError = 7;
   void accept(const std::string& service, const std::string& logonName, const std::string& password) {
     m_passwords[service + " " + logonName] = password;
   }
   // The password passes but the account step answers with this code and text.
   std::map<std::string, std::pair<int, std::string>> accountRefusals;  // by logon name
-  int machineStatus = 0;
-  std::string machine = "fakehost.example.com";
-  std::vector<std::string> checks;  // "service logonName", in order
+  int machineStatus = 0;  // nonzero: the machine's name cannot be read
 
+  // A password that does not pass gives PAM's 7, "Authentication failure".
   int check(const std::string& service, const std::string& userName, const std::string& password,
             std::string& text) override {
-    checks.push_back(service + " " + userName);
-    const auto known = m_passwords.find(checks.back());
+    const auto known = m_passwords.find(service + " " + userName);
     const auto refusal = accountRefusals.find(userName);
-    if (known == m_passwords.end() || known->second != password) return text = "Authentication failure", kAuthError;
+    if (known == m_passwords.end() || known->second != password) return text = "Authentication failure", 7;
     return refusal == accountRefusals.end() ? 0 : (text = refusal->second.second, refusal->second.first);
   }
-  int machineName(std::string& name) override { return machineStatus == 0 ? (name = machine, 0) : machineStatus; }
+  int machineName(std::string& name) override {
+    return machineStatus == 0 ? (name = "fakehost.example.com", 0) : machineStatus;
+  }
 
  private:
   std::map<std::string, std::string> m_passwords;  // "service logonName" -> password
@@ -78,18 +76,14 @@ struct FakeAccounts : platform::Accounts {
     return lookUp(members, group, paths) ? 0 : 1;
   }
   long accountNames(unsigned long& resume, std::vector<std::optional<std::string>>& names) override {
-    if (batches.empty()) {
-      for (const platform::DirectoryObject& object : objects)
-        if (object.isUser) names.emplace_back(object.name);
-      return 0;
-    }
+    for (const platform::DirectoryObject& object : objects)
+      if (batches.empty() && object.isUser) names.emplace_back(object.name);
     if (resume >= batches.size()) return 0;
     names = batches[resume].second;
     return batches[resume++].first;
   }
   long dnsDomain(bool& present, std::string& name) override {
-    if (dnsStatus == 0 && (present = dnsPresent)) name = dns;
-    return dnsStatus;
+    return dnsStatus == 0 && (present = dnsPresent) ? (name = dns, 0) : dnsStatus;
   }
   bool tokenGroups(const std::string& logonName, const std::string&,
                    std::vector<platform::TokenGroup>& groups) override {

@@ -10,20 +10,14 @@
 namespace testsupport {
 namespace {
 
-sockaddr_in loopback(int port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<std::uint16_t>(port));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return address;
-}
-
-int bound(int& port) {
+// A TCP socket and 127.0.0.1:port; bound to a port the kernel chooses, which `port`
+// gets, when asked.
+int loopback(int& port, sockaddr_in& address, bool bound) {
   const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address = loopback(0);
+  address = {AF_INET, htons(static_cast<std::uint16_t>(port)), {htonl(INADDR_LOOPBACK)}, {}};
   socklen_t length = sizeof address;
-  if (fd < 0 || bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-      getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+  if (bound && (fd < 0 || bind(fd, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+                getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0)) {
     throw std::runtime_error("cannot bind a socket to 127.0.0.1");
   }
   port = ntohs(address.sin_port);
@@ -33,20 +27,22 @@ int bound(int& port) {
 }  // namespace
 
 int listenOnLoopback(int& port) {
-  const int fd = bound(port);
+  sockaddr_in address{};
+  const int fd = loopback(port = 0, address, true);
   if (listen(fd, 16) != 0) throw std::runtime_error("cannot listen on 127.0.0.1");
   return fd;
 }
 
 int freeLoopbackPort() {
   int port = 0;
-  close(bound(port));
+  sockaddr_in address{};
+  close(loopback(port, address, true));
   return port;
 }
 
 bool loopbackAccepts(int port) {
-  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const sockaddr_in address = loopback(port);
+  sockaddr_in address{};
+  const int fd = loopback(port, address, false);
   const bool connected = connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
   close(fd);
   return connected;

@@ -7,95 +7,70 @@
 #include "utils/AuthenticationTestSupport.h"
 
 using authtest::joined;
-using authtest::ldap;
 using authtest::logLines;
 using authtest::runCase;
-using platform::LdapAttribute;
 
 namespace {
 
-const std::string kFilter = "(&(objectCategory=person)(objectClass=user)(cn=alice))";
+const std::string kSearch = "search cn=alice,dc=example,dc=com (&(objectCategory=person)(objectClass=user)(cn=alice))";
 
-std::string login(int bindingMode) { return ldap("alice", "pw", "ldap.example.com", "dc=example,dc=com", 389, 3, bindingMode); }
+// Alice's login to ldap.example.com:389 in this mode after the set-up: the outcome,
+// the client's calls and the log's LDAP lines.
+std::string traced(int mode, const std::function<void(testsupport::ScopedFakeHost&)>& setUp) {
+  return runCase("", [&](auto& fake) {
+    setUp(fake);
+    const std::string outcome = authtest::login("alice", "pw", "ldap.example.com", "dc=example,dc=com", 389, 3, mode);
+    return outcome + " " + joined(fake.ldap.calls, ",") + " | " + joined(logLines("LDAP "), ",");
+  });
+}
 
 }  // namespace
 
-TEST(LdapLoginTest, OnlyModeOneTakesTheSecureSequence) {
-  const std::string search = ",search cn=alice,dc=example,dc=com " + kFilter + ",unbind | Info: strSearch:" + kFilter;
-  const std::string basic = "open ldap://ldap.example.com:389,version 3,connect,"
-                            "simpleBind cn=alice,dc=example,dc=com pw" + search;
-  const struct { int mode; std::string calls; } rows[] = {
-      {0, basic}, {2, basic}, {-1, basic},
-      {1, "open ldaps://ldap.example.com:389,version 3,getTls,connect,digestBind alice ldap.example.com pw" + search},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ("true 1 -1 [old] " + row.calls, runCase("", [&](auto& fake) {
-      fake.ldap.entries = {{{{"cn", true, {"alice"}}}}};
-      const std::string outcome = login(row.mode);
-      return outcome + " " + joined(fake.ldap.calls) + " | " + joined(logLines("strSearch"));
-    })) << row.mode;
-  }
+TEST(LdapLoginTest, OnlyModeOneTakesTheSecureSequenceAndEveryFailingStepHasItsTextAndCode) {
+  const auto found = [](auto& fake) { fake.ldap.entries = {{{{"cn", true, {"alice"}}}}}; };
+  const std::string basic = "open ldap://ldap.example.com:389,version 3,connect,simpleBind cn=alice,dc=example,dc=com pw,";
+  for (int mode : {0, 2, -1}) EXPECT_EQ("true 1 -1 [old] " + basic + kSearch + ",unbind | ", traced(mode, found));
+  EXPECT_EQ("true 1 -1 [old] open ldaps://ldap.example.com:389,version 3,getTls,connect,"
+            "digestBind alice ldap.example.com pw," + kSearch + ",unbind | ", traced(1, found));
   // Nothing is escaped; an empty base leaves the trailing comma; TLS is demanded when
   // the session does not have it.
   EXPECT_EQ("true 1 -1 [old] open ldaps://srv:636,version 2,getTls,setTls,connect,digestBind a)(cn=* srv pw,"
             "search cn=a)(cn=*, (&(objectCategory=person)(objectClass=user)(cn=a)(cn=*)),unbind",
-            runCase("", [](auto& fake) {
-              fake.ldap.entries = {{{{"cn", true, {"alice"}}}}};
+            runCase("", [&](auto& fake) {
+              found(fake);
               fake.ldap.tlsValue = 0;
-              const std::string outcome = ldap("a)(cn=*", "pw", "srv", "", 636, 2, 1);
-              return outcome + " " + joined(fake.ldap.calls);
+              const std::string outcome = authtest::login("a)(cn=*", "pw", "srv", "", 636, 2, 1);
+              return outcome + " " + joined(fake.ldap.calls, ",");
             }));
-}
-
-TEST(LdapLoginTest, EveryFailingStepHasItsTextAndCode) {
-  const std::string server = "ldap.example.com", open = "open ldap://" + server + ":389",
-                    openTls = "open ldaps://" + server + ":389", bindBasic = "simpleBind cn=alice,dc=example,dc=com pw",
-                    bindSecure = "digestBind alice " + server + " pw",
-                    search = "search cn=alice,dc=example,dc=com " + kFilter;
-  const auto line = [&](const std::string& step, const std::string& code) {
-    return "Always: LDAP " + step + " for the LDAP Server:" + server + " failed with error code:" + code;
-  };
-  // A step that fails with 49 after the first `calls` calls of its mode's sequence (TLS
-  // off, so the secure one turns it on).
+  // The step that fails (with 49, TLS off), the calls made before it, its log word.
+  // An absent entry gives the search's own code, 0; a failed open the caller's, -1.
   const std::vector<std::string> sequences[] = {
-      {open, "version 3", "connect", bindBasic, search},
-      {openTls, "version 3", "getTls", "setTls", "connect", bindSecure, search}};
-  const auto failed = [&](int mode, int calls, const std::string& step) {
-    const std::vector<std::string> made(sequences[mode].begin(), sequences[mode].begin() + calls);
-    return "false 3 49 [Invalid credentials] " + joined(made, ",") + ",unbind | " + line(step, "49");
-  };
-  const struct { int mode; const char* step; std::string expected; } rows[] = {
-      {0, "open", "false 3 -1 [LDAP init failed] " + open + " | " + line("Init", "-1")},
-      {1, "open", "false 3 -1 [LDAP init failed] " + openTls + " | " + line("Init", "-1")},
-      {0, "version", failed(0, 2, "Set")},
-      {1, "version", failed(1, 2, "Set1")},
-      {1, "getTls", failed(1, 3, "Get")},
-      {1, "setTls", failed(1, 4, "Set2")},
-      {0, "connect", failed(0, 3, "Connect")},
-      {1, "connect", failed(1, 5, "Connect")},
-      {0, "simpleBind", failed(0, 4, "Simple Bind")},
-      {1, "digestBind", failed(1, 6, "Bind")},
-      {0, "search", failed(0, 5, "Search")},
-      // The entry is not there: the code is the search's own, 0, with its text.
-      {0, "absent", "false 3 0 [Success] " + open + ",version 3,connect," + bindBasic + "," + search +
-                        ",unbind | " + line("Count entries", "0")},
-      {1, "absent", "false 3 0 [Success] " + openTls + ",version 3,getTls,connect," + bindSecure + "," + search +
-                        ",unbind | " + line("Count entries", "0")},
-  };
+      {"open ldap://ldap.example.com:389", "version 3", "connect", "simpleBind cn=alice,dc=example,dc=com pw", kSearch},
+      {"open ldaps://ldap.example.com:389", "version 3", "getTls", "setTls", "connect",
+       "digestBind alice ldap.example.com pw", kSearch}};
+  const struct { int mode; std::string step; int calls; const char* word; } rows[] = {
+      {0, "open", 1, "Init"}, {1, "open", 1, "Init"}, {0, "version", 2, "Set"}, {1, "version", 2, "Set1"},
+      {1, "getTls", 3, "Get"}, {1, "setTls", 4, "Set2"}, {0, "connect", 3, "Connect"}, {1, "connect", 5, "Connect"},
+      {0, "simpleBind", 4, "Simple Bind"}, {1, "digestBind", 6, "Bind"}, {0, "search", 5, "Search"},
+      {0, "absent", 5, "Count entries"}, {1, "absent", 7, "Count entries"}};
   for (const auto& row : rows) {
-    EXPECT_EQ(row.expected, runCase("", [&](auto& fake) {
-      const std::string step = row.step;
-      if (step == "open") fake.ldap.opens = false;
-      if (step != "open" && step != "absent") fake.ldap.failures[step] = 49, fake.ldap.tlsValue = 0;
-      const std::string outcome = login(row.mode);
-      return outcome + " " + joined(fake.ldap.calls) + " | " + joined(logLines("LDAP Server"));
-    })) << row.step;
+    const std::string code = row.step == "open" ? "-1" : row.step == "absent" ? "0" : "49";
+    const std::vector<std::string> made(sequences[row.mode].begin(), sequences[row.mode].begin() + row.calls);
+    const char* text = code == "-1" ? " [LDAP init failed] " : code == "0" ? " [Success] " : " [Invalid credentials] ";
+    EXPECT_EQ("false 3 " + code + text +
+                  joined(made, ",") + (code == "-1" ? "" : ",unbind") + " | Always: LDAP " + row.word +
+                  " for the LDAP Server:ldap.example.com failed with error code:" + code,
+              traced(row.mode, [&](auto& fake) {
+                fake.ldap.opens = row.step != "open";
+                fake.ldap.failures[row.step] = 49, fake.ldap.tlsValue = 0;
+              }))
+        << row.mode << " " << row.step;
   }
 }
 
 TEST(LdapLoginTest, OnlyTheFirstMemberOfValueCanGiveFullAccess) {
   // "<result> <level> unbind*<unbinds> newlines*<printed>", then the lines logged.
-  const struct { std::vector<LdapAttribute> attributes; const char* expected; } rows[] = {
+  const struct { std::vector<platform::LdapAttribute> attributes; const char* expected; } rows[] = {
       // The hit ends the session inside the walk, and the caller ends it again.
       {{{"cn", true, {"alice"}}, {"memberOf", true, {"CN=Administrators,CN=Builtin,DC=x"}}},
        "true 2 unbind*2 newlines*1 Info: LDAP user has Admin access"},
@@ -117,15 +92,11 @@ TEST(LdapLoginTest, OnlyTheFirstMemberOfValueCanGiveFullAccess) {
     EXPECT_EQ(row.expected, runCase("", [&](auto& fake) {
       fake.ldap.entries = {{row.attributes}};
       testing::internal::CaptureStdout();
-      const std::string outcome = login(0);
+      const std::string outcome = authtest::login("alice", "pw", "srv", "dc=x", 389, 3, 0);
       const std::string printed = testing::internal::GetCapturedStdout();
-      std::vector<std::string> lines;
-      for (const char* text : {"Admin access", "Attribute array", "VALUE"}) {
-        for (const std::string& line : logLines(text)) lines.push_back(line);
-      }
-      return outcome.substr(0, 6) + " unbind*" +
-             std::to_string(std::count(fake.ldap.calls.begin(), fake.ldap.calls.end(), "unbind")) + " newlines*" +
-             std::to_string(printed.size()) + " " + joined(lines);
+      const auto unbinds = std::count(fake.ldap.calls.begin(), fake.ldap.calls.end(), "unbind");
+      return outcome.substr(0, 6) + " unbind*" + std::to_string(unbinds) +
+             " newlines*" + std::to_string(printed.size()) + " " + joined(logLines("Admin access|Attribute array|VALUE"), ",");
     })) << row.expected;
   }
 }

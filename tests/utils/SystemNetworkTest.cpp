@@ -1,5 +1,6 @@
 // Network identity of WindowsSystem over a fake host: the private-range filter, the
 // address sets, host entries and the choice of the adapter whose address is given.
+#include <map>
 #include <string>
 #include <vector>
 
@@ -7,125 +8,93 @@
 #include "utils/SystemTestSupport.h"
 
 using systemtest::FakeHostTest;
+using systemtest::joined;
 using systemtest::sys;
 using testsupport::adapter;
 using testsupport::ipv4;
 using testsupport::ipv6;
 
-namespace {
-
-std::string joined(const std::vector<std::string>& items, std::size_t count = SIZE_MAX) {
-  std::string text;
-  for (std::size_t i = 0; i < std::min(count, items.size()); ++i) text += items[i] + "|";
-  return text;
-}
-
-std::string filtered(std::vector<std::string> ips) {
-  return joined(sys().filterPrivateIPs(ips.data(), static_cast<int>(ips.size())));
-}
-
-// "<result> v4 <count>: a|b| v6 <count>: c|" of getServerIPSet on arrays of 128,
-// then "|<v4[0]>|<v4[1]>" when asked: what the arrays hold whatever the counts.
-std::string serverIPSet(bool firstTwo = false) {
-  std::vector<std::string> v4(128), v6(128);
-  int v4Count = -1, v6Count = -1;
-  const int result = sys().getServerIPSet(v4.data(), v6.data(), &v4Count, &v6Count);
-  return std::to_string(result) + " v4 " + std::to_string(v4Count) + ": " + joined(v4, static_cast<std::size_t>(std::max(v4Count, 0))) +
-         " v6 " + std::to_string(v6Count) + ": " + joined(v6, static_cast<std::size_t>(std::max(v6Count, 0))) +
-         (firstTwo ? "|" + v4[0] + "|" + v4[1] : "");
-}
-
-std::string serverIp() {
-  std::string ip = "old";
-  const int result = sys().getServerIp(ip);
-  return std::to_string(result) + " " + ip;
-}
-
-// The log lines other than function traces.
-std::vector<std::string> messages(const systemtest::LogMark& mark) {
-  std::vector<std::string> found;
-  for (const std::string& line : mark.entries()) {
-    if (line.rfind("Fn Entry", 0) != 0 && line.rfind("Everything", 0) != 0) found.push_back(line);
-  }
-  return found;
-}
-
-}  // namespace
-
 TEST(FilterPrivateIPsTest, DropsAddressesWhoseFirstPartIsAConfiguredEntry) {
   const struct { std::string setting; std::vector<std::string> ips; std::string kept; } rows[] = {
-      {"", {}, "127.0.0.1|"},
-      {"", {"10.0.0.5", "192.0.2.7"}, "10.0.0.5|192.0.2.7|"},
-      {"10,172", {"10.0.0.5", "172.16.0.1"}, "127.0.0.1|"},
-      {"10,172", {"172.16.0.1", "17.0.0.1"}, "17.0.0.1|"},
-      {"10", {"192.0.2.7", "10.1.1.1", "10.1.1.1", "192.0.2.8"}, "192.0.2.7|192.0.2.8|"},
-      {"10", {"::ffff:10.0.0.1", "100.64.0.1"}, "::ffff:10.0.0.1|100.64.0.1|"},
-      {"10.0, 10", {"10.0.0.5"}, "10.0.0.5|"},  // entries with a dot or a blank never match
-      {"2001:db8::1", {"2001:db8::1", "2001:db8::2"}, "2001:db8::2|"},  // IPv6 text is its own first part
-  };
-  for (const auto& row : rows) {
+      {"", {}, "127.0.0.1"},
+      {"", {"10.0.0.5", "192.0.2.7"}, "10.0.0.5|192.0.2.7"},
+      {"10,172", {"10.0.0.5", "172.16.0.1"}, "127.0.0.1"},
+      {"10,172", {"172.16.0.1", "17.0.0.1"}, "17.0.0.1"},
+      {"10", {"192.0.2.7", "10.1.1.1", "10.1.1.1", "192.0.2.8"}, "192.0.2.7|192.0.2.8"},
+      {"10", {"::ffff:10.0.0.1", "100.64.0.1"}, "::ffff:10.0.0.1|100.64.0.1"},
+      {"10.0, 10", {"10.0.0.5"}, "10.0.0.5"},  // entries with a dot or a blank never match
+      {"2001:db8::1", {"2001:db8::1", "2001:db8::2"}, "2001:db8::2"}};  // IPv6 text is its own first part
+  for (auto row : rows) {
     testsupport::ScopedFakeSettings settings;
     settings.privateRanges = row.setting;
-    EXPECT_EQ(row.kept, filtered(row.ips)) << "'" << row.setting << "' " << joined(row.ips);
+    EXPECT_EQ(row.kept, joined(sys().filterPrivateIPs(row.ips.data(), static_cast<int>(row.ips.size()))))
+        << "'" << row.setting << "' " << joined(row.ips);
   }
   // Only `count` addresses are read, and each kept one is logged.
   std::string ips[] = {"10.0.0.5", "192.0.2.7", "192.0.2.8", "198.51.100.1"};
   systemtest::LogMark mark;
-  EXPECT_EQ("192.0.2.7|192.0.2.8|", joined(sys().filterPrivateIPs(ips, 3)));
-  EXPECT_EQ((std::vector<std::string>{"Info: Left out IP which is valid:192.0.2.7",
-                                      "Info: Left out IP which is valid:192.0.2.8"}),
-            messages(mark));
-  EXPECT_EQ(std::vector<std::string>{"127.0.0.1"}, sys().filterPrivateIPs(ips, -1));
+  EXPECT_EQ("192.0.2.7|192.0.2.8", joined(sys().filterPrivateIPs(ips, 3)));
+  EXPECT_EQ("Info: Left out IP which is valid:192.0.2.7|Info: Left out IP which is valid:192.0.2.8",
+            joined(mark.messages()));
+  EXPECT_EQ("127.0.0.1", joined(sys().filterPrivateIPs(ips, -1)));
 }
 
 TEST_F(FakeHostTest, ServerIPSetTakesTheLoopbackAddressAsTheHostsShapeSays) {
+  // "<result> v4 <count>: a|b v6 <count>: c [<v4[0]>|<v4[1]>]": what the arrays hold
+  // whatever the counts.
+  const auto serverIPSet = [] {
+    std::vector<std::string> v4(128), v6(128);
+    int v4Count = -1, v6Count = -1;
+    const int result = sys().getServerIPSet(v4.data(), v6.data(), &v4Count, &v6Count);
+    return std::to_string(result) + " v4 " + std::to_string(v4Count) + ": " +
+           joined({v4.begin(), v4.begin() + std::max(v4Count, 0)}) + " v6 " + std::to_string(v6Count) + ": " +
+           joined({v6.begin(), v6.begin() + std::max(v6Count, 0)}) + " [" + v4[0] + "|" + v4[1] + "]";
+  };
   auto& resolved = fake.net.resolved["fakehost"];
   const struct { std::vector<platform::ResolvedAddress> addresses; std::string set; } shapes[] = {
       // IPv4 only: the count ends as 0 although the array holds the addresses.
-      {{ipv4("192.0.2.7"), ipv4("198.51.100.7")}, "1 v4 0:  v6 0: |192.0.2.7|198.51.100.7"},
-      {{ipv4("127.0.0.1"), ipv4("192.0.2.7")}, "1 v4 0:  v6 0: |127.0.0.1|192.0.2.7"},
-      {{ipv4("127.0.0.1")}, "1 v4 1: 127.0.0.1| v6 0: |127.0.0.1|"},
-      {{ipv4("192.0.2.7"), ipv6("2001:db8::7")}, "1 v4 1: 192.0.2.7| v6 1: 2001:db8::7||192.0.2.7|"},
-      {{ipv4("127.0.0.1"), ipv6("::1")}, "1 v4 1: 127.0.0.1| v6 1: ::1||127.0.0.1|"},
-      {{ipv4("127.0.0.1"), ipv4("192.0.2.7"), ipv4("10.0.0.5"), ipv6("::1"), ipv4("198.51.100.7"),
-        ipv6("fe80::1%2")}, "1 v4 2: 192.0.2.7|198.51.100.7| v6 2: ::1|fe80::1%2||192.0.2.7|198.51.100.7"},
+      {{ipv4("192.0.2.7"), ipv4("198.51.100.7")}, "1 v4 0:  v6 0:  [192.0.2.7|198.51.100.7]"},
+      {{ipv4("127.0.0.1"), ipv4("192.0.2.7")}, "1 v4 0:  v6 0:  [127.0.0.1|192.0.2.7]"},
+      {{ipv4("127.0.0.1")}, "1 v4 1: 127.0.0.1 v6 0:  [127.0.0.1|]"},
+      {{ipv4("192.0.2.7"), ipv6("2001:db8::7")}, "1 v4 1: 192.0.2.7 v6 1: 2001:db8::7 [192.0.2.7|]"},
+      {{ipv4("127.0.0.1"), ipv6("::1")}, "1 v4 1: 127.0.0.1 v6 1: ::1 [127.0.0.1|]"},
+      {{ipv4("127.0.0.1"), ipv4("192.0.2.7"), ipv4("10.0.0.5"), ipv6("::1"), ipv4("198.51.100.7"), ipv6("fe80::1%2")},
+       "1 v4 2: 192.0.2.7|198.51.100.7 v6 2: ::1|fe80::1%2 [192.0.2.7|198.51.100.7]"},
       // Nothing left of the IPv4 addresses: the filter's "127.0.0.1" is kept.
-      {{ipv6("::1")}, "1 v4 1: 127.0.0.1| v6 1: ::1||127.0.0.1|"},
-      {{ipv4("10.0.0.5"), ipv6("2001:db8::5")}, "1 v4 1: 127.0.0.1| v6 1: 2001:db8::5||127.0.0.1|"},
-      {{}, "1 v4 1: 127.0.0.1| v6 0: |127.0.0.1|"},
-  };
+      {{ipv6("::1")}, "1 v4 1: 127.0.0.1 v6 1: ::1 [127.0.0.1|]"},
+      {{ipv4("10.0.0.5"), ipv6("2001:db8::5")}, "1 v4 1: 127.0.0.1 v6 1: 2001:db8::5 [127.0.0.1|]"},
+      {{}, "1 v4 1: 127.0.0.1 v6 0:  [127.0.0.1|]"}};
   for (const auto& shape : shapes) {
     resolved = shape.addresses;
-    EXPECT_EQ(shape.set, serverIPSet(true));
+    EXPECT_EQ(shape.set, serverIPSet());
   }
   // Other families and failed conversions are logged and left out.
   resolved = {ipv4("192.0.2.7"), {17, "", 0}, ipv6("2001:db8::7"), {platform::kAddressFamilyIPv6, "", -12},
               ipv4("10.0.0.5")};
   systemtest::LogMark mark;
-  EXPECT_EQ("1 v4 1: 192.0.2.7| v6 1: 2001:db8::7|", serverIPSet());
-  EXPECT_EQ((std::vector<std::string>{"Info: Other Family '17'", "Critical: WSAAddressToString failed with '-12'",
-                                      "Info: ipv4Cnt:2", "Info: ipv6Cnt:1",
-                                      "Info: Left out IP which is valid:192.0.2.7"}),
-            messages(mark));
+  EXPECT_EQ("1 v4 1: 192.0.2.7 v6 1: 2001:db8::7 [192.0.2.7|10.0.0.5]", serverIPSet());
+  EXPECT_EQ("Info: Other Family '17'|Critical: WSAAddressToString failed with '-12'|Info: ipv4Cnt:2|Info: ipv6Cnt:1|"
+            "Info: Left out IP which is valid:192.0.2.7",
+            joined(mark.messages()));
   // The chosen list holds 64 addresses: the rest are dropped, not written past it.
   resolved = {ipv6("2001:db8::1")};
   for (int i = 1; i <= 70; ++i) resolved.push_back(ipv4("192.0.2." + std::to_string(i)));
-  const std::string many = serverIPSet();
-  EXPECT_EQ(0u, many.find("1 v4 64: 192.0.2.1|")) << many;
-  EXPECT_NE(std::string::npos, many.find("|192.0.2.64| v6 1: ")) << many;
+  EXPECT_EQ(0u, serverIPSet().find("1 v4 64: 192.0.2.1|192.0.2.2|")) << serverIPSet();
+  EXPECT_NE(std::string::npos, serverIPSet().find("|192.0.2.64 v6 1: ")) << serverIPSet();
   fake.facts.hostname = "elsewhere";  // no such name: 0, counts untouched
-  EXPECT_EQ("0 v4 -1:  v6 -1: ", serverIPSet());
+  EXPECT_EQ("0 v4 -1:  v6 -1:  [|]", serverIPSet());
 }
 
-TEST_F(FakeHostTest, ServerIpIsTheFirstAddressOfTheHostsNameFiltered) {
-  const struct { const char* hostname; std::vector<std::string> addresses; const char* ip; } rows[] = {
+TEST_F(FakeHostTest, ServerIpAndHostEntriesFallBackToTheAddressAndAlwaysLogTheMisleadingLine) {
+  const auto serverIp = [] {
+    std::string ip = "old";
+    return std::to_string(sys().getServerIp(ip)) + " " + ip;
+  };
+  const struct { const char* hostname; std::vector<std::string> addresses; const char* ip; } hosts[] = {
       {"fakehost", {"192.0.2.7", "198.51.100.1"}, "1 192.0.2.7"},
       {"fakehost", {"10.0.0.5"}, "1 127.0.0.1"},  // a dropped address still counts as found
-      {"fakehost", {}, "0 old"},
-      {"unknown", {"192.0.2.7"}, "0 old"},
-      {"", {"192.0.2.7"}, "0 old"},
-  };
-  for (const auto& row : rows) {
+      {"fakehost", {}, "0 old"}, {"unknown", {"192.0.2.7"}, "0 old"}, {"", {"192.0.2.7"}, "0 old"}};
+  for (const auto& row : hosts) {
     fake.net.addHost("fakehost", row.addresses);
     fake.facts.hostname = row.hostname;
     EXPECT_EQ(row.ip, serverIp()) << row.hostname;
@@ -134,35 +103,29 @@ TEST_F(FakeHostTest, ServerIpIsTheFirstAddressOfTheHostsNameFiltered) {
   fake.facts.nameServiceAvailable = false;
   EXPECT_EQ("0 old", serverIp());
   EXPECT_TRUE(fake.net.lookups.empty());
-}
 
-TEST_F(FakeHostTest, HostByNameFallsBackToTheAddressAndAlwaysLogsTheMisleadingLine) {
-  fake.net.addHost("storage01", {"192.0.2.7"});
-  fake.net.addHost("two", {"192.0.2.7", "192.0.2.8"});  // only the first address counts
-  fake.net.addHost("six", {"2001:db8::7"});
-  fake.net.addHost("none", {});
-  fake.net.addHostByAddress("192.0.2.9", "printer");
-  fake.net.addHostByAddress("127.0.0.1", "localhost");
+  // Of "two" only the first address counts.
+  for (const auto& [name, addresses] : std::map<std::string, std::vector<std::string>>{
+           {"storage01", {"192.0.2.7"}}, {"two", {"192.0.2.7", "192.0.2.8"}}, {"six", {"2001:db8::7"}}, {"none", {}}})
+    fake.net.addHost(name, addresses);
+  fake.net.addHostByAddress("192.0.2.9", "printer"), fake.net.addHostByAddress("127.0.0.1", "localhost");
   const struct { std::string host, lookups, address; bool found; } rows[] = {
-      {"storage01", "name:storage01|", "192.0.2.7", true},
-      {"192.0.2.9", "name:192.0.2.9|address:192.0.2.9|", "192.0.2.9", true},
-      {"127.1", "name:127.1|address:127.0.0.1|", "127.0.0.1", true},
-      {"192.0.2.10", "name:192.0.2.10|address:192.0.2.10|", "", false},
-      {"255.255.255.255", "name:255.255.255.255|", "", false},  // reads as "no address"
-      {"nohost", "name:nohost|", "", false},
-      {"two", "name:two|", "192.0.2.7", true},
-      {"six", "name:six|", "", true},
-      {"none", "name:none|", "", true},
-  };
+      {"storage01", "name:storage01", "192.0.2.7", true},
+      {"192.0.2.9", "name:192.0.2.9|address:192.0.2.9", "192.0.2.9", true},
+      {"127.1", "name:127.1|address:127.0.0.1", "127.0.0.1", true},
+      {"192.0.2.10", "name:192.0.2.10|address:192.0.2.10", "", false},
+      {"255.255.255.255", "name:255.255.255.255", "", false},  // reads as "no address"
+      {"nohost", "name:nohost", "", false},
+      {"two", "name:two", "192.0.2.7", true}, {"six", "name:six", "", true}, {"none", "name:none", "", true}};
   for (const auto& row : rows) {
     fake.net.lookups.clear();
     systemtest::LogMark mark;
     void* entry = sys().getHostByName(row.host);
     EXPECT_EQ(row.lookups, joined(fake.net.lookups)) << row.host;
-    std::vector<std::string> lines = {"Info: initialization for using WinSock DLL",
-                                      "Critical: gethostbyname failed, trying gethostbyaddr(windows)"};
-    if (!row.found) lines.push_back("Critical: Server Name could not recognized or gethostbyname() failed");
-    EXPECT_EQ(lines, messages(mark)) << row.host;
+    EXPECT_EQ("Info: initialization for using WinSock DLL|Critical: gethostbyname failed, trying gethostbyaddr(windows)" +
+                  std::string(row.found ? "" : "|Critical: Server Name could not recognized or gethostbyname() failed"),
+              joined(mark.messages()))
+        << row.host;
     EXPECT_EQ(row.address, sys().getIPAddrs(entry)) << row.host;
   }
   EXPECT_EQ("", sys().getIPAddrs(nullptr));
@@ -181,31 +144,25 @@ TEST_F(FakeHostTest, MACAddressComesFromAnAdapterWhoseAddressOutlivesABoot) {
                        adapter(4, "br0", "02:11:22:33:44:55", false, platform::kAddressSet)}, "02:11:22:33:44:55"},
       {"unknown origin", {adapter(4, "veth0", "02:aa:bb:cc:dd:ee", false, platform::kAddressAssignmentUnknown)},
        "02:AA:BB:CC:DD:EE"},
-      {"random only", {lo, ifb}, "0"},
-      {"no adapter", {}, "0"},
-  };
+      {"random only", {lo, ifb}, "0"}, {"no adapter", {}, "0"}};
   systemtest::LogMark mark;
   for (const auto& row : rows) {
     fake.net.adapters = row.adapters;
     EXPECT_EQ(row.mac, sys().getMACAddress()) << row.shape;
   }
-  EXPECT_TRUE(mark.entries().empty());
+  EXPECT_TRUE(mark.messages().empty());
   fake.net.listing = platform::InterfaceListing::kFailed;
   EXPECT_EQ("0", sys().getMACAddress());
   fake.net.listing = platform::InterfaceListing::kOutOfMemory;
   testing::internal::CaptureStdout();
   const std::string mac = sys().getMACAddress();
-  EXPECT_EQ("0|Error allocating memory needed to call GetAdaptersinfo\n",
-            mac + "|" + testing::internal::GetCapturedStdout());
+  EXPECT_EQ("0|Error allocating memory needed to call GetAdaptersinfo\n", mac + "|" + testing::internal::GetCapturedStdout());
 }
 
 TEST(AddressTextTest, EachFamilyTakesItsOwnForm) {
-  const struct { const char* text; const char* families; } rows[] = {
-      {"192.0.2.1", "10"}, {"0.0.0.0", "10"}, {"::1", "01"}, {"::ffff:1.2.3.4", "01"}, {"2001:db8::", "01"},
-      {"1.2.3", "00"}, {"127.1", "00"}, {"256.1.1.1", "00"}, {" 1.2.3.4", "00"}, {"fe80::1%eth0", "00"}, {"", "00"},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(row.families, std::to_string(sys().isIPv4Address(row.text)) + std::to_string(sys().isIPv6Address(row.text)))
-        << row.text;
+  for (const auto& [text, families] : std::map<std::string, std::string>{
+           {"192.0.2.1", "10"}, {"0.0.0.0", "10"}, {"::1", "01"}, {"::ffff:1.2.3.4", "01"}, {"2001:db8::", "01"}, {"1.2.3", "00"},
+           {"127.1", "00"}, {"256.1.1.1", "00"}, {" 1.2.3.4", "00"}, {"fe80::1%eth0", "00"}, {"", "00"}}) {
+    EXPECT_EQ(families, std::to_string(sys().isIPv4Address(text)) + std::to_string(sys().isIPv6Address(text))) << text;
   }
 }

@@ -88,8 +88,8 @@ class PosixMachineStore final : public MachineStore {
   // Creates the missing levels of the key's directory with mode 0755.
   static long createKeyDirectories(const std::string& directory) {
     std::vector<std::string> missing;
-    for (std::filesystem::path level(directory); !level.empty() && level != level.root_path();
-         level = level.parent_path()) {
+    // The file system's root always exists, so the walk stops there at the latest.
+    for (std::filesystem::path level(directory); !level.empty(); level = level.parent_path()) {
       std::error_code error;
       if (std::filesystem::exists(level, error)) break;
       missing.push_back(level.string());

@@ -19,6 +19,8 @@ class NORVANE_API DiskPropertyWin : public DiskProperty {
 
   bool isDiskDynamic(const std::string& path);
   unsigned long wmiGetDiskUsage(const std::wstring& path);
+  // The drive's total volume size in KiB, the twin of wmiGetDiskUsage; unused.
+  unsigned long wmiGetDiskSpace(const std::wstring& path);
   std::wstring StringToWString(const std::string& text);
 };
 

@@ -92,6 +92,12 @@ unsigned long DiskPropertyWin::wmiGetDiskUsage(const std::wstring& path) {
   });
 }
 
+unsigned long DiskPropertyWin::wmiGetDiskSpace(const std::wstring& path) {
+  return sumOverDrive(narrow(path), [](const platform::VolumeSpace& volume) {
+    return volume.sizeKnown ? static_cast<std::int64_t>(volume.size) : std::int64_t{0};
+  });
+}
+
 std::wstring DiskPropertyWin::StringToWString(const std::string& text) {
   std::wstring wide;
   for (char byte : text) wide += static_cast<wchar_t>(static_cast<unsigned char>(byte));

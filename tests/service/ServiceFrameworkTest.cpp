@@ -38,11 +38,9 @@ TEST_F(FakeHostTest, ServiceStartsPendingKeepsThirtyFiveBytesOfItsNameAndItsMain
                     s.dwServiceSpecificExitCode, s.dwCheckPoint, s.dwWaitHint, service.GetExitCode()}),
             (States{48, 2, 5, 0, 0, 0, 0, 0}));
   EXPECT_EQ("NorvaneServiceWithAVeryLongNameOf40", service.name());
-  EXPECT_EQ(nullptr, service.getMhStat());
   EXPECT_EQ(0u, service.Startup());
   EXPECT_EQ((States{2, 4}), fake.services.states());
   EXPECT_EQ((Lines{"Init 1 NorvaneServiceWithAVeryLongNameOf40"}), service.calls);
-  EXPECT_EQ(testsupport::FakeServiceManager::kHandle, service.getMhStat());
 }
 
 // A refused registration is the result and stays in the object; a refused Init
@@ -67,18 +65,15 @@ TEST_F(FakeHostTest, ServiceMainFailuresKeepTheSystemError) {
 }
 
 // Each code moves the state, calls its reaction and reports; a refused pause or
-// continue stays pending.
+// continue stays pending. Stop, inquire, shutdown and the user codes are driven by
+// signals in ServicePosixTest.
 TEST_F(FakeHostTest, EveryControlCodeChangesStateAndCallsItsReaction) {
   const struct { unsigned long control, pauseResult, continueResult; bool pausedBefore; States states;
                  const char* call; bool pausedAfter; } rows[] = {
-      {1, 0, 0, false, {3, 1}, "OnStop", false},
       {2, 0, 0, false, {6, 7}, "OnPause", true},
       {2, 1, 0, false, {6}, "OnPause", false},
       {3, 0, 0, true, {5, 4}, "OnContinue", false},
       {3, 0, 1, true, {5}, "OnContinue", true},
-      {4, 0, 0, false, {4}, "OnInquire", false},  // the status as it stands, reported again
-      {5, 0, 0, false, {3, 1}, "OnStop", false},  // shutdown reaches OnStop through OnShutdown
-      {128, 0, 0, false, {4}, "OnUserControl 128", false},
       {0, 0, 0, true, {4}, "OnUserControl 0", true},
   };
   for (const auto& row : rows) {

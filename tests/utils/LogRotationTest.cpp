@@ -106,9 +106,9 @@ NORVANE_CHILD(write_until_rotated) {
 
 class LogRotationTest : public ::testing::Test {
  protected:
-  void configure(int count, int sizeInMb, int cacheMode = 0) {
-    m_installation.writeConfig(config(64, cacheMode, "log_file_count = " + std::to_string(count) +
-                                                         "\nlog_file_size = " + std::to_string(sizeInMb) + "\n"));
+  void configure(int count, int sizeInMb) {
+    m_installation.writeConfig(config(64, 0, "log_file_count = " + std::to_string(count) +
+                                                 "\nlog_file_size = " + std::to_string(sizeInMb) + "\n"));
   }
   std::string logs() const { return m_installation.logs(); }
   // Names in the log directory but the lock file; directories end with "/".
@@ -119,9 +119,6 @@ class LogRotationTest : public ::testing::Test {
     return names.erase(".InitSemaphore.lock"), names;
   }
   Lines written(const std::string& name) const { return entries(testsupport::readFile(logs() + "/" + name)); }
-  void oldFiles(const std::map<std::string, long>& ages) {
-    for (const auto& [name, age] : ages) writeOldFile(logs() + "/" + name, age);
-  }
 
   Installation m_installation;
 };
@@ -188,7 +185,7 @@ TEST_F(LogRotationTest, StartTrimsToTheCountByWriteTimeAndARotationDeletesOneFil
     fs::remove_all(logs());
     fs::create_directories(logs() + "/norvane_dir");
     configure(row.count, row.size);
-    oldFiles(row.ages);
+    for (const auto& [name, age] : row.ages) writeOldFile(logs() + "/" + name, age);
     m_installation.run("start_then_write", row.args);
     Names left = row.left;
     left.insert("norvane_dir/");
@@ -205,37 +202,30 @@ TEST_F(LogRotationTest, StartTrimsToTheCountByWriteTimeAndARotationDeletesOneFil
 // rotation; the reopened file is buffered ("buffered" is not there yet, until the
 // exit). Every log file is 0640, whatever the umask.
 TEST_F(LogRotationTest, RotatesPastTheSizeCountingTheLinesOfOtherProcessesAtOnce) {
-  for (int cacheMode : {0, 1}) {
-    fs::remove_all(logs());
-    fs::create_directories(logs());
-    configure(10, 1, cacheMode);
-    const std::string sync = m_installation.root() + "/sync" + std::to_string(cacheMode);
-    fs::create_directories(sync);
-    const int follower = testsupport::startChild("write_until_rotated", m_installation.args({sync}), sync + "/out");
-    ASSERT_TRUE(waitForFile(sync + "/ready.a"));
-    // The other process's start empties the file (the follower's first line with it,
-    // unless that is still in the follower's buffer); then it leaves the file 100
-    // bytes short of the limit.
-    const std::size_t limit = 1024 * 1024;
-    m_installation.run("fill_to_size", {std::to_string(limit - 100)});
-    EXPECT_EQ(limit - 100, fs::file_size(m_installation.logPath())) << cacheMode;
-    testsupport::writeFile(sync + "/go", "");
-    EXPECT_EQ(0, testsupport::waitChild(follower).exitCode);
-    EXPECT_THAT(testsupport::readFile(sync + "/out"),
-                testing::MatchesRegex((cacheMode == 0 ? "after-first=[1-9][0-9]*,640\n" : "after-first=0,640\n") +
-                                      std::string("lines=1\nafter-rotation=0,640\n")));
-    EXPECT_THAT(fs::file_size(logs() + "/norvane_0506_070809.txt"),
-                testing::AllOf(testing::Gt(limit), testing::Le(limit + 240)));
-    // The rotated file in short: the follower's lines by number, a run of the other
-    // process's lines as "b".
-    std::string shape;
-    for (const std::string& text : written("norvane_0506_070809.txt")) {
-      shape += std::regex_match(text, std::regex("Info: b+")) ? "b " : std::regex_replace(text, std::regex(" a{60}$"), ", ");
-    }
-    EXPECT_EQ(cacheMode == 0 ? "b Info: a line 0001, " : "b Info: a line 0000, Info: a line 0001, ",
-              std::regex_replace(shape, std::regex("(b )+"), "b "));
-    EXPECT_EQ((Lines{"Info: buffered"}), written("norvane.txt")) << cacheMode;
+  configure(10, 1);
+  const std::string sync = m_installation.root() + "/sync";
+  fs::create_directories(sync);
+  const int follower = testsupport::startChild("write_until_rotated", m_installation.args({sync}), sync + "/out");
+  ASSERT_TRUE(waitForFile(sync + "/ready.a"));
+  // The other process's start empties the file (the follower's first line with it),
+  // then leaves it 100 bytes short of the limit.
+  const std::size_t limit = 1024 * 1024;
+  m_installation.run("fill_to_size", {std::to_string(limit - 100)});
+  EXPECT_EQ(limit - 100, fs::file_size(m_installation.logPath()));
+  testsupport::writeFile(sync + "/go", "");
+  EXPECT_EQ(0, testsupport::waitChild(follower).exitCode);
+  EXPECT_THAT(testsupport::readFile(sync + "/out"),
+              testing::MatchesRegex("after-first=[1-9][0-9]*,640\nlines=1\nafter-rotation=0,640\n"));
+  EXPECT_THAT(fs::file_size(logs() + "/norvane_0506_070809.txt"),
+              testing::AllOf(testing::Gt(limit), testing::Le(limit + 240)));
+  // The rotated file in short: the follower's lines by number, a run of the other
+  // process's lines as "b".
+  std::string shape;
+  for (const std::string& text : written("norvane_0506_070809.txt")) {
+    shape += std::regex_match(text, std::regex("Info: b+")) ? "b " : std::regex_replace(text, std::regex(" a{60}$"), ", ");
   }
+  EXPECT_EQ("b Info: a line 0001, ", std::regex_replace(shape, std::regex("(b )+"), "b "));
+  EXPECT_EQ((Lines{"Info: buffered"}), written("norvane.txt"));
 }
 
 }  // namespace

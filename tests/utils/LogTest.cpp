@@ -1,6 +1,4 @@
 // The log statement family and its writer, each case in a fresh process.
-#include <launcher/Preferences.h>
-
 #include <boost/algorithm/string/replace.hpp>
 #include <boost/exception/diagnostic_information.hpp>
 
@@ -171,9 +169,7 @@ LOG_CHILD(log_statements) {
   utils::log_info("%1%") % std::string("before\0after", 12);  // a NUL ends the text
   utils::log_info("end");
   utils::log_info("many %1%") % 1 % 2;
-  utils::log_info("%s") % "one" % "two";
   utils::log_warning("few %1% %2%") % 1;
-  utils::log_warning("few %s %s") % 1;
   utils::log_info("next");
   utils::formatted_log_t(utils::INFO, L"wide %1% text");
   utils::formatted_log_t(utils::INFO, L"w") % 5;
@@ -207,26 +203,24 @@ LOG_CHILD(log_statements) {
 TEST(LogStatementTest, StatementsRenderAsTheFormatLibraryDoesAndOddTextsAsDefined) {
   Installation installation(config(64, 0));
   EXPECT_EQ(installation.run("log_statements").output, thrown([] { boost::format("many %1%") % 1 % 2; }) +
-                                                          thrown([] { boost::format("%s") % "one" % "two"; }) +
                                                           thrown([] { boost::format("w") % 5; }) + "null=2\n");
   const std::string log = installation.log(), warning = kStampAndId + R"( \| Warning   : )";
   std::smatch parts;
   ASSERT_TRUE(std::regex_match(
       log, parts,
       std::regex(info("50% done\n") + info("%x\n") + info("100%%\n") + info("5") + info("after\n") + info("a{511}") +
-                 info("b{511}") + info("c{510}\n") + info("%{511}") + info("") + info("before") + info("end\n") + info("many 1\n") +
-                 info("one\n") + warning + "([^]*?)" + warning + warning + "([^]*?)" + warning + info("next\n") +
-                 info("wide %1% text\n") + info("w\n") + info("\n") + info("\n") + info("printf copied\n") +
-                 info("plain\n") + info("printf copied\n") + info("printf copied\n") + info("") + info("\n") + "([^]*)")))
+                 info("b{511}") + info("c{510}\n") + info("%{511}") + info("") + info("before") + info("end\n") +
+                 info("many 1\n") + warning + "([^]*?)" + warning + info("next\n") + info("wide %1% text\n") +
+                 info("w\n") + info("\n") + info("\n") + info("printf copied\n") + info("plain\n") +
+                 info("printf copied\n") + info("printf copied\n") + info("") + info("\n") + "([^]*)")))
       << log;
   EXPECT_EQ(parts[1].str(), thrown([] { (boost::format("few %1% %2%") % 1).str(); }));
-  EXPECT_EQ(parts[2].str(), thrown([] { (boost::format("few %s %s") % 1).str(); }));
   Lines expected;
   eachStatementRow([&](const std::string& format, const auto&... args) {
     expected.push_back("Info: " + (boost::format(format) % ... % args).str().substr(0, 511));
   });
   EXPECT_THAT(expected, testing::Contains("Info: 1.234.567 123.456 1.23457e+06 1 7.654.321"));
-  EXPECT_EQ(entries(parts[3].str()), expected);
+  EXPECT_EQ(entries(parts[2].str()), expected);
 }
 
 // Whatever looks like a placeholder but is none throws what the format library
@@ -383,23 +377,4 @@ TEST(LogStartTest, StatementsOfTheSettingsAreHeldBackAndUnusablePathsStartNothin
   EXPECT_EQ(installation.run("log_through_settings", {installation.logPath(), ""}).output, "2 8,2 8\n");
   held.insert(held.end(), {"Warning: first", "Warning: second", "Warning: third"});
   EXPECT_EQ(entries(installation.log()), held);
-}
-
-// ---- the logger and the settings need each other -----------------------------------
-
-LOG_CHILD(settings_before_log) {
-  launcher::Preferences::get_instance();
-  utils::log_info("first statement");
-  return 0;
-}
-
-TEST(LogStartupOrderTest, MissingConfigurationWarningReachesTheLogWithoutDeadlockWhicheverStartsFirst) {
-  for (const char* child : {"log_one_line", "settings_before_log"}) {
-    Installation installation;  // no configuration file
-    installation.run(child, {"first statement"});
-    EXPECT_TRUE(std::regex_match(installation.log(),
-                                 std::regex(kStampAndId + R"( \| Warning   : KVP:readCfg - Cann't open config )"
-                                            R"(file \S+; using the server default\n)" + info("first statement\n"))))
-        << child << "\n" << installation.log();
-  }
 }

@@ -57,7 +57,7 @@ TEST(LogConcurrencyTest, ProcessesRotatingOneFileWriteEveryLineWholeAndOnce) {
       if (entry.path().filename().string().rfind("norvane", 0) != 0) continue;
       ++files;
       EXPECT_EQ(fs::perms(0640), entry.status().permissions()) << entry.path();
-      for (const auto& line : lines(testsupport::readFile(entry.path()))) {
+      for (const auto& line : testsupport::logTextLines(testsupport::readFile(entry.path()))) {
         std::smatch parts;
         std::regex_match(line, parts, whole) ? ++seen[parts[1]] : ++torn;
       }
@@ -141,9 +141,9 @@ TEST(LogConcurrencyTest, AnUnsafeLockFileIsNotUsedAndHangsNothing) {
     const std::string lock = installation.logs() + "/.InitSemaphore.lock", target = installation.home() + "/target";
     testsupport::writeFile(target, "precious\n");
     ASSERT_EQ(0, std::system(("cd " + installation.logs() + " && L=.InitSemaphore.lock && " + row.plant).c_str())) << row.plant;
-    const auto run = testsupport::runChild("log_one_line", installation.args({"one", "two"}));
-    EXPECT_EQ(run.output, "norvane: log lock " + lock + " not used (" + row.why +
-                              "); this process logs without it\nresult=2 level=64 again=0\n") << row.plant;
+    EXPECT_EQ(testsupport::runChild("log_one_line", installation.args({"one", "two"})).output,
+              "norvane: log lock " + lock + " not used (" + row.why +
+                  "); this process logs without it\nresult=2 level=64 again=0\n") << row.plant;
     EXPECT_EQ(entries(installation.log()), (Lines{"Info: one", "Info: two"})) << row.plant;
     EXPECT_EQ("precious\n", testsupport::readFile(target)) << row.plant;
   }

@@ -23,7 +23,6 @@ namespace testsupport {
 // "register".
 struct FakeServiceManager : platform::ServiceManager, CallScript {
   std::set<std::string> installed;
-  std::vector<platform::ServiceDefinition> created;
   std::vector<platform::ServiceStatusReport> reports;  // those made with the handle given out
   platform::ServiceControlRoutine handler = nullptr;
   void* context = nullptr;
@@ -43,8 +42,7 @@ struct FakeServiceManager : platform::ServiceManager, CallScript {
     return installed.count(name) != 0 || (error = ENOENT, false);
   }
   bool createService(const platform::ServiceDefinition& definition, unsigned long& error) override {
-    return succeeds("create", "create " + definition.name, error) &&
-           (created.push_back(definition), installed.insert(definition.name), true);
+    return succeeds("create", "create " + definition.name, error) && (installed.insert(definition.name), true);
   }
   bool deleteService(const std::string& name, unsigned long& error) override {
     return succeeds("delete", "delete " + name, error) && (installed.erase(name), true);

@@ -18,13 +18,11 @@
 
 namespace testsupport {
 
-// Calls: "open", "exists NAME", "create NAME", "delete NAME", "dispatch NAME",
+// Calls: "open", "create NAME", "delete NAME", "dispatch NAME",
 // "register NAME"; the steps that can fail: "open", "create", "delete", "dispatch",
 // "register".
 struct FakeServiceManager : platform::ServiceManager, CallScript {
   std::set<std::string> installed;
-  std::string program = "/opt/norvane/bin/norvane-server";
-  std::vector<platform::ServiceDefinition> created;
   std::vector<platform::ServiceStatusReport> reports;  // those made with the handle given out
   platform::ServiceControlRoutine handler = nullptr;
   void* context = nullptr;
@@ -41,17 +39,15 @@ struct FakeServiceManager : platform::ServiceManager, CallScript {
 
   bool openManager(unsigned long& error) override { return succeeds("open", "open", error); }
   bool serviceExists(const std::string& name, unsigned long& error) override {
-    calls.push_back("exists " + name);
     return installed.count(name) != 0 || (error = ENOENT, false);
   }
   bool createService(const platform::ServiceDefinition& definition, unsigned long& error) override {
-    return succeeds("create", "create " + definition.name, error) &&
-           (created.push_back(definition), installed.insert(definition.name), true);
+    return succeeds("create", "create " + definition.name, error) && (installed.insert(definition.name), true);
   }
   bool deleteService(const std::string& name, unsigned long& error) override {
     return succeeds("delete", "delete " + name, error) && (installed.erase(name), true);
   }
-  std::string programPath() override { return program; }
+  std::string programPath() override { return "/opt/norvane/bin/norvane-server"; }
   bool dispatch(const std::string& name, platform::ServiceMainRoutine serviceMain, unsigned long& error) override {
     std::string argument = name;
     char* argv[] = {argument.data(), nullptr};

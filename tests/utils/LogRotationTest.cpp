@@ -31,10 +31,9 @@ void writeOldFile(const std::string& path, long secondsAgo) {
   fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::seconds(secondsAgo));
 }
 
-// Three lines at two seconds; in the directory of args[2], if given.
+// Three lines at two seconds.
 NORVANE_CHILD(fixed_clock_rotations) {
   enter(args);
-  if (args.size() > 2 && chdir(args[2].c_str()) != 0) return 3;
   host().stopAt(at(14, 11, 10, 5, 9));
   utils::log_info("line one");
   utils::log_info("line two");  // same second: the rotated name exists, no rotation
@@ -106,9 +105,9 @@ NORVANE_CHILD(write_until_rotated) {
 
 class LogRotationTest : public ::testing::Test {
  protected:
-  void configure(int count, int sizeInMb, int cacheMode = 0) {
-    m_installation.writeConfig(config(64, cacheMode, "log_file_count = " + std::to_string(count) +
-                                                         "\nlog_file_size = " + std::to_string(sizeInMb) + "\n"));
+  void configure(int count, int sizeInMb) {
+    m_installation.writeConfig(config(64, 0, "log_file_count = " + std::to_string(count) +
+                                                 "\nlog_file_size = " + std::to_string(sizeInMb) + "\n"));
   }
   std::string logs() const { return m_installation.logs(); }
   // Names in the log directory but the lock file; directories end with "/".
@@ -119,17 +118,12 @@ class LogRotationTest : public ::testing::Test {
     return names.erase(".InitSemaphore.lock"), names;
   }
   Lines written(const std::string& name) const { return entries(testsupport::readFile(logs() + "/" + name)); }
-  void oldFiles(const std::map<std::string, long>& ages) {
-    for (const auto& [name, age] : ages) writeOldFile(logs() + "/" + name, age);
-  }
 
   Installation m_installation;
 };
 
 // The second line could not be rotated away in the same second (the name was taken),
-// so it stayed and went out with the third. Without a home path the log
-// is "../Logs/norvane.txt" and the configuration "../conf/Norvane.conf", both from
-// the current directory.
+// so it stayed and went out with the third.
 TEST_F(LogRotationTest, SizeZeroRotatesEveryWriteOncePerSecondUnderTheDatedNameBesideTheLog) {
   configure(10, 0);
   m_installation.run("fixed_clock_rotations");
@@ -137,14 +131,6 @@ TEST_F(LogRotationTest, SizeZeroRotatesEveryWriteOncePerSecondUnderTheDatedNameB
   EXPECT_EQ((Lines{"Info: line one"}), written("norvane_1411_100509.txt"));
   EXPECT_EQ((Lines{"Info: line two", "Info: line three"}), written("norvane_1411_100510.txt"));
   EXPECT_EQ("", m_installation.log());
-
-  testsupport::TempInstallation bare;
-  for (const char* directory : {"/bin", "/Logs", "/conf"}) fs::create_directories(bare.root() + directory);
-  testsupport::writeFile(bare.root() + "/conf/Norvane.conf", config(64, 0, "log_file_size = 0\n"));
-  EXPECT_EQ(0, testsupport::runChild("fixed_clock_rotations", {bare.storeRoot(), "", bare.root() + "/bin"}).exitCode);
-  for (const char* name : {"/Logs/norvane_1411_100509.txt", "/Logs/norvane.txt"}) {
-    EXPECT_TRUE(fs::exists(bare.root() + name)) << name;
-  }
 }
 
 // The start trims to the count by write time; a rotation deletes one file at most.
@@ -189,7 +175,7 @@ TEST_F(LogRotationTest, StartTrimsToTheCountByWriteTimeAndARotationDeletesOneFil
     fs::remove_all(logs());
     fs::create_directories(logs() + "/norvane_dir");
     configure(row.count, row.size);
-    oldFiles(row.ages);
+    for (const auto& [name, age] : row.ages) writeOldFile(logs() + "/" + name, age);
     m_installation.run("start_then_write", row.args);
     Names left = row.left;
     left.insert("norvane_dir/");
@@ -206,37 +192,29 @@ TEST_F(LogRotationTest, StartTrimsToTheCountByWriteTimeAndARotationDeletesOneFil
 // rotation; the reopened file is buffered ("buffered" is not there yet, until the
 // exit). Every log file is 0640, whatever the umask.
 TEST_F(LogRotationTest, RotatesPastTheSizeCountingTheLinesOfOtherProcessesAtOnce) {
-  for (int cacheMode : {0, 1}) {
-    fs::remove_all(logs());
-    fs::create_directories(logs());
-    configure(10, 1, cacheMode);
-    const std::string sync = m_installation.root() + "/sync" + std::to_string(cacheMode);
-    fs::create_directories(sync);
-    const int follower = testsupport::startChild("write_until_rotated", m_installation.args({sync}), sync + "/out");
-    ASSERT_TRUE(waitForFile(sync + "/ready.a"));
-    // The other process's start empties the file (the follower's first line with it,
-    // unless that is still in the follower's buffer); then it leaves the file 100
-    // bytes short of the limit.
-    const std::size_t limit = 1024 * 1024;
-    m_installation.run("fill_to_size", {std::to_string(limit - 100)});
-    EXPECT_EQ(limit - 100, fs::file_size(m_installation.logPath())) << cacheMode;
-    testsupport::writeFile(sync + "/go", "");
-    EXPECT_EQ(0, testsupport::waitChild(follower).exitCode);
-    EXPECT_THAT(testsupport::readFile(sync + "/out"),
-                testing::MatchesRegex((cacheMode == 0 ? "after-first=[1-9][0-9]*,640\n" : "after-first=0,640\n") +
-                                      std::string("lines=1\nafter-rotation=0,640\n")));
-    EXPECT_THAT(fs::file_size(logs() + "/norvane_0506_070809.txt"),
-                testing::AllOf(testing::Gt(limit), testing::Le(limit + 240)));
-    // The rotated file in short: the follower's lines by number, a run of the other
-    // process's lines as "b".
-    std::string shape;
-    for (const std::string& text : written("norvane_0506_070809.txt")) {
-      shape += std::regex_match(text, std::regex("Info: b+")) ? "b " : std::regex_replace(text, std::regex(" a{60}$"), ", ");
-    }
-    EXPECT_EQ(cacheMode == 0 ? "b Info: a line 0001, " : "b Info: a line 0000, Info: a line 0001, ",
-              std::regex_replace(shape, std::regex("(b )+"), "b "));
-    EXPECT_EQ((Lines{"Info: buffered"}), written("norvane.txt")) << cacheMode;
+  configure(10, 1);
+  const std::string sync = m_installation.root() + "/sync";
+  fs::create_directories(sync);
+  const int follower = testsupport::startChild("write_until_rotated", m_installation.args({sync}), sync + "/out");
+  ASSERT_TRUE(waitForFile(sync + "/ready.a"));
+  // The other process's start empties the file (the follower's first line with it),
+  // then leaves it 100 bytes short of the limit.
+  const std::size_t limit = 1024 * 1024;
+  m_installation.run("fill_to_size", {std::to_string(limit - 100)});
+  testsupport::writeFile(sync + "/go", "");
+  EXPECT_EQ(0, testsupport::waitChild(follower).exitCode);
+  EXPECT_THAT(testsupport::readFile(sync + "/out"),
+              testing::MatchesRegex("after-first=[1-9][0-9]*,640\nlines=1\nafter-rotation=0,640\n"));
+  EXPECT_THAT(fs::file_size(logs() + "/norvane_0506_070809.txt"),
+              testing::AllOf(testing::Gt(limit), testing::Le(limit + 240)));
+  // The rotated file in short: the follower's lines by number, a run of the other
+  // process's lines as "b".
+  std::string shape;
+  for (const std::string& text : written("norvane_0506_070809.txt")) {
+    shape += std::regex_match(text, std::regex("Info: b+")) ? "b " : std::regex_replace(text, std::regex(" a{60}$"), ", ");
   }
+  EXPECT_EQ("b Info: a line 0001, ", std::regex_replace(shape, std::regex("(b )+"), "b "));
+  EXPECT_EQ((Lines{"Info: buffered"}), written("norvane.txt"));
 }
 
 }  // namespace

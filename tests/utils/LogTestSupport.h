@@ -73,8 +73,6 @@ inline void enterChild(const Lines& args, unsigned int seconds = 60) {
   }                                                                      \
   static int log_child_##name([[maybe_unused]] const std::vector<std::string>& args)
 
-inline Lines lines(const std::string& text) { return testsupport::logTextLines(text); }
-
 // "DD/MM hh:mm:ss <hex id>" as the prefix of a written line.
 inline const std::string kStampAndId = R"(\d\d/\d\d \d\d:\d\d:\d\d [0-9a-f]+)";
 inline std::string info(const std::string& message) { return kStampAndId + R"( \| Info      : )" + message; }
@@ -83,7 +81,7 @@ inline std::string info(const std::string& message) { return kStampAndId + R"( \
 // (the tests' messages start with letters that are no hex digits).
 inline Lines entries(const std::string& log) {
   Lines result;
-  for (const auto& line : lines(log)) {
+  for (const auto& line : testsupport::logTextLines(log)) {
     const testsupport::LogLine parsed = testsupport::parseLogLine(line);
     result.push_back((parsed.level.empty() ? "" : parsed.level + ": ") + parsed.message);
   }

@@ -23,12 +23,13 @@
 
 namespace conversiontest {
 
-// The installation of the whole test process, its log at the debug level so that
-// the library's warnings and debug lines can be read back in-process, unbuffered.
+// The installation of the whole test process, its log at the info level so that the
+// library's warnings and errors can be read back in-process, unbuffered, without the
+// debug lines.
 class InstallationEnvironment : public testing::Environment {
  public:
   void SetUp() override {
-    s_installation = std::make_unique<testsupport::HomedInstallation>("log_level = 32\nlog_cache_mode = 0\n");
+    s_installation = std::make_unique<testsupport::HomedInstallation>("log_level = 16\nlog_cache_mode = 0\n");
     s_installation->useStore();
   }
   void TearDown() override { s_installation.reset(); }

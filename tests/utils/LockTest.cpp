@@ -1,6 +1,4 @@
 // Mutex, SharedMutex, their scoped holds and Condition, exercised with real threads.
-#include <memory>
-
 #include "utils/ConcurrencyTestSupport.h"
 
 namespace {
@@ -48,27 +46,6 @@ TEST(LockTest, HoldsExcludeOtherThreadsUntilEveryHoldIsGoneAndCopiesShareTheMute
     EXPECT_EQ(otherThreadCanTake(shared), "- -");
   }
   EXPECT_EQ(otherThreadCanTake(shared), "read write");
-}
-
-// A blocking take waits on another thread (still waiting after 50 ms) until the
-// owner or the last reader lets go.
-TEST(LockTest, BlockingHoldsWaitForTheOwnerOrTheLastReader) {
-  Mutex mutex;
-  SharedMutex shared;
-  auto hold = std::make_unique<Lock>(&mutex, false);
-  auto reader = std::make_unique<SharedLock_SMutex>(&shared, false);
-  const std::pair<std::function<bool()>, std::function<void()>> cases[] = {
-      {[&] { return Lock(&mutex, false).is_locked(); }, [&] { hold.reset(); }},
-      {[&] { return UniqueLock_SMutex(&shared, false).is_locked(); }, [&] { reader.reset(); }}};
-  for (const auto& [take, release] : cases) {
-    std::atomic<bool> taken{false};
-    std::thread waiter([&] { taken = take(); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(taken.load());
-    release();
-    waiter.join();
-    EXPECT_TRUE(taken.load());
-  }
 }
 
 // Unnotified, a timed wait returns false at once below one second, else after its

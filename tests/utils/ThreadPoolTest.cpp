@@ -1,26 +1,10 @@
 // utils::ThreadPool: one detached thread per job, the counters, the destructor's
-// wait, the resident worker path, and a job that throws.
+// wait, and a job that throws.
 #include <cstdlib>
 #include <stdexcept>
 
 #include "support/ChildProcess.h"
 #include "utils/ConcurrencyTestSupport.h"
-
-namespace utils {
-
-// White-box access for driving the resident worker: nothing in the library fills
-// the queue, so the tests do it the way a worker expects it, under the pool's lock.
-class ThreadPoolTestPeer {
- public:
-  static void enqueue(ThreadPool& pool, std::initializer_list<ThreadPoolJob*> jobs) {
-    Lock lock(pool.m_mutex, false);
-    pool.m_jobs.insert(pool.m_jobs.end(), jobs);
-    pool.m_condition->notifyOne();
-  }
-  static void markTerminating(ThreadPool& pool) { pool.m_terminate = true; }
-};
-
-}  // namespace utils
 
 namespace {
 
@@ -80,27 +64,6 @@ TEST(ThreadPoolTest, JobIsCountedUntilDestroyedMayAddAJobAndIsWaitedFor) {
   delete pool;
   EXPECT_TRUE(jobEnded.load());
   EXPECT_GE(secondsSince(start), 0.99);
-}
-
-// Whether the worker is already waiting or not, the notify or its own test of the
-// queue picks the jobs up; queued at once, so the counts are fixed. The last job ends
-// the routine.
-TEST(ThreadPoolTest, ResidentWorkerWakesForQueuedJobsAndRunsThemFrontFirst) {
-  ThreadPool pool(1);
-  std::vector<std::string> log;  // written by the one worker, read after its join
-  std::atomic<int> destroyed{0};
-  const auto job = [&](std::string name) {
-    return new FunctionJob([&, name] { log.push_back(name + " " + counters(pool)); }, [&] { ++destroyed; });
-  };
-  Thread worker("resident", &ThreadPool::threadRoutine, &pool);
-  std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  ThreadPoolTestPeer::enqueue(pool, {});  // a wake-up with nothing queued goes round again
-  std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  ThreadPoolTestPeer::enqueue(
-      pool, {job("first"), job("second"), new FunctionJob([&] { ThreadPoolTestPeer::markTerminating(pool); })});
-  worker.join();
-  log.push_back("destroyed " + std::to_string(destroyed) + ", " + counters(pool));
-  EXPECT_EQ(log, (std::vector<std::string>{"first 1 2 0", "second 1 1 0", "destroyed 2, 0 0 0"}));
 }
 
 // A job that throws: the pool deletes it and uncounts it, then the exception

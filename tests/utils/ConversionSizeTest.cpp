@@ -64,11 +64,11 @@ TEST(ConversionSizeTest, RoundingArraysDisplayUnitsBlocksKBMegabytesAndDriveMake
       ROW("400", array(0)), ROW("100", array(1)), ROW("300", array(5)), ROW("200", array(6)), ROW("100", array(17)),
       // Too few drives wrap in 64 bits; other levels give all ones.
       ROW("18446744073709551516", array(6, 1)), ROW("18446744073709551516", array(5, 0)),
-      ROW(std::to_string(kAllOnes), array(10)), ROW("40", share(0, 4)), ROW("30", share(5, 4)),
-      ROW("20", share(6, 4)), ROW("20", share(17, 5)), ROW("10", share(1, 5)), ROW("-10", share(5, 0)),
-      ROW("-10", share(60, 1)), ROW("1 GB", display(1024, 2097152)), ROW("1 GiB", display(1000, 2097152)),
-      ROW("1 keep", display(512, 2097152)), ROW("1 KB", display(1024, 3)), ROW("512 B", display(1024, 1)),
-      ROW("15 EB", display(1024, kAllOnes)), ROW("0 B", display(1024, U64{1} << 55)),  // the shift drops the top
+      ROW(std::to_string(kAllOnes), array(10)), ROW("40", share(0, 4)), ROW("30", share(5, 4)), ROW("20", share(6, 4)),
+      ROW("20", share(17, 5)), ROW("10", share(1, 5)), ROW("-10", share(5, 0)), ROW("-10", share(60, 1)),
+      ROW("1 GB", display(1024, 2097152)), ROW("1 GiB", display(1000, 2097152)), ROW("1 keep", display(512, 2097152)),
+      ROW("1 KB", display(1024, 3)), ROW("512 B", display(1024, 1)), ROW("15 EB", display(1024, kAllOnes)),
+      ROW("0 B", display(1024, U64{1} << 55)),  // the shift drops the top
       ROW("1023 B", bytes32(1023)), ROW("1 KB", bytes32(1024)), ROW("3 GB", bytes32(0xffffffff)),
       ROW("2 KB", bytes16(1024, 2048)), ROW("2 KiB", bytes16(1000, 2048)), ROW("63 keep", bytes16(0, 65535)),
       ROW("64 KB", stripe(64)), ROW("1 MB", stripe(1024)), ROW("63 MB", stripe(65535)), ROW("512 MB", fromMB(512)),

@@ -27,20 +27,17 @@ TEST(ConversionTextTest, NumbersHexadecimalByteTextsUriAnsiDatesAndBase64) {
   const auto encoded = [](const std::string& text) { return C::encodeStringtoBase64(text); };
   const auto decodedText = [](const char* text) { return C::decodeStringtoBase64(text); };
   conversiontest::expectRows({
-      ROW("0", C::to_bool("0")), ROW("1", C::to_bool("2")), ROW("0", C::to_bool("yes")), ROW("0", C::to_bool("")),
-      ROW("0", C::is_numeric("")), ROW("0", C::is_numeric("12a")), ROW("0", C::is_numeric("-1")),
-      ROW("0", C::is_numeric(nullptr)), ROW("1", C::is_numeric("0012")), ROW("16", C::hexStringto_int("0x10")),
-      ROW("8", C::hexStringto_int("010")), ROW("255", C::hexStringto_int("0XfF")), ROW("0", C::hexStringto_int("zz")),
-      ROW("0", C::hexStringto_int(nullptr)), ROW("0x0", C::U8ArrayToHexString(hex, 0)),
-      ROW("0x0", C::U8ArrayToHexString(hex, -3)), ROW("0x0", C::U8ArrayToHexString(nullptr, 4)),
-      ROW("0xab01", C::U8ArrayToHexString(hex, 2)), ROW("0xab0100ff", C::U8ArrayToHexString(hex, 4)),
-      ROW("0x000a", C::U16ToHexString(10)), ROW("0xffff", C::U16ToHexString(0xffff)), ROW("0xa", C::U64ToHexString(10)),
-      ROW("0x0", C::U64ToHexString(0)), ROW("0xffffffffffffffff", C::U64ToHexString(~0ULL)),
+      ROW("0", C::to_bool("yes")), ROW("1", C::to_bool("2")), ROW("0", C::is_numeric("")),
+      ROW("0", C::is_numeric("12a")), ROW("0", C::is_numeric(nullptr)), ROW("1", C::is_numeric("0012")),
+      ROW("16", C::hexStringto_int("0x10")), ROW("8", C::hexStringto_int("010")), ROW("0", C::hexStringto_int(nullptr)),
+      ROW("0x0", C::U8ArrayToHexString(hex, 0)), ROW("0x0", C::U8ArrayToHexString(nullptr, 4)),
+      ROW("0xab0100ff", C::U8ArrayToHexString(hex, 4)), ROW("0x000a", C::U16ToHexString(10)),
+      ROW("0xa", C::U64ToHexString(10)), ROW("0xffffffffffffffff", C::U64ToHexString(~0ULL)),
       ROW("50 00 c5 00 12 34 56 78", C::toStringSasAddress(0x5000C50012345678ULL)),
       // Byte texts stop at a NUL or the length, then are trimmed.
       ROW("ab c", C::S8ArrayToString(text, sizeof text)), ROW("ab", C::S8ArrayToString(text, 3)),
-      ROW("", C::S8ArrayToString(text, 0)), ROW("", C::S8ArrayToString(nullptr, 5)),
-      ROW("abc", C::U8ArrayToString(bytes, sizeof bytes)), ROW("ab", C::U8ArrayToString(bytes, 4)),
+      ROW("", C::S8ArrayToString(nullptr, 5)), ROW("abc", C::U8ArrayToString(bytes, sizeof bytes)),
+      ROW("ab", C::U8ArrayToString(bytes, 4)),
       // The first occurrence only, unlike StringHelper.
       ROW("aYbX", C::replaceString("aXbX", "X", "Y")), ROW("abc", C::replaceString("abc", "X", "Y")),
       // The default prefix "/kestrane/storage/ctl/api/1.0" has 29 characters, cut whatever the text.

@@ -15,11 +15,7 @@ using utils::KeyValueParser;
 
 // The value of `key`, or the exception's text when the parser throws for it.
 std::string lookUp(const std::function<std::string()>& call) {
-  try {
-    return call();
-  } catch (utils::AppException& error) {
-    return std::string("throws ") + error.what();
-  }
+  try { return call(); } catch (utils::AppException& error) { return std::string("throws ") + error.what(); }
 }
 std::string thrownAt(int line) {
   return "throws File : ..\\..\\..\\..\\utils\\KeyValueParser Line : " + std::to_string(line) +
@@ -51,10 +47,8 @@ TEST(KeyValueParserTest, LineRules) {
   for (const auto& row : rows) {
     testsupport::writeFile(path, row.text);
     KeyValueParser parser(path, row.separator);
-    for (const auto& [key, expected] : row.lookups) {
-      EXPECT_EQ(expected, lookUp([&] { return parser.get_config_key_value(key); }))
-          << "key '" << key.substr(0, 20) << "' in '" << row.text.substr(0, 40) << "'";
-    }
+    for (const auto& [key, expected] : row.lookups)
+      EXPECT_EQ(expected, lookUp([&] { return parser.get_config_key_value(key); })) << key.substr(0, 20) << row.text;
   }
 }
 

@@ -6,13 +6,11 @@ namespace {
 using namespace concurrencytest;
 using namespace utils;
 
-bool otherThreadCanLock(Mutex& mutex) {
-  return onOtherThread<bool>([&] { return Lock(&mutex, true).is_locked(); });
-}
+bool otherThreadCanLock(Mutex& mutex) { return onOtherThread([&] { return Lock(&mutex, true).is_locked(); }); }
 // What a second thread's tries get: "read write", "read -", "- -".
 std::string otherThreadCanTake(SharedMutex& mutex) {
-  return std::string(onOtherThread<bool>([&] { return SharedLock_SMutex(&mutex, true).is_locked(); }) ? "read" : "-") +
-         (onOtherThread<bool>([&] { return UniqueLock_SMutex(&mutex, true).is_locked(); }) ? " write" : " -");
+  return std::string(onOtherThread([&] { return SharedLock_SMutex(&mutex, true).is_locked(); }) ? "read" : "-") +
+         (onOtherThread([&] { return UniqueLock_SMutex(&mutex, true).is_locked(); }) ? " write" : " -");
 }
 
 // The mutex is recursive; a failed try of another thread leaves the hold in place.

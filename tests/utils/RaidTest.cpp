@@ -22,13 +22,12 @@ std::string levelOf(Raid raid) {
 // The level stored by setRaidLevel, or "code|message|what|level kept" of a refusal.
 std::string set(std::uint8_t level, std::uint8_t variant = 0) {
   Raid raid("6");
-  try {
-    const std::string result = std::to_string(raid.setRaidLevel(level, variant));  // before reading the level
-    return result + ' ' + std::to_string(raid.getRaidLevel());
-  } catch (utils::PluginException& error) {
-    return std::to_string(error.getErrorStatusCode()) + '|' + error.getErrorStatusMessage() + '|' + error.what() +
-           '|' + std::to_string(raid.getRaidLevel());
+  std::string result;
+  try { result = std::to_string(raid.setRaidLevel(level, variant)) + ' '; } catch (utils::PluginException& error) {
+    result = std::to_string(error.getErrorStatusCode()) + '|' + error.getErrorStatusMessage() + '|' + error.what();
+    result += '|';
   }
+  return result + std::to_string(raid.getRaidLevel());
 }
 std::string refusal(char level) {
   const std::string message = std::string("Raid:setRaidL - Unsupported or invalid Raidlevel = ") + level;

@@ -73,9 +73,7 @@ NORVANE_CHILD(throwing_job) {
   static ThreadPool* const pool = new ThreadPool(1);  // never destroyed: the process ends first
   static std::atomic<bool> destroyed{false};
   std::set_terminate([] {
-    try {
-      std::rethrow_exception(std::current_exception());
-    } catch (const std::exception& e) {
+    try { std::rethrow_exception(std::current_exception()); } catch (const std::exception& e) {
       std::printf("terminated what=%s destroyed=%d running=%d\n", e.what(), int(destroyed), pool->getRunningJobCount());
     }
     std::fflush(stdout);

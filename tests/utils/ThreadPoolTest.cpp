@@ -24,13 +24,11 @@ std::string counters(ThreadPool& pool) {
 TEST(ThreadPoolTest, EveryJobGetsItsOwnThreadEvenWhileOthersBlock) {
   ThreadPool::threadRoutine(nullptr);  // without a pool it returns
   const unsigned int before = Thread::get_active_thread_count();
-  const auto start = Clock::now();
   {
     ThreadPool pool(-1);
     pool.addJob(nullptr);
     EXPECT_EQ(counters(pool), "0 0 0");
   }
-  EXPECT_LT(secondsSince(start), 0.9);  // no running job, so no poll
   Gate release, exits;
   std::atomic<int> destroyed{0};
   {

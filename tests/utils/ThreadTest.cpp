@@ -40,30 +40,10 @@ TEST(ThreadTest, EntryFormsIdentityAndSleep) {
   EXPECT_GE(secondsSince(start), 0.99);
 }
 
-// Equality needs the same thread and the same name; a copy shares the running
-// thread (only the original is ever destroyed). The count rises at start and falls
-// at every join, a second join included.
-TEST(ThreadTest, EqualityAndTheCount) {
-  Gate gate;
-  const unsigned int before = activeCount();
-  Thread first("same", &waitAtGate, &gate), second("same", &waitAtGate, &gate);
-  EXPECT_TRUE(!(first == second) && first != second && *NeverDestroyed<Thread>(first).object == first);
-  EXPECT_EQ(activeCount(), before + 2);
-  gate.open();
-  first.join();
-  EXPECT_EQ(activeCount(), before + 1);  // ended or not, counted until joined
-  second.join();
-  Thread other("other", &waitAtGate, &gate);
-  other.join();
-  // Joined, every thread has the same empty identity: the names decide.
-  EXPECT_TRUE(first == second && !(first != second) && !(first == other) && first != other);
-  second.join();  // returns at once and lowers the count again
-  EXPECT_EQ(activeCount(), before - 1u);  // may wrap; unsigned on purpose
-}
-
 // Joining itself throws and changes nothing; destroying a running thread neither
-// stops nor waits for it, and it stays counted.
-TEST(ThreadTest, JoiningItselfThrowsAndDestroyingARunningThreadLetsItRun) {
+// stops nor waits for it, and it stays counted until joined. Equality needs the same
+// thread and the same name: joined, every thread has the same empty identity.
+TEST(ThreadTest, JoiningItselfThrowsDestroyingARunningThreadLetsItRunAndEquality) {
   Gate constructed, release, finished;
   std::string message;
   Thread* self = nullptr;
@@ -75,15 +55,18 @@ TEST(ThreadTest, JoiningItselfThrowsAndDestroyingARunningThreadLetsItRun) {
     countAfter = activeCount();
   });
   self = &thread;
+  Thread other("other", &waitAtGate, &constructed), same("selfish", &waitAtGate, &constructed);
+  EXPECT_TRUE(!(thread == same) && thread != same && *NeverDestroyed<Thread>(thread).object == thread);
+  const unsigned int before = activeCount();
   constructed.open();
-  thread.join();
+  for (Thread* joined : {&thread, &other, &same}) joined->join();
   EXPECT_EQ(0u, message.rfind("boost thread: trying joining itself", 0)) << message;
   EXPECT_EQ(countAfter, countBefore);
-  const unsigned int before = activeCount();
+  EXPECT_TRUE(thread == same && !(thread != same) && !(thread == other) && thread != other);
   { Thread running("detached", [&] { if (release.wait()) finished.open(); }); }  // not waited for
   release.open();
   EXPECT_TRUE(finished.wait());
-  EXPECT_EQ(activeCount(), before + 1);
+  EXPECT_EQ(activeCount(), before - 2);
 }
 
 }  // namespace

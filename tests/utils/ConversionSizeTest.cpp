@@ -13,7 +13,6 @@
 namespace {
 
 using C = utils::Conversion;
-using conversiontest::expectRows;
 using namespace utils::size_rules;
 using namespace utils::numeric;
 using U64 = std::uint64_t;
@@ -57,7 +56,7 @@ U64 array(std::uint8_t level, U16 drives = 4) { return C::calculateArraySizeInBl
 double share(std::uint8_t level, U16 drives) { return C::processSizeForRaidLevel(10.0, level, drives); }
 
 TEST(ConversionSizeTest, RoundingArraysDisplayUnitsBlocksKBMegabytesAndDriveMakerRows) {
-  expectRows({
+  conversiontest::expectRows({
       // Halves go away from zero; zero takes the negative branch.
       ROW("3", C::round(2.5)), ROW("-3", C::round(-2.5)), ROW("2", C::round(2.49)), ROW("-0", C::round(0.0)),
       ROW("1.235", C::my_round(1.23456, 3.0)), ROW("3", C::my_round(2.5, 0.0)), ROW("-1.24", C::my_round(-1.235, 2.0)),

@@ -23,7 +23,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using boost::filesystem::filesystem_error;
-using conversiontest::logOf;
 using testsupport::readFile;
 using testsupport::writeFile;
 using utils::FileHelper;
@@ -87,7 +86,7 @@ TEST_F(FileHelperTest, ConvertFsPathResolvesAgainstBaseOrCurrentDirectoryAndTheS
   missing = m_dir + "/missing";
   EXPECT_EQ(" | Warning   : FileSearch:getFilesByName - No files to load at directory " + missing +
                 "\n | Warning   : DirSeacrch:getDirName - No Directories to load at directory " + missing + "\n",
-            logOf([&] {
+            conversiontest::logOf([&] {
               utils::DirectorySearch().getDirNames(ref(m_dir + "/a"), dirs);
               utils::FileSearch().getFileNames(missing, dirs);
               utils::DirectorySearch().getDirNames(missing, dirs);
@@ -96,7 +95,7 @@ TEST_F(FileHelperTest, ConvertFsPathResolvesAgainstBaseOrCurrentDirectoryAndTheS
 }
 
 TEST_F(FileHelperTest, CreateCopyRemoveAndClearADirectory) {
-  std::string nested = m_dir + "/a/b/c", to = m_dir + "/to", missing = m_dir + "/missing", box = m_dir + "/box";
+  std::string nested = m_dir + "/a/b/c", to = m_dir + "/to", missing = m_dir + "/missing";
   const mode_t old = umask(077);  // the rights must come from the helper, not the mask
   EXPECT_TRUE(FileHelper::createDirectory(nested));
   umask(old);
@@ -112,11 +111,9 @@ TEST_F(FileHelperTest, CreateCopyRemoveAndClearADirectory) {
   EXPECT_THROW(FileHelper::copyFile(missing, to), filesystem_error);
   EXPECT_NO_THROW(FileHelper::removeFile(missing));
   FileHelper::removeFile(to);
-  fs::create_directories(box + "/deep/deeper");
-  writeFile(box + "/deep/deeper/f", "f");
-  writeFile(box + "/g", "g");
-  FileHelper::removeFilesInPath(box);
-  EXPECT_TRUE(!fs::exists(to) && fs::is_directory(box) && fs::is_empty(box));
+  writeFile(nested + "/f", "f");
+  FileHelper::removeFilesInPath(ref(m_dir + "/a"));
+  EXPECT_TRUE(!fs::exists(to) && fs::is_directory(m_dir + "/a") && fs::is_empty(m_dir + "/a"));
   EXPECT_THROW(FileHelper::removeFilesInPath(ref(m_dir + "/gone")), filesystem_error);
 }
 
@@ -142,8 +139,8 @@ TEST_F(FileHelperTest, WriteJsonFileGoesBelowTheHomeOrToTheDefaultLocation) {
   for (const auto& c : cases) {
     if (!c.withHome) m_installation.useStore();  // a store without a home
     int fileSize = -7;
-    const std::string log =
-        logOf([&] { FileHelper::writeJSONFile(document, "/doc.json", c.defaultLocation, c.subFolder, fileSize); });
+    const std::string log = conversiontest::logOf(
+        [&] { FileHelper::writeJSONFile(document, "/doc.json", c.defaultLocation, c.subFolder, fileSize); });
     environment.useStore();
     EXPECT_EQ(c.expected, std::to_string(fileSize) + '\n' + log);
     EXPECT_EQ(c.written.empty() ? "" : text.str(), readFile(c.written)) << c.written;

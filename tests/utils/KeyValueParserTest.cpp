@@ -10,7 +10,6 @@
 
 namespace {
 
-using testsupport::TempInstallation;
 using utils::KeyValueParser;
 
 // The value of `key`, or the exception's text when the parser throws for it.
@@ -42,7 +41,7 @@ TEST(KeyValueParserTest, LineRules) {
        {{"before", "1"}, {"long", std::string(292, 'x')}, {"after", absent}}},
       {"a = 1\n" + std::string(350, 'y'), "=", {{"a", "1"}, {std::string(299, 'y'), ""}}},
   };
-  TempInstallation scratch;
+  testsupport::TempInstallation scratch;
   const std::string path = scratch.root() + "/values.conf";
   for (const auto& row : rows) {
     testsupport::writeFile(path, row.text);
@@ -53,7 +52,7 @@ TEST(KeyValueParserTest, LineRules) {
 }
 
 TEST(KeyValueParserTest, SetChangesTheMemoryCopyOnlyAndSpecialFilesAreRefusedWithAWarning) {
-  TempInstallation scratch;
+  testsupport::TempInstallation scratch;
   const std::string path = scratch.root() + "/values.conf", fifo = scratch.root() + "/fifo.conf";
   testsupport::writeFile(path, "FW_DIR = /old\ngreeting = Hello\n");
   KeyValueParser parser(path, "=");

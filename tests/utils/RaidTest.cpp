@@ -11,7 +11,6 @@
 
 namespace {
 
-using conversiontest::expectRows;
 using utils::MathHelper;
 using utils::Raid;
 using utils::SpanHolder;
@@ -46,7 +45,7 @@ TEST(RaidTest, LevelsSpansAndTheMathHelper) {
   for (std::uint16_t ref : {7, 3, 9}) span.addArrayRef(ref);
   for (int i = 0; i < 65537; ++i) big.addArrayRef(static_cast<std::uint16_t>(i + 5));
   std::uint16_t a = 0;
-  expectRows({
+  conversiontest::expectRows({
       ROW("0 0", levelOf(Raid("0"))), ROW("1 1", levelOf(Raid("1"))), ROW("17 1", levelOf(Raid("1E"))),
       ROW("18 1", levelOf(Raid("1E_RLQ)"))), ROW("23 1-EC", levelOf(Raid("1-EC"))), ROW("5 5", levelOf(Raid("5"))),
       ROW("6 6", levelOf(Raid("6"))), ROW("10 10", levelOf(Raid("10"))), ROW("50 50", levelOf(Raid("50"))),

@@ -22,8 +22,8 @@ TEST(ConversionTextTest, NumbersHexadecimalByteTextsUriAnsiDatesAndBase64) {
   char text[] = " ab c \0tail";
   unsigned char bytes[] = " a b\tc\n \0d";
   std::string out = "old";
-  const unsigned char man[3] = {0x4d, 0x61, 0x6e}, sextets[4] = {19, 22, 5, 46};  // "TWFu"
-  unsigned char block[4], decoded[3];
+  const unsigned char man[3] = {0x4d, 0x61, 0x6e};  // "Man"
+  unsigned char block[4];
   const auto encoded = [](const std::string& text) { return C::encodeStringtoBase64(text); };
   const auto decodedText = [](const char* text) { return C::decodeStringtoBase64(text); };
   conversiontest::expectRows({
@@ -58,9 +58,6 @@ TEST(ConversionTextTest, NumbersHexadecimalByteTextsUriAnsiDatesAndBase64) {
       ROW("\xff\xfe\xfd", decodedText("//79")), ROW("\xfb\xff\xbf", decodedText("+/+/")), ROW("", decodedText("")),
       // The count decides the padding only: the second character still takes in[1].
       ROW("TW==", (C::encodeblock(man, block, 1), bytesOf(block))),
-      ROW("TWF=", (C::encodeblock(man, block, 2), bytesOf(block))),
-      ROW("TWFu", (C::encodeblock(man, block, 3), bytesOf(block))),
-      ROW("Man", (C::decodeblock(sextets, decoded), bytesOf(decoded))),
   });
 }
 

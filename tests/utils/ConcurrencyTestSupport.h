@@ -55,9 +55,7 @@ inline bool onOtherThread(const std::function<bool()>& body) {
   bool result = false;
   return std::thread([&] { result = body(); }).join(), result;
 }
-inline double secondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
+inline double secondsSince(Clock::time_point t) { return std::chrono::duration<double>(Clock::now() - t).count(); }
 
 // Storage for a shallow copy that must never be destroyed: its original releases
 // the shared object, and a second destructor would release it twice.

@@ -190,9 +190,9 @@ TEST_F(FileHelperTest, PosixFileSystemFailures) {
                               std::to_string(entries.at(0).lastWriteTime) + std::string(entries.size() - 1, '+')),
   });
   fs::current_path(previous);
-  rlimit old{}, small{};
+  rlimit old{};
   ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &old));
-  small = {4, old.rlim_max};
+  const rlimit small{4, old.rlim_max};
   const auto previousHandler = signal(SIGXFSZ, SIG_IGN);
   ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &small));
   const bool written = files.writeWholeFile(file, "longer than four bytes", 0644, reason);

@@ -76,33 +76,20 @@ class CompressionTest : public ::testing::Test {
   std::string m_dir = m_installation.root();
 };
 
+// A file whose length cannot all be read (sysfs shows 4096 bytes) counts as failed
+// and gives 2; an archive that cannot be written, on a full device, gives 1.
 TEST_F(CompressionTest, ResultCodesAndEveryCallWritesTheWholeListIntoANewArchive) {
   EXPECT_EQ(0, pack("empty", {}));
   EXPECT_EQ("test None\n", list("empty.zip"));
-  EXPECT_EQ(1, pack("no/such/dir/bundle", {}));
-  EXPECT_FALSE(fs::exists(m_dir + "/no/such/dir/bundle.zip"));
-  std::string a = file("report/a.txt", "alpha"), b = file("report/b.txt", "beta"), missing = m_dir + "/missing";
-  utils::Compression unnamed;  // no archive path
-  unnamed.insertFileToZip(a);
-  EXPECT_EQ(1, unnamed.writeToZipFile());
-  // Each file is logged, and one that cannot be opened once more.
-  EXPECT_EQ(" | Debug     : Compress:write2Zip - Zipping : " + a + "\n | Debug     : Compress:write2Zip - Zipping : " +
-                missing + "\n | Debug     : Compress:write2Zip - Error: Failed while file open : " + missing + "\n",
-            conversiontest::logOf([&] { EXPECT_EQ(2, pack("logged", {a, missing})); }));
+  EXPECT_EQ(1, utils::Compression().writeToZipFile());  // no archive path: it cannot be opened
+  std::string a = file("report/a.txt", "alpha"), b = file("report/b.txt", "beta"), archive = m_dir + "/bundle";
   writeFile(m_dir + "/bundle.zip", "not an archive at all");
-  std::string archive = m_dir + "/bundle";
   utils::Compression zip(archive);
   zip.insertFileToZip(a);
   ASSERT_EQ(0, zip.writeToZipFile());
   zip.insertFileToZip(b);
   ASSERT_EQ(0, zip.writeToZipFile());
-  const std::string both = "test None\n" + entry("a.txt", "alpha") + entry("b.txt", "beta");
-  EXPECT_EQ(both, list("bundle.zip"));
-  fs::remove(m_dir + "/bundle.zip");
-  ASSERT_EQ(0, utils::Compression(zip).writeToZipFile());  // member-wise copy: same archive, same list
-  EXPECT_EQ(both, list("bundle.zip"));
-  // A file whose length cannot all be read (sysfs shows 4096 bytes) counts as failed;
-  // an archive that cannot be written, on a full device, gives 1.
+  EXPECT_EQ("test None\n" + entry("a.txt", "alpha") + entry("b.txt", "beta"), list("bundle.zip"));
   EXPECT_EQ(2, pack("short", {"/sys/devices/system/cpu/online"}));
   fs::create_symlink("/dev/full", m_dir + "/full.zip");
   EXPECT_EQ(1, pack("full", {a, b}));

@@ -41,30 +41,21 @@ inline bool eventually(const std::function<bool()>& condition, Limit limit = kPa
 struct Gate {
   void open() { ++count; }
   bool wait(Limit limit = kPatience) { return waitFor(1, limit); }
-  bool waitFor(int atLeast, Limit limit = kPatience) {
-    return eventually([&] { return count >= atLeast; }, limit);
-  }
+  bool waitFor(int atLeast, Limit limit = kPatience) { return eventually([&] { return count >= atLeast; }, limit); }
   // Counts the calling thread once it has fully ended: its thread-local objects are
   // destroyed after its entry function returned. Lets a test wait for detached
   // threads before tearing down what they read.
   void noteExitOfThisThread() { thread_local ExitNotifier notifier{this}; }
-  struct ExitNotifier {
-    Gate* owner;
-    ~ExitNotifier() { owner->open(); }
-  };
+  struct ExitNotifier { Gate* owner; ~ExitNotifier() { owner->open(); } };
   std::atomic<int> count{0};
 };
 
 // The answer of a second thread, with the first one's holds still in place.
-template <typename Result>
-Result onOtherThread(const std::function<Result()>& body) {
-  Result result{};
-  std::thread([&] { result = body(); }).join();
-  return result;
+inline bool onOtherThread(const std::function<bool()>& body) {
+  bool result = false;
+  return std::thread([&] { result = body(); }).join(), result;
 }
-inline double secondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
+inline double secondsSince(Clock::time_point t) { return std::chrono::duration<double>(Clock::now() - t).count(); }
 
 // Storage for a shallow copy that must never be destroyed: its original releases
 // the shared object, and a second destructor would release it twice.

@@ -23,18 +23,16 @@
 
 namespace conversiontest {
 
-// The installation of the whole test process, its log at the debug level so that
-// the library's warnings and debug lines can be read back in-process, unbuffered.
-class InstallationEnvironment : public testing::Environment {
- public:
+// The installation of the whole test process, its log at the info level so that the
+// library's warnings and errors can be read back in-process, unbuffered, without the
+// debug lines.
+struct InstallationEnvironment : testing::Environment {
   void SetUp() override {
-    s_installation = std::make_unique<testsupport::HomedInstallation>("log_level = 32\nlog_cache_mode = 0\n");
+    s_installation = std::make_unique<testsupport::HomedInstallation>("log_level = 16\nlog_cache_mode = 0\n");
     s_installation->useStore();
   }
   void TearDown() override { s_installation.reset(); }
   static const testsupport::HomedInstallation& installation() { return *s_installation; }
-
- private:
   static inline std::unique_ptr<testsupport::HomedInstallation> s_installation;
 };
 

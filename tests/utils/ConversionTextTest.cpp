@@ -22,30 +22,24 @@ TEST(ConversionTextTest, NumbersHexadecimalByteTextsUriAnsiDatesAndBase64) {
   char text[] = " ab c \0tail";
   unsigned char bytes[] = " a b\tc\n \0d";
   std::string out = "old";
-  const unsigned char man[3] = {0x4d, 0x61, 0x6e}, sextets[4] = {19, 22, 5, 46};  // "TWFu"
-  unsigned char block[4], decoded[3];
+  const unsigned char man[3] = {0x4d, 0x61, 0x6e};  // "Man"
+  unsigned char block[4];
   const auto encoded = [](const std::string& text) { return C::encodeStringtoBase64(text); };
   const auto decodedText = [](const char* text) { return C::decodeStringtoBase64(text); };
   conversiontest::expectRows({
-      ROW("0", C::to_bool("0")), ROW("1", C::to_bool("2")), ROW("1", C::to_bool("-1")), ROW("0", C::to_bool("yes")),
-      ROW("0", C::to_bool("")), ROW("0", C::is_numeric("")), ROW("0", C::is_numeric("12a")),
-      ROW("0", C::is_numeric("-1")), ROW("0", C::is_numeric(" 1")), ROW("0", C::is_numeric(nullptr)),
-      ROW("1", C::is_numeric("0012")), ROW("16", C::hexStringto_int("0x10")), ROW("8", C::hexStringto_int("010")),
-      ROW("10", C::hexStringto_int("10")), ROW("255", C::hexStringto_int("0XfF")), ROW("0", C::hexStringto_int("zz")),
-      ROW("0", C::hexStringto_int(nullptr)), ROW("0x0", C::U8ArrayToHexString(hex, 0)),
-      ROW("0x0", C::U8ArrayToHexString(hex, -3)), ROW("0x0", C::U8ArrayToHexString(nullptr, 4)),
-      ROW("0xab01", C::U8ArrayToHexString(hex, 2)), ROW("0xab0100ff", C::U8ArrayToHexString(hex, 4)),
-      ROW("0x000a", C::U16ToHexString(10)), ROW("0xffff", C::U16ToHexString(0xffff)), ROW("0xa", C::U64ToHexString(10)),
-      ROW("0x0", C::U64ToHexString(0)), ROW("0xffffffffffffffff", C::U64ToHexString(~0ULL)),
+      ROW("0", C::to_bool("yes")), ROW("1", C::to_bool("2")), ROW("0", C::is_numeric("")),
+      ROW("0", C::is_numeric("12a")), ROW("0", C::is_numeric(nullptr)), ROW("1", C::is_numeric("0012")),
+      ROW("16", C::hexStringto_int("0x10")), ROW("8", C::hexStringto_int("010")), ROW("0", C::hexStringto_int(nullptr)),
+      ROW("0x0", C::U8ArrayToHexString(hex, 0)), ROW("0x0", C::U8ArrayToHexString(nullptr, 4)),
+      ROW("0xab0100ff", C::U8ArrayToHexString(hex, 4)), ROW("0x000a", C::U16ToHexString(10)),
+      ROW("0xa", C::U64ToHexString(10)), ROW("0xffffffffffffffff", C::U64ToHexString(~0ULL)),
       ROW("50 00 c5 00 12 34 56 78", C::toStringSasAddress(0x5000C50012345678ULL)),
-      ROW("00 00 00 00 00 00 00 00", C::toStringSasAddress(0)),
       // Byte texts stop at a NUL or the length, then are trimmed.
       ROW("ab c", C::S8ArrayToString(text, sizeof text)), ROW("ab", C::S8ArrayToString(text, 3)),
-      ROW("", C::S8ArrayToString(text, 0)), ROW("", C::S8ArrayToString(nullptr, 5)),
-      ROW("abc", C::U8ArrayToString(bytes, sizeof bytes)), ROW("ab", C::U8ArrayToString(bytes, 4)),
+      ROW("", C::S8ArrayToString(nullptr, 5)), ROW("abc", C::U8ArrayToString(bytes, sizeof bytes)),
+      ROW("ab", C::U8ArrayToString(bytes, 4)),
       // The first occurrence only, unlike StringHelper.
       ROW("aYbX", C::replaceString("aXbX", "X", "Y")), ROW("abc", C::replaceString("abc", "X", "Y")),
-      ROW("aZZc", C::replaceString("abc", "b", "ZZ")),
       // The default prefix "/kestrane/storage/ctl/api/1.0" has 29 characters, cut whatever the text.
       ROW("/drives", C::trimPrefixURI("/kestrane/storage/ctl/api/1.0/drives")),
       ROW("/drives", C::trimPrefixURI("/xxxxxxxxxxxxxxxxxxxxxxxxxxxx/drives")), ROW("", C::trimPrefixURI("/short")),
@@ -53,23 +47,17 @@ TEST(ConversionTextTest, NumbersHexadecimalByteTextsUriAnsiDatesAndBase64) {
       ROW("2019-11-14T01:02:03", ansi("\"Nov 14 2019\"", "\"01:02:03\"", "11")),
       // The month is the caller's, unchecked; the day field is four characters wide.
       ROW("2019-xx-05T", ansi("Mar  5 2019", "", "xx")), ROW("-03-12TT", ansi("Mar 12", "T", "03")),
-      ROW("-03-T", ansi("Mar", "", "03")), ROW("-03-T", ansi("", "", "03")),
-      ROW("secret", (C::encrypt("secret", out), out)), ROW("", (C::decrypt("", out), out)),
-      // Base64 stops at a NUL, and at padding or a foreign byte.
+      ROW("-03-T", ansi("Mar", "", "03")), ROW("secret", (C::encrypt("secret", out), out)),
+      ROW("", (C::decrypt("", out), out)),
+      // Base64 stops at a NUL (what came before it is the result), at padding or a foreign byte.
       ROW("TWFu", encoded("Man")), ROW("TWE=", encoded("Ma")), ROW("TQ==", encoded("M")), ROW("", encoded("")),
-      ROW("aGVsbG8gd29ybGQ=", encoded("hello world")), ROW("//79", encoded("\xff\xfe\xfd")),
-      // The walk stands still on a NUL; what came before it is the result.
-      ROW("YQ==", encoded(std::string("a\0bcd", 5))), ROW("TWFu", encoded(std::string("Man\0Man", 7))),
-      ROW("", encoded(std::string("\0abc", 4))), ROW("Man", decodedText("TWFu")), ROW("Ma", decodedText("TWE=")),
-      ROW("Ma", decodedText("TWE")), ROW("", decodedText("T")), ROW("M", decodedText("TW!u")),
-      ROW("M", decodedText("TQ==TWFu")), ROW("hello world", decodedText("aGVsbG8gd29ybGQ=")),
-      ROW("\xff\xfe\xfd", decodedText("//79")), ROW("\xfb\xff\xbf", decodedText("+/+/")),
-      ROW("", decodedText(" TWFu")), ROW("", decodedText("")),
+      ROW("//79", encoded("\xff\xfe\xfd")), ROW("YQ==", encoded(std::string("a\0bcd", 5))),
+      ROW("TWFu", encoded(std::string("Man\0Man", 7))), ROW("", encoded(std::string("\0abc", 4))),
+      ROW("Man", decodedText("TWFu")), ROW("Ma", decodedText("TWE=")), ROW("Ma", decodedText("TWE")),
+      ROW("", decodedText("T")), ROW("M", decodedText("TW!u")), ROW("M", decodedText("TQ==TWFu")),
+      ROW("\xff\xfe\xfd", decodedText("//79")), ROW("\xfb\xff\xbf", decodedText("+/+/")), ROW("", decodedText("")),
       // The count decides the padding only: the second character still takes in[1].
       ROW("TW==", (C::encodeblock(man, block, 1), bytesOf(block))),
-      ROW("TWF=", (C::encodeblock(man, block, 2), bytesOf(block))),
-      ROW("TWFu", (C::encodeblock(man, block, 3), bytesOf(block))),
-      ROW("Man", (C::decodeblock(sextets, decoded), bytesOf(decoded))),
   });
 }
 

@@ -48,14 +48,10 @@ std::string offsetIn(const char* name) {
   ScopedZone zone(name);
   return DateTime::get_utc_offset_string() + ' ' + std::to_string(DateTime::getdstInSec());
 }
-// The raw fields of the parsed text: years since 1900 and months from 0.
-std::string iso(const char* text) {
+// The parsed fields read as UTC, in seconds since 1970.
+std::int64_t iso(const char* text) {
   std::tm out{};
-  DateTime::fromIsoString(text, out);
-  char fields[64];
-  std::snprintf(fields, sizeof fields, "%d %d %d %d:%d:%d", out.tm_year, out.tm_mon, out.tm_mday, out.tm_hour,
-                out.tm_min, out.tm_sec);
-  return fields;
+  return DateTime::fromIsoString(text, out), timegm(&out);
 }
 
 TEST(DateTimeRtcTest, UtcHasNoCorrectionBerlinIsShownOnStandardTimeAndTheSpringHourRepeats) {
@@ -65,8 +61,8 @@ TEST(DateTimeRtcTest, UtcHasNoCorrectionBerlinIsShownOnStandardTimeAndTheSpringH
         ROW("2000-1-1T0:0:0", rfc(0)), ROW("946684800", y2k()), ROW("0", DateTime::getdstInSec()),
         // Only the low 32 bits of the controller's count are used.
         ROW("2000-1-1T0:0:1", rfc((std::int64_t{1} << 32) + 1)), ROW("2136-2-7T6:28:15", rfc(0xffffffff)),
-        ROW("2019-7-1T11:0:0", rfc(kSummerNoon)), ROW("2019-3-31T2:0:0", fromUnix(kAfterShift)),
-        ROW("+00:00", DateTime::get_utc_offset_string()), ROW("+05:30 0", offsetIn("Asia/Kolkata")),
+        ROW("2019-7-1T11:0:0", rfc(kSummerNoon)), ROW("+00:00", DateTime::get_utc_offset_string()),
+        ROW("+05:30 0", offsetIn("Asia/Kolkata")),
         ROW("-05:00 0", offsetIn("America/Bogota")),  // which had daylight saving only in the 1990s
     });
     DateTime::getY2kTime(nullptr);  // nowhere to write: nothing happens
@@ -80,22 +76,23 @@ TEST(DateTimeRtcTest, UtcHasNoCorrectionBerlinIsShownOnStandardTimeAndTheSpringH
       // The wall clock jumps to 03:00; moved back by the shift, the moment lands at
       // 01:00 standard time, and that hour shows twice. 02:00 never shows.
       ROW("2019-3-31T1:59:59", fromUnix(kBeforeShift)), ROW("2019-3-31T1:0:0", fromUnix(kAfterShift)),
-      ROW("2019-3-31T1:59:59", fromUnix(kAfterShift + 3599)), ROW("2019-3-31T3:0:0", fromUnix(kAfterShift + 3600)),
+      ROW("2019-3-31T3:0:0", fromUnix(kAfterShift + 3600)),
       // In autumn the reading goes on without a jump.
       ROW("2019-10-27T1:59:59", fromUnix(kLastSummerSecond)), ROW("2019-10-27T2:0:0", fromUnix(kLastSummerSecond + 1)),
       // getDstAdjustedLocalTime keeps the wall clock and the time it was given.
-      ROW("12 1", wallClock(kSummerNoon + kBerlinEpoch)), ROW("3 1", wallClock(kAfterShift)),
-      ROW("1 0", wallClock(kBeforeShift)), ROW("null", hour(DateTime::getDstAdjustedLocalTime(nullptr))),
+      ROW("3 1", wallClock(kAfterShift)), ROW("1 0", wallClock(kBeforeShift)),
+      ROW("null", hour(DateTime::getDstAdjustedLocalTime(nullptr))),
       ROW("null", wallClock(INT64_MAX)),  // beyond the calendar
       // The ISO reading is upper-cased and cut at the last Z, in any zone.
-      ROW("119 2 5 7:8:9", iso("2019-03-05t07:08:09z")), ROW("120 11 31 23:59:58", iso("2020-12-31T23:59:58Zjunk")),
-      ROW("121 0 2 3:4:5", iso("2021-01-02T03:04:05")),
+      ROW("1551769689", iso("2019-03-05t07:08:09z")), ROW("1609459198", iso("2020-12-31T23:59:58Zjunk")),
+      ROW("1609556645", iso("2021-01-02T03:04:05")),
   });
-  const std::string berlin = offsetIn("Europe/Berlin");
-  EXPECT_TRUE(berlin == "+01:00 3600" || berlin == "+02:00 3600") << berlin;
   for (const char* bad : {"garbage", "zzz", "2019-02-30T00:00:00"}) EXPECT_ANY_THROW(iso(bad)) << bad;
 }
 
+// Equal instants in two zones: neither is later, and the difference is of local
+// times. Unreadable text gives the present. The present local time is shifted by
+// seconds and follows the zone; a tm is read as UTC.
 TEST(DateTimeTextTest, BoostFormWithItsZoneArithmeticDurationsAndThePresent) {
   const DateTime plain("2026-Nov-14 10:05:09"), fraction("2026-Nov-04 01:02:03.000123");
   DateTime summer("2026-Jul-14 10:05:09 CET+01CEST+01,M3.5.0,M10.5.0/03:00"), eight("2026-Jul-14 08:05:09");
@@ -103,44 +100,28 @@ TEST(DateTimeTextTest, BoostFormWithItsZoneArithmeticDurationsAndThePresent) {
   const DateTime b = a + 5;
   Duration sum = Duration(pt::seconds(2)) + Duration(pt::milliseconds(500));
   expectRows({
-      ROW("2026-Nov-14 10:05:09 UTC", plain.to_string()), ROW("2026-Nov-14 10:05:09 UTC", std::string(plain)),
+      ROW("2026-Nov-14 10:05:09 UTC", std::string(plain)),
       ROW("2026-Nov-14 10:05:09.000000 UTC", plain.to_string_fractional_seconds()),
-      ROW("2026-Nov-04 01:02:03 UTC", fraction.to_string()),
       ROW("2026-Nov-04 01:02:03.000123 UTC", fraction.to_string_fractional_seconds()),
       ROW("2026-Jul-14 10:05:09 CEST", summer.to_string()),
       ROW("2026-07-14T08:05:09", pt::to_iso_extended_string(summer.get_local_date_time().utc_time())),
-      ROW("10 1", hour(DateTime::to_tm(summer))), ROW("8 0", hour(DateTime::to_tm(eight))),
-      // Equal instants; the difference is of local times: two hours.
-      ROW("0", summer > eight), ROW("0", eight > summer), ROW("7200", eight.get_diff(summer).get_in_seconds()),
-      ROW("2027-Jan-01 00:00:03 UTC", b.to_string()), ROW("5", a.get_diff(b).get_in_seconds()),
-      ROW("5000", a.get_diff(b).get_in_milliseconds()), ROW("18446744073709551611", b.get_diff(a).get_in_seconds()),
-      ROW("1", b > a), ROW("0", a > b), ROW("0", a > a), ROW("2027-Jan-01 23:59:58 UTC", (a += 86400, a.to_string())),
-      ROW("0", Duration().get_in_microseconds()), ROW("2", sum.get_in_seconds()),
-      ROW("2500", sum.get_in_milliseconds()), ROW("2500000", sum.get_in_microseconds()),
+      ROW("10 1", hour(DateTime::to_tm(summer))), ROW("8 0", hour(DateTime::to_tm(eight))), ROW("0", summer > eight),
+      ROW("7200", eight.get_diff(summer).get_in_seconds()), ROW("2027-Jan-01 00:00:03 UTC", b.to_string()),
+      ROW("5", a.get_diff(b).get_in_seconds()), ROW("18446744073709551611", b.get_diff(a).get_in_seconds()),
+      ROW("1", b > a), ROW("0", a > a), ROW("2027-Jan-01 23:59:58 UTC", (a += 86400, a.to_string())),
+      ROW("2", sum.get_in_seconds()), ROW("2500", sum.get_in_milliseconds()),
       ROW("2500007", (sum += Duration(pt::microseconds(7)), sum.get_in_microseconds())),
       ROW("18446744073709551615", Duration(pt::seconds(-1)).get_in_seconds()),
   });
-  // Unreadable text gives the present.
   const DateTime before, garbage("garbage"), after;  // constructed in this order
   EXPECT_FALSE(before > garbage || garbage > after);
   EXPECT_LT(before.get_diff(garbage).get_in_seconds(), 5u);
-  DateTime now;
-  DateTime::get_current_time(now);
-  EXPECT_TRUE(now > DateTime("2026-Jan-01 00:00:00"));
-  // The present local time, shifted by seconds and following the zone; seconds of a
-  // tm read as UTC.
   const auto asUtcSeconds = [](std::tm parts) { return static_cast<std::int64_t>(timegm(&parts)); };
-  {
-    ScopedZone zone("UTC");  // a second may tick between the calls
-    const std::int64_t now = asUtcSeconds(DateTime::getLocalSystemTime());
-    EXPECT_NEAR(86400, now - asUtcSeconds(DateTime::reduceLocalSystemTime(86400)), 1);
-    EXPECT_NEAR(3600, asUtcSeconds(DateTime::addLocalSystemTime(3600)) - now, 1);
-    EXPECT_NEAR(now, DateTime::getCurrentTimeInSec(), 1);
-  }
-  ScopedZone zone("Asia/Kolkata");
+  ScopedZone zone("Asia/Kolkata");  // a second may tick between the calls
   EXPECT_NEAR(19800, asUtcSeconds(DateTime::getLocalSystemTime()) - DateTime::getCurrentTimeInSec(), 2);
-  const std::string text = DateTime::getCurrentDateTime();
-  EXPECT_TRUE(std::regex_match(text, std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d)"))) << text;
+  EXPECT_NEAR(90000, asUtcSeconds(DateTime::addLocalSystemTime(3600)) -
+                         asUtcSeconds(DateTime::reduceLocalSystemTime(86400)), 2);
+  EXPECT_TRUE(std::regex_match(DateTime::getCurrentDateTime(), std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d)")));
 }
 
 }  // namespace

@@ -23,7 +23,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using boost::filesystem::filesystem_error;
-using conversiontest::logOf;
 using testsupport::readFile;
 using testsupport::writeFile;
 using utils::FileHelper;
@@ -55,43 +54,38 @@ TEST_F(FileHelperTest, SizeRightsTimesAndTheEmptyStream) {
                                        rightsOf(m_dir + "/some"), permit("/missing"),
                                        FileHelper::applyNorvaneFilePermission("/proc/self/stat"), seconds}));
   EXPECT_THROW(FileHelper::getLastModifiedTime(ref(m_dir + "/missing"), seconds), filesystem_error);
-  // The stream is tested, not the file.
-  std::ifstream stream(m_dir + "/some"), empty(m_dir + "/empty");
-  EXPECT_FALSE(FileHelper::isFileEmpty(stream));
-  stream.seekg(0, std::ios::end);
-  EXPECT_TRUE(FileHelper::isFileEmpty(stream) && FileHelper::isFileEmpty(empty));
+  // The stream is tested, not the file: at its end a full one is empty.
+  std::ifstream stream(m_dir + "/some", std::ios::ate);
+  EXPECT_TRUE(FileHelper::isFileEmpty(stream));
 }
 
+// A link is resolved before "..". FileSearch gives bare names, DirectorySearch whole
+// paths, one level deep; both add to the set. A missing directory leaves the set as it
+// was, with a warning.
 TEST_F(FileHelperTest, ConvertFsPathResolvesAgainstBaseOrCurrentDirectoryAndTheSearches) {
   fs::create_directories(m_dir + "/a/b");
+  fs::create_symlink(m_dir + "/a/b", m_dir + "/link");
   const std::string canonicalDir = fs::canonical(m_dir).string();
   const auto converted = [](std::string path, const auto&... base) {
     return FileHelper::convertFsPath(path, base...), path;
   };
-  EXPECT_EQ(" | Debug     : FileHelper:convertFSP - FILE Helper path = .. basepath " + m_dir + "/a/b\n",
-            logOf([&] { EXPECT_EQ(canonicalDir + "/a", converted("..", m_dir + "/a/b")); }));
-  fs::create_symlink(m_dir + "/a/b", m_dir + "/link");
-  EXPECT_EQ(canonicalDir + "/a/b", converted(m_dir + "/./link/../b"));  // the link is resolved before ".."
   const fs::path previous = fs::current_path();
   fs::current_path(m_dir + "/a");
-  EXPECT_EQ(canonicalDir + "/a/b", converted("b/."));
+  EXPECT_EQ(canonicalDir + "/a " + canonicalDir + "/a/b " + canonicalDir + "/a/b",
+            converted("..", m_dir + "/a/b") + ' ' + converted(m_dir + "/./link/../b") + ' ' + converted("b/."));
   fs::current_path(previous);
   std::string missing = "no-such-entry";
   EXPECT_THROW(FileHelper::convertFsPath(missing, m_dir), filesystem_error);
   EXPECT_EQ("no-such-entry", missing);
-  // FileSearch gives bare names, DirectorySearch whole paths, one level deep.
   for (const char* name : {"/a.txt", "/c.txt", "/a/inner.txt"}) writeFile(m_dir + name, "x");
-  std::set<std::string> files = {"kept.txt", "a.txt"};  // added to, not cleared
+  std::set<std::string> files = {"kept.txt", "a.txt"}, dirs = {"kept"};
   utils::FileSearch().getFileNames(m_dir, files);
   EXPECT_EQ((std::set<std::string>{"a.txt", "c.txt", "fifo", "kept.txt"}), files);
-  std::set<std::string> dirs = {"kept"};
-  utils::DirectorySearch().getDirNames(ref(m_dir + "/a"), dirs);
-  EXPECT_EQ((std::set<std::string>{m_dir + "/a/b", "kept"}), dirs);
-  // A missing directory leaves the set as it was, with a warning.
   missing = m_dir + "/missing";
   EXPECT_EQ(" | Warning   : FileSearch:getFilesByName - No files to load at directory " + missing +
                 "\n | Warning   : DirSeacrch:getDirName - No Directories to load at directory " + missing + "\n",
-            logOf([&] {
+            conversiontest::logOf([&] {
+              utils::DirectorySearch().getDirNames(ref(m_dir + "/a"), dirs);
               utils::FileSearch().getFileNames(missing, dirs);
               utils::DirectorySearch().getDirNames(missing, dirs);
             }));
@@ -99,7 +93,7 @@ TEST_F(FileHelperTest, ConvertFsPathResolvesAgainstBaseOrCurrentDirectoryAndTheS
 }
 
 TEST_F(FileHelperTest, CreateCopyRemoveAndClearADirectory) {
-  const std::string nested = m_dir + "/a/b/c";
+  std::string nested = m_dir + "/a/b/c", to = m_dir + "/to", missing = m_dir + "/missing";
   const mode_t old = umask(077);  // the rights must come from the helper, not the mask
   EXPECT_TRUE(FileHelper::createDirectory(nested));
   umask(old);
@@ -107,7 +101,6 @@ TEST_F(FileHelperTest, CreateCopyRemoveAndClearADirectory) {
   chmod(nested.c_str(), 0700);
   EXPECT_FALSE(FileHelper::createDirectory(nested));
   EXPECT_EQ(0700u, rightsOf(nested)) << "an existing directory keeps its rights";
-  std::string to = m_dir + "/to", missing = m_dir + "/missing", box = m_dir + "/box";
   writeFile(m_dir + "/from", "new");
   writeFile(to, "old and longer");
   EXPECT_THROW(FileHelper::createDirectory(to + "/sub"), filesystem_error);  // below a file
@@ -116,15 +109,14 @@ TEST_F(FileHelperTest, CreateCopyRemoveAndClearADirectory) {
   EXPECT_THROW(FileHelper::copyFile(missing, to), filesystem_error);
   EXPECT_NO_THROW(FileHelper::removeFile(missing));
   FileHelper::removeFile(to);
-  EXPECT_FALSE(fs::exists(to));
-  fs::create_directories(box + "/deep/deeper");
-  writeFile(box + "/deep/deeper/f", "f");
-  writeFile(box + "/g", "g");
-  FileHelper::removeFilesInPath(box);
-  EXPECT_TRUE(fs::is_directory(box) && fs::is_empty(box));
+  writeFile(nested + "/f", "f");
+  FileHelper::removeFilesInPath(ref(m_dir + "/a"));
+  EXPECT_TRUE(!fs::exists(to) && fs::is_directory(m_dir + "/a") && fs::is_empty(m_dir + "/a"));
   EXPECT_THROW(FileHelper::removeFilesInPath(ref(m_dir + "/gone")), filesystem_error);
 }
 
+// The size, then the log lines; a new document gets rights 0644, an old one is
+// replaced whole, with less write access for others.
 TEST_F(FileHelperTest, WriteJsonFileGoesBelowTheHomeOrToTheDefaultLocation) {
   json::Object document;
   document["name"] = json::String("bundle");
@@ -132,35 +124,33 @@ TEST_F(FileHelperTest, WriteJsonFileGoesBelowTheHomeOrToTheDefaultLocation) {
   json::Writer::Write(document, text);
   const auto& environment = conversiontest::InstallationEnvironment::installation();
   const std::string home = environment.home(), size = std::to_string(text.str().size()) + '\n',
-                    atDefault = " | Error     : FileHelper:writeJSON - Invalid Norvane Home Path\n"
-                                " | Debug     : FileHelper:writeJSON - using defalut location ";
+                    error = " | Error     : FileHelper:writeJSON - Invalid Norvane Home Path\n";
   fs::create_directories(home + "/conf/reports");
-  writeFile(home + "/conf/reports/doc.json", "old");  // replaced whole, less write access for others
+  writeFile(home + "/conf/reports/doc.json", "old");
   chmod((home + "/conf/reports/doc.json").c_str(), 0666);
-  // The size, then the log lines; a new document gets rights 0644.
   const struct { bool withHome; std::string defaultLocation, subFolder, written, expected; } cases[] = {
-      {true, m_dir, "/conf/reports", home + "/conf/reports/doc.json",
-       size + " | Debug     : FileHelper:writeJSON - using standared location " + home + "\n"},
-      {false, m_dir, "/conf/reports", m_dir + "/doc.json", size + atDefault + m_dir + "\n"},  // no sub-folder
-      {false, m_dir + "/missing", "", "", "-1\n" + atDefault + m_dir + "/missing\n"},  // nothing thrown
-      {true, m_dir, "/" + std::string(300, 'x'), "",  // a name too long to examine
-       "-1\n | Debug     : FileHelper:writeJSON - using standared location " + home + "\n"},
+      {true, m_dir, "/conf/reports", home + "/conf/reports/doc.json", size},
+      {false, m_dir, "/conf/reports", m_dir + "/doc.json", size + error},  // no sub-folder
+      {false, m_dir + "/missing", "", "", "-1\n" + error},                  // nothing thrown
+      {true, m_dir, "/" + std::string(300, 'x'), "", "-1\n"},              // a name too long to examine
   };
   for (const auto& c : cases) {
     if (!c.withHome) m_installation.useStore();  // a store without a home
     int fileSize = -7;
-    const std::string log =
-        logOf([&] { FileHelper::writeJSONFile(document, "/doc.json", c.defaultLocation, c.subFolder, fileSize); });
+    const std::string log = conversiontest::logOf(
+        [&] { FileHelper::writeJSONFile(document, "/doc.json", c.defaultLocation, c.subFolder, fileSize); });
     environment.useStore();
     EXPECT_EQ(c.expected, std::to_string(fileSize) + '\n' + log);
     EXPECT_EQ(c.written.empty() ? "" : text.str(), readFile(c.written)) << c.written;
-    if (!c.written.empty()) EXPECT_EQ(0644u, rightsOf(c.written)) << c.written;
+    if (!c.written.empty()) { EXPECT_EQ(0644u, rightsOf(c.written)) << c.written; }
     EXPECT_EQ(c.written == m_dir + "/doc.json", fs::remove(m_dir + "/doc.json")) << c.written;
   }
 }
 
 // The POSIX realisation of the file system and of the regular-file helpers: each
-// failure with its reason, against real files.
+// failure with its reason, against real files. A dangling link is listed, without
+// facts. A write cut short (here by the file size limit) leaves the old file and no
+// temporary.
 TEST_F(FileHelperTest, PosixFileSystemFailures) {
   platform::FileSystem& files = platform::host().fileSystem();
   const std::string fifo = m_dir + "/fifo", missing = m_dir + "/missing/x", file = m_dir + "/file";
@@ -196,23 +186,19 @@ TEST_F(FileHelperTest, PosixFileSystemFailures) {
       ROW("fails", result(platform::canCreateFile("/dev/null", 0600))),
       ROW("fails", result(platform::canCreateFile(missing, 0600))),
       ROW("ok", result(platform::canCreateFile(file, 0600))),
+      ROW("dangling 0 0", entries.at(0).name + ' ' + std::to_string(entries.at(0).isDirectory) + ' ' +
+                              std::to_string(entries.at(0).lastWriteTime) + std::string(entries.size() - 1, '+')),
   });
   fs::current_path(previous);
-  EXPECT_EQ("x", readFile(m_dir + "/renamed"));
-  ASSERT_EQ(1u, entries.size());  // a dangling link is listed, without facts
-  EXPECT_EQ("dangling 0 0", entries[0].name + ' ' + std::to_string(entries[0].isDirectory) + ' ' +
-                                std::to_string(entries[0].lastWriteTime));
-  // A write cut short (here by the file size limit) leaves the old file and no temporary.
-  rlimit old{}, small{};
+  rlimit old{};
   ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &old));
-  small = {4, old.rlim_max};
+  const rlimit small{4, old.rlim_max};
   const auto previousHandler = signal(SIGXFSZ, SIG_IGN);
   ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &small));
   const bool written = files.writeWholeFile(file, "longer than four bytes", 0644, reason);
   setrlimit(RLIMIT_FSIZE, &old);
   signal(SIGXFSZ, previousHandler);
-  EXPECT_EQ("fails File too large", result(written));
-  EXPECT_EQ("old", readFile(file));
+  EXPECT_EQ("fails File too large|old|x", result(written) + '|' + readFile(file) + '|' + readFile(m_dir + "/renamed"));
   std::set<std::string> names;
   utils::FileSearch().getFileNames(m_dir, names);
   EXPECT_EQ((std::set<std::string>{"fifo", "file", "renamed"}), names);

@@ -11,7 +11,6 @@
 
 namespace {
 
-using conversiontest::expectRows;
 using utils::MathHelper;
 using utils::Raid;
 using utils::SpanHolder;
@@ -22,19 +21,17 @@ std::string levelOf(Raid raid) {
 // The level stored by setRaidLevel, or "code|message|what|level kept" of a refusal.
 std::string set(std::uint8_t level, std::uint8_t variant = 0) {
   Raid raid("6");
-  try {
-    const std::string result = std::to_string(raid.setRaidLevel(level, variant));
-    return result + ' ' + std::to_string(raid.getRaidLevel());
-  } catch (utils::PluginException& error) {
-    return std::to_string(error.getErrorStatusCode()) + '|' + error.getErrorStatusMessage() + '|' + error.what() +
-           '|' + std::to_string(raid.getRaidLevel());
+  std::string result;
+  try { result = std::to_string(raid.setRaidLevel(level, variant)) + ' '; } catch (utils::PluginException& error) {
+    result = std::to_string(error.getErrorStatusCode()) + '|' + error.getErrorStatusMessage() + '|' + error.what();
+    result += '|';
   }
+  return result + std::to_string(raid.getRaidLevel());
 }
 std::string refusal(char level) {
   const std::string message = std::string("Raid:setRaidL - Unsupported or invalid Raidlevel = ") + level;
   return "1|" + message + "|File : ..\\..\\..\\..\\utils\\Raid Line : 120 Exception : " + message + "|6";
 }
-
 std::string refs(SpanHolder span) {  // a copy: the getter is not const
   std::string text;
   for (std::uint16_t ref : span.getArrayRefs()) text += std::to_string(ref) + ' ';
@@ -46,43 +43,32 @@ std::string refs(SpanHolder span) {  // a copy: the getter is not const
 TEST(RaidTest, LevelsSpansAndTheMathHelper) {
   SpanHolder span, empty, big;
   for (std::uint16_t ref : {7, 3, 9}) span.addArrayRef(ref);
-  SpanHolder copy = span;
-  copy.addArrayRef(1);
   for (int i = 0; i < 65537; ++i) big.addArrayRef(static_cast<std::uint16_t>(i + 5));
   std::uint16_t a = 0;
-  expectRows({
-      ROW("0 0", levelOf(Raid("0"))), ROW("0 0", levelOf(Raid("00"))), ROW("1 1", levelOf(Raid("1"))),
-      ROW("17 1", levelOf(Raid("1E"))), ROW("18 1", levelOf(Raid("1E_RLQ)"))), ROW("23 1-EC", levelOf(Raid("1-EC"))),
-      ROW("5 5", levelOf(Raid("5"))), ROW("6 6", levelOf(Raid("6"))), ROW("10 10", levelOf(Raid("10"))),
-      ROW("50 50", levelOf(Raid("50"))), ROW("60 60", levelOf(Raid("60"))), ROW("255 UNKNOWN", levelOf(Raid())),
-      ROW("0 0", levelOf(Raid(""))), ROW("0 0", levelOf(Raid("1E_RLQ"))), ROW("0 0", levelOf(Raid("1e"))),
-      ROW("0 0", levelOf(Raid(" 5"))), ROW("0 0", levelOf(Raid("RAID5"))), ROW("0 0", levelOf(Raid("255"))),
-      ROW("0 0", set(0, 9)), ROW("0 1", set(1, 9)), ROW("0 5", set(5, 9)), ROW("0 6", set(6, 9)),
-      ROW("0 23", set(23, 9)), ROW("0 18", set(17, 0)), ROW("0 17", set(17, 1)), ROW("0 6", set(17, 2)),
-      ROW(refusal(10), set(10)), ROW(refusal(18), set(18)), ROW(refusal(50), set(50)), ROW(refusal(60), set(60)),
-      ROW(refusal(char(255)), set(255)),
+  conversiontest::expectRows({
+      ROW("0 0", levelOf(Raid("0"))), ROW("1 1", levelOf(Raid("1"))), ROW("17 1", levelOf(Raid("1E"))),
+      ROW("18 1", levelOf(Raid("1E_RLQ)"))), ROW("23 1-EC", levelOf(Raid("1-EC"))), ROW("5 5", levelOf(Raid("5"))),
+      ROW("6 6", levelOf(Raid("6"))), ROW("10 10", levelOf(Raid("10"))), ROW("50 50", levelOf(Raid("50"))),
+      ROW("60 60", levelOf(Raid("60"))), ROW("255 UNKNOWN", levelOf(Raid())), ROW("0 0", levelOf(Raid("1E_RLQ"))),
+      ROW("0 0", set(0, 9)), ROW("0 18", set(17, 0)), ROW("0 17", set(17, 1)), ROW("0 6", set(17, 2)),
+      ROW(refusal(10), set(10)), ROW(refusal(char(255)), set(255)),
       // A span keeps the order, gives the smallest as group and cuts the count.
       ROW("0", empty.getArrayCount()), ROW("65535", empty.getDriveGroupId()),  // empty: no group
       ROW("3", span.getDriveGroupId()), ROW("3", span.getArrayCount()), ROW("7 3 9 ", refs(span)),
-      ROW("1", span.getRaidLevel()), ROW("1", copy.getDriveGroupId()), ROW("4", copy.getArrayCount()),
-      ROW("1", big.getArrayCount()),  // cut to 16 bits
+      ROW("1", span.getRaidLevel()), ROW("1", big.getArrayCount()),  // cut to 16 bits
       ROW("65537", big.getArrayRefs().size()), ROW("0", big.getDriveGroupId()),
-      // Pairs as powers of two and three, and free space ids.
-      ROW("72", MathHelper::pairNumber(3, 2)), ROW("1", MathHelper::pairNumber(0, 0)),
-      ROW("9223372036854775808", MathHelper::pairNumber(63, 0)),
-      ROW("0", MathHelper::pairNumber(64, 1)),  // 2^64 truncates to 0
+      // Pairs as powers of two and three (2^64 truncates to 0), and free space ids.
+      ROW("72", MathHelper::pairNumber(3, 2)), ROW("9223372036854775808", MathHelper::pairNumber(63, 0)),
+      ROW("0", MathHelper::pairNumber(64, 1)),
       // 3^40 times 2^10 wraps in 64 bits.
       ROW(conversiontest::text(static_cast<std::uint64_t>(std::pow(3.0, 40)) * 1024), MathHelper::pairNumber(10, 40)),
       ROW("2", MathHelper::unpairNumber(72, 3)), ROW("0", MathHelper::unpairNumber(8, 3)),
-      ROW("1", MathHelper::unpairNumber(6, 1)), ROW("5", MathHelper::unpairNumber(243, 0)),
       // Without a quotient (7 / 8, or a 2-power truncated to 0): minus infinity.
       ROW("-inf", MathHelper::unpairNumber(7, 3)), ROW("-inf", MathHelper::unpairNumber(72, 64)),
-      ROW("-inf", MathHelper::unpairNumber(72, 65535)), ROW("5127", MathHelper::pairedFreeSpaceId(5, 7)),
-      ROW("6144", MathHelper::pairedFreeSpaceId(5, 1024)),  // b runs into a
-      ROW("67173375", MathHelper::pairedFreeSpaceId(65535, 65535)),
+      ROW("5127", MathHelper::pairedFreeSpaceId(5, 7)), ROW("6144", MathHelper::pairedFreeSpaceId(5, 1024)),
       ROW("7", MathHelper::unpairedFreeSpaceId(5127, a)), ROW("5", a),
       ROW("0", MathHelper::unpairedFreeSpaceId(1024ULL * 65537, a)), ROW("1", a),  // cut to 16 bits
-      ROW("4", MathHelper::max(4, -9)), ROW("4", MathHelper::max(-9, 4)), ROW("-1", MathHelper::max(-1, -2)),
+      ROW("4", MathHelper::max(4, -9)), ROW("4", MathHelper::max(-9, 4)),
   });
 }
 

@@ -2,8 +2,6 @@
 #include <utils/Conversion.h>
 #include <utils/StringHelper.h>
 
-#include <boost/functional/hash.hpp>
-
 #include <climits>
 #include <functional>
 
@@ -38,29 +36,22 @@ TEST(StringHelperTest, EditsComparisonsSplitsFolderNamesNumbersAndAddresses) {
       ROW("c:\\fw dir-1", edited("C:\\FW Dir-1", StringHelper::to_lower)),
       ROW("C:\\FW DIR-1", edited("c:\\fw dir-1", StringHelper::to_upper)),
       // replace does not rescan inserted text; nothing to find returns instead of looping.
-      ROW("aaaaaa", replaced("aaa", "a", "aa")), ROW("abc", replaced("a.b.c", ".", "")),
-      ROW("yy", replaced("xyxy", "xy", "y")), ROW("unchanged", replaced("unchanged", "", "z")),
+      ROW("aaaaaa", replaced("aaa", "a", "aa")), ROW("yy", replaced("xyxy", "xy", "y")),
+      ROW("unchanged", replaced("unchanged", "", "z")),
       ROW("a b c d ", printable(std::string("a\tb\nc") + '\0' + "d\x7f", " ")),
-      ROW("plain text", printable("plain text", "?")),
       ROW("ab", printable("a\tb\t\n", "")),  // an empty replacement shortens the text under the walk
       ROW("1", StringHelper::compare_ignore_case("BASIC", "basic")),
-      ROW("0", StringHelper::compare_ignore_case("basic", "basics")),
-      ROW("1", StringHelper::starts_with("# comment", "#")), ROW("0", StringHelper::starts_with("Abc", "a")),
-      ROW("1", StringHelper::starts_with("abc", "")), ROW("1", StringHelper::ends_with("file.TXT", ".TXT")),
-      ROW("0", StringHelper::ends_with("file.TXT", ".txt")), ROW("0", StringHelper::ends_with("t", "longer")),
+      ROW("1", StringHelper::starts_with("# comment", "#")), ROW("1", StringHelper::ends_with("file.TXT", ".TXT")),
       // split keeps empty tokens and replaces the output.
       ROW("3:a||b", split("a,,b", ",")), ROW("1:", split("", ",")), ROW("4:a|b|c|", split("a=b;c=", "=;")),
-      ROW("2:|", split("=", "=")), ROW("1:no delimiter", split("no delimiter", ",")),
-      ROW("myfolder1", StringHelper::SetFolderName("My Folder_1")),
+      ROW("2:|", split("=", "=")), ROW("myfolder1", StringHelper::SetFolderName("My Folder_1")),
       ROW("bcaf", StringHelper::SetFolderName("B\xc3\xa9" "ca-F")),  // é and - dropped
-      ROW("", StringHelper::SetFolderName("@#$ ")), ROW("az09", StringHelper::SetFolderName("AZ09~")),
-      ROW("3", StringHelper::getValidCharCount(text, 5)), ROW("1", StringHelper::getValidCharCount(text, 2)),
-      ROW("0", StringHelper::getValidCharCount(text, 0)), ROW("0", StringHelper::getValidCharCount(nullptr, 10)),
-      ROW("0", utils::Conversion::to_string(0)), ROW("1710", utils::Conversion::to_string(1710)),
+      ROW("az09", StringHelper::SetFolderName("AZ09~")), ROW("3", StringHelper::getValidCharCount(text, 5)),
+      ROW("1", StringHelper::getValidCharCount(text, 2)), ROW("0", StringHelper::getValidCharCount(text, 0)),
+      ROW("0", StringHelper::getValidCharCount(nullptr, 10)), ROW("0", utils::Conversion::to_string(0)),
       ROW("18446744073709551615", utils::Conversion::to_string(18446744073709551615ULL)),
       ROW("42", StringHelper::to_int("42")), ROW("-7", StringHelper::to_int("  -7 apples")),
-      ROW("12", StringHelper::to_int("12abc")), ROW("0", StringHelper::to_int("abc")),
-      ROW("0", StringHelper::to_int("")),
+      ROW("0", StringHelper::to_int("abc")),
       ROW(std::to_string(INT_MAX), StringHelper::to_int("99999999999")),  // the stream stores its limit
   });
   // split_first_occurance appends two parts, or the whole.
@@ -78,18 +69,14 @@ TEST(StringHelperTest, EditsComparisonsSplitsFolderNamesNumbersAndAddresses) {
   }
 }
 
-TEST(StringHelperTest, HashCodeMatchesHandComputedValuesAndBoost) {
-  // Worked out apart from the library with the 64-bit mix step by step; a byte above
-  // 0x7f counts as a negative signed char.
+// Worked out apart from the library with the 64-bit mix step by step; a byte above
+// 0x7f counts as a negative signed char.
+TEST(StringHelperTest, HashCodeMatchesHandComputedValues) {
   const struct { const char* text; int hash; } rows[] = {
       {"", 0}, {"a", 1424956863}, {"abc", 367282811}, {"Norvane", -1237267587},
       {"hello world", 1128946856}, {"\xe9", -1821245256},
   };
   for (const auto& row : rows) EXPECT_EQ(row.hash, StringHelper::getStringArrayHashCode(row.text)) << row.text;
-  for (const std::string s : {"x", "key.store", "Administrators", "\x80\xff mixed"}) {
-    const std::size_t full = boost::hash_range(s.begin(), s.end());
-    EXPECT_EQ(static_cast<int>(static_cast<unsigned int>(full)), StringHelper::getStringArrayHashCode(s)) << s;
-  }
 }
 
 }  // namespace

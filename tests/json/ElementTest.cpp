@@ -12,9 +12,6 @@ TEST(ElementTest, ConstructorsDefaultsAndConversions) {
   std::string made;
   for (const UnknownElement& element : kinds) made += flat(element) + " ";
   EXPECT_EQ(made, R"(null null true "x" 1.5 {} [] 0 false "" )");
-  Number n(2.5);
-  static_cast<double&>(n) = 3;
-  EXPECT_EQ(n.Value(), 3.0);
 
   // Const (through the cast visitors): another kind is a bad cast and the element
   // stays as it was.
@@ -26,9 +23,7 @@ TEST(ElementTest, ConstructorsDefaultsAndConversions) {
   UnknownElement element(String("keep"));
   EXPECT_EQ(element.convertTo<String>().Value(), "keep");
   EXPECT_EQ(element.convertTo<Number>().Value(), 0.0);
-  Object& object = element;  // the conversion operator
-  EXPECT_TRUE(object.empty());
-  EXPECT_EQ(flat(element), "{}");
+  EXPECT_EQ(flat(static_cast<Object&>(element)), "{}");  // the conversion operator
 }
 
 TEST(ElementTest, ObjectKeepsInsertionOrderAndRefusesDuplicateNames) {
@@ -44,8 +39,6 @@ TEST(ElementTest, ObjectKeepsInsertionOrderAndRefusesDuplicateNames) {
   const Object& constObject = object;  // ...but only through non-const access
   EXPECT_EQ(errorOf([&] { constObject["third"]; }), "Object member not found: third");
   EXPECT_EQ(flat(object), R"({"z":1,"a":null,"b":null})");
-  object.clear();
-  EXPECT_TRUE(object.empty());
 }
 
 // An array index past the end fills the gap with nulls; indexing an element turns
@@ -60,8 +53,6 @@ TEST(ElementTest, IndexingFillsGapsAndTurnsElementsIntoContainers) {
   EXPECT_EQ(flat(array), R"([2,null,null,"x"])");
   const Array& constArray = array;
   EXPECT_EQ(errorOf([&] { constArray[4]; }), "Array out of bounds");
-  array.clear();
-  EXPECT_TRUE(array.empty());
 
   UnknownElement element(Number(3));
   element["name"] = String("v");
@@ -99,13 +90,10 @@ TEST(ElementTest, EqualityByKindValueAndOrder) {
       {UnknownElement(), Null(), true}, {Number(1), Number(1), true}, {Number(1), Number(2), false},
       {Number(1), String("1"), false}, {Object(), Array(), false}, {Null(), Boolean(false), false}, {ab, ba, false},
       {ab, Object(ab), true}, {ab, abc, false}, {one, other, false}, {one, Array(one), true}, {one, Array(), false}};
-  for (size_t i = 0; i < std::size(rows); ++i) {
-    EXPECT_EQ(rows[i].left == rows[i].right, rows[i].equal) << "row " << i;
-    EXPECT_EQ(rows[i].left != rows[i].right, !rows[i].equal) << "row " << i;
-  }
-  // Objects, arrays and members compare directly as well as inside elements.
-  EXPECT_TRUE(ab != ba && ab == Object(ab) && ab != abc && one != other && one == Array(one));
-  const Object::Member a1("a", Number(1));
+  for (size_t i = 0; i < std::size(rows); ++i)
+    EXPECT_EQ(std::make_pair(rows[i].left == rows[i].right, rows[i].left != rows[i].right),
+              std::make_pair(rows[i].equal, !rows[i].equal)) << "row " << i;
+  const Object::Member a1("a", Number(1));  // members compare by name and value
   EXPECT_TRUE(a1 == Object::Member("a", Number(1)) && !(a1 == Object::Member("b", Number(1))) &&
               !(a1 == Object::Member("a", Number(2))));
 }

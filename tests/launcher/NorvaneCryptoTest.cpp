@@ -27,7 +27,6 @@ TEST_F(CryptoTest, DerivedTextsEqualTheIndependentComputation) {
       {kMac, "1", "x", 128},                       // no zero byte: all 128 bytes count
       {kMac, "abc", kValueStoreText, 57},          // shorter than 8: zero bytes follow
       {"0", kKeyStoreText, "not a uuid at all", 14},  // no adapter readable
-      {"02:00:00:00:00:01", "2", kValueStoreText, 15},
       {kMac, kKeyStoreText.substr(0, 8) + "-ffff", kValueStoreText.substr(0, 35) + "7", 83},
       {kMac, "4" + kKeyStoreText.substr(1), kValueStoreText, 128},  // a new key at once, and for a new
       {"00:1A:2B:3C:4D:5F", "4" + kKeyStoreText.substr(1), kValueStoreText, 30},  // adapter, though one is kept
@@ -36,8 +35,7 @@ TEST_F(CryptoTest, DerivedTextsEqualTheIndependentComputation) {
   crypto().getUID(uid);
   EXPECT_EQ("00:1a:2b:3c:4d:5e", uid);
   for (const auto& row : rows) {
-    if (row.mac == "0") fake.net.adapters.clear();
-    if (row.mac != "0") fake.net.useMACAddress(row.mac);
+    row.mac == "0" ? fake.net.adapters.clear() : fake.net.useMACAddress(row.mac);
     writeFile(keyStore(), row.keyStoreContent);
     writeFile(valueStore(), row.valueStoreContent);
     crypto().generateSalt256(salt);
@@ -50,29 +48,22 @@ TEST_F(CryptoTest, DerivedTextsEqualTheIndependentComputation) {
 // Without force only an existing, empty store file is filled: with a version 4 UUID
 // of 36 bytes and no line end.
 TEST_F(CryptoTest, StoreFilesWithoutForceFillOnlyExistingEmptyFiles) {
-  const std::regex uuid("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}");
-  const std::string filled = bin() + "/filled.store", forced = bin() + "/forced.store";
-  writeFile(filled, "keep me");
-  crypto().generateStoreFile(filled, false);
-  EXPECT_EQ("keep me", readFile(filled));
-  crypto().generateStoreFile(forced, true);  // force creates a missing file and replaces a filled one
-  const std::string first = readFile(forced);
-  crypto().generateStoreFile(forced, true);
-  EXPECT_TRUE(std::regex_match(first, uuid) && std::regex_match(readFile(forced), uuid)) << first;
-  EXPECT_NE(first, readFile(forced));
-
-  writeFile(keyStore(), "");
+  const std::string uuid = "[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}";
+  crypto().generateStoreFile(keyStore(), false);
+  EXPECT_EQ(kKeyStoreText, readFile(keyStore()));
+  crypto().generateStoreFile(bin() + "/forced.store", true);  // force creates a missing file
+  crypto().generateStoreFile(keyStore(), true);  // and replaces a filled one
   writeFile(valueStore(), "");
   crypto().generateKeys();
   const std::string keyText = readFile(keyStore()), valueText = readFile(valueStore());
-  EXPECT_TRUE(std::regex_match(keyText, uuid) && std::regex_match(valueText, uuid)) << keyText << valueText;
-  EXPECT_NE(keyText, valueText);
+  EXPECT_TRUE(std::regex_match(keyText + valueText + readFile(bin() + "/forced.store"), std::regex(uuid + uuid + uuid)))
+      << keyText << valueText;
+  EXPECT_TRUE(keyText != valueText && keyText != kKeyStoreText);
   crypto().generateKeys();  // filled now: left alone
   EXPECT_EQ(keyText + valueText, readFile(keyStore()) + readFile(valueStore()));
   std::filesystem::remove(keyStore());
-  std::filesystem::remove(valueStore());
-  crypto().generateKeys();  // missing store files stay missing
-  EXPECT_FALSE(std::filesystem::exists(keyStore()) || std::filesystem::exists(valueStore()));
+  crypto().generateKeys();  // a missing store file stays missing
+  EXPECT_FALSE(std::filesystem::exists(keyStore()));
 }
 
 // A resource is filed as "<checksum>_<resource>", which openssl deciphers, and reads
@@ -90,13 +81,14 @@ TEST_F(CryptoTest, EncryptWritesWhatOpensslDeciphersOwnerOnlyAndDecryptReadsItBa
   for (const auto& row : rows) {
     std::string resource = row.resource, back;
     int length = -7;
+    const std::string size = std::to_string(16 * (row.verified.size() / 16 + 1));  // the result, length and file's
     const int result = crypto().encrypt_str_to_file(resource, length, path);
-    EXPECT_EQ(static_cast<int>(16 * (row.verified.size() / 16 + 1)), result) << row.verified;
-    EXPECT_EQ(result, length);
-    EXPECT_EQ(static_cast<std::size_t>(result), readFile(path).size());
-    EXPECT_EQ(row.verified + "|" + row.verified, resource.c_str() + std::string("|") + commandOutput(openssl));
-    EXPECT_EQ(static_cast<int>(row.verified.size()), crypto().decrypt_file_to_str(path, back));
-    EXPECT_EQ(row.resource.find('\0') == std::string::npos ? row.resource : row.verified, back);
+    EXPECT_EQ(size + " " + size + " " + size + " " + row.verified + "|" + row.verified,
+              std::to_string(result) + " " + std::to_string(length) + " " + std::to_string(readFile(path).size()) +
+                  " " + resource.c_str() + "|" + commandOutput(openssl));
+    const int read = crypto().decrypt_file_to_str(path, back);
+    EXPECT_EQ(std::to_string(row.verified.size()) + (row.resource.find('\0') == std::string::npos ? row.resource : row.verified),
+              std::to_string(read) + back);
   }
   struct stat info {};
   ASSERT_EQ(0, stat(path.c_str(), &info));

@@ -85,7 +85,10 @@ TEST(WriterTest, FlushesLinesAndRespectsStreamStateTiesAndUnitBuffering) {
   // Only a plain string stream takes its lines in pieces; a buffer derived from one is
   // flushed line by line, too.
   struct Derived : std::stringbuf {
-    int sync() override { return flushes.push_back(str()), 0; }
+    int sync() override {
+      flushes.push_back(str());
+      return 0;
+    }
     std::vector<std::string> flushes;
   } derived;
   struct ShortSink : jsontest::RecordingBuffer {  // takes six characters, then nothing
@@ -109,7 +112,7 @@ TEST(WriterTest, FlushesLinesAndRespectsStreamStateTiesAndUnitBuffering) {
   EXPECT_EQ(sink.flushes, lines);
   EXPECT_EQ(derived.flushes, lines);
   EXPECT_EQ(tiedSink.flushes.size(), 12u);
-  EXPECT_TRUE(failedSink.count == 0 && failed.rdstate() == std::ios::failbit);
+  EXPECT_TRUE(failedSink.written.empty() && failed.rdstate() == std::ios::failbit);
   EXPECT_TRUE(unitSink.flushes.size() == 18 && unit.good());  // flush() syncs twice
   EXPECT_EQ(shortSink.written + "|" + failingSync.written, "{\n\t\"a\"|{\n");
   EXPECT_EQ(shortStream.rdstate(), std::ios::badbit | std::ios::failbit);

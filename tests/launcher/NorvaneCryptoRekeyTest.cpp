@@ -23,9 +23,14 @@ namespace {
 // A JSON text as the library's writer gives it, so a file written back compares equal.
 std::string canonical(const std::string& text) { return jsontest::write(jsontest::read(text)); }
 
-void put(std::string path, std::string text) {
-  int length = 0;
-  ASSERT_NE(-1, crypto().encrypt_str_to_file(text, length, path)) << path;
+// Enciphers each text into its file: a managed server's by its name, "smtp" for the
+// SMTP server file.
+void put(const std::vector<std::pair<std::string, std::string>>& files) {
+  for (auto [name, text] : files) {
+    std::string path = name == "smtp" ? smtpFile() : managedServers() + name;
+    int length = 0;
+    ASSERT_NE(-1, crypto().encrypt_str_to_file(text, length, path)) << path;
+  }
 }
 
 // The resource of a file under the current store files; "<failed>" for -1.
@@ -62,15 +67,12 @@ const std::string kSmtp = R"({"values":[{"server":"mail.example.com","password":
 // is dropped.
 TEST_F(CryptoTest, ReKeyReEnciphersEveryServerFileThatHoldsValuesAndTheSmtpFile) {
   const std::string dave = R"({"values":{"pw":"x"},"more":[1,2]})", carolText = R"({"other":1})";
-  put(managedServers() + "alice", kServer);
-  put(managedServers() + "Dave", dave);
+  // A dot alone makes no temporary.
+  put({{"alice", kServer}, {"Dave", dave}, {".hidden-server", kServer}, {"carol", carolText}, {"erin", ""},
+       {"smtp", kSmtp}});
   writeFile(managedServers() + "b-empty", "");
   writeFile(managedServers() + "A-empty", "");
   writeFile(managedServers() + ".alice.tmp-0a1b2c", std::string(32, 'g'));
-  put(managedServers() + ".hidden-server", kServer);  // a dot alone makes no temporary
-  put(managedServers() + "carol", carolText);
-  put(managedServers() + "erin", "");
-  put(smtpFile(), kSmtp);
   std::filesystem::create_directories(managedServers() + "subdir");  // left out of the listing
   const std::string oldStores = stores();
   systemtest::LogMark mark;
@@ -83,13 +85,13 @@ TEST_F(CryptoTest, ReKeyReEnciphersEveryServerFileThatHoldsValuesAndTheSmtpFile)
             " Encrypting SMTP Server List Success!\n",
             rekey());
   EXPECT_TRUE(stores() != oldStores && stores().size() == 72) << stores();
-  EXPECT_EQ(canonical(kServer) + canonical(dave) + canonical(kSmtp) + canonical(carolText) + "|",
+  EXPECT_EQ(canonical(kServer) + canonical(dave) + canonical(kSmtp) + canonical(carolText) + canonical(kServer) + "|",
             plain(managedServers() + "alice") + plain(managedServers() + "Dave") + plain(smtpFile()) +
-                plain(managedServers() + "carol") + plain(managedServers() + "erin") + "|" +
-                readFile(managedServers() + "b-empty"));
-  EXPECT_EQ("key.store managedservers secrets.lock secrets.lock.rekey smtpServer value.store ", listing(bin()));
-  EXPECT_EQ(".hidden-server A-empty Dave alice b-empty carol erin subdir ", listing(managedServers()));
-  EXPECT_EQ(canonical(kServer), plain(managedServers() + ".hidden-server"));
+                plain(managedServers() + "carol") + plain(managedServers() + "erin") +
+                plain(managedServers() + ".hidden-server") + "|" + readFile(managedServers() + "b-empty"));
+  EXPECT_EQ("key.store managedservers secrets.lock secrets.lock.rekey smtpServer value.store |"
+            ".hidden-server A-empty Dave alice b-empty carol erin subdir ",
+            listing(bin()) + "|" + listing(managedServers()));
   const std::string empty = "Error: NorvaneCrypto:rekey - Not find the valid managed server data / file is empty "
                             "for user! launcher::NorvaneCrypto::reKey. FileName = \n";
   EXPECT_EQ(empty + empty + "Error: NorvaneCrypto:rekey - Not find the valid managed server data for user carol - "
@@ -114,10 +116,10 @@ TEST_F(CryptoTest, ReKeyGoesOnOrStopsAsTheFilesDecide) {
   };
   for (const auto& row : rows) {
     SetUp();
-    if (row.alice) put(managedServers() + "alice", kServer);
+    if (row.alice) put({{"alice", kServer}});
     if (row.garbled) writeFile(managedServers() + "zzz", std::string(32, 'g'));
     if (row.smtp[0] == '<') writeFile(smtpFile(), std::string(row.smtp == "<garbled>" ? 48 : 0, 'g'));
-    if (row.smtp[0] != '<') put(smtpFile(), row.smtp);
+    if (row.smtp[0] != '<') put({{"smtp", row.smtp}});
     const std::string before = stores() + readFile(managedServers() + "alice") + readFile(smtpFile());
     EXPECT_EQ(row.console, rekey()) << row.smtp;
     if (row.console[0] == '0') {
@@ -135,7 +137,7 @@ TEST_F(CryptoTest, ReKeyGoesOnOrStopsAsTheFilesDecide) {
   const std::string before = stores();
   EXPECT_THROW(crypto().reKey(), json::Exception);
   // Nor is the text quoted when it does not parse.
-  put(managedServers() + "alice", R"({"values":)");
+  put({{"alice", R"({"values":)"}});
   EXPECT_EQ("the deciphered document does not parse at line 1, column 10 @ 0/9/9 - 0/10/10",
             jsontest::errorOf([] { crypto().reKey(); }));
   EXPECT_EQ(before, stores());
@@ -144,9 +146,7 @@ TEST_F(CryptoTest, ReKeyGoesOnOrStopsAsTheFilesDecide) {
 // A failed write is reported and the run goes on with result 1, but does not commit:
 // every file and both store files stay as they were.
 TEST_F(CryptoTest, ReKeyWithAFailedWriteGoesOnAndCommitsNothing) {
-  put(managedServers() + "alice", kServer);
-  put(managedServers() + "bob", kServer);
-  put(smtpFile(), kSmtp);
+  put({{"alice", kServer}, {"bob", kServer}, {"smtp", kSmtp}});
   const std::string before = stores() + readFile(managedServers() + "bob") + readFile(smtpFile());
   if (!testsupport::setImmutable(managedServers() + "alice", true)) GTEST_SKIP() << "the test home has no immutable flag";
   const std::string console = rekey();
@@ -192,8 +192,7 @@ TEST(RekeyDirectorySettingTest, AnEmptyPathOrOneWithoutFinalSlashStopsWithZero) 
 // be written nothing is re-keyed: each write is reported, the SMTP file's with its
 // own line, and every secret stays under the old key.
 TEST_F(CryptoTest, ReKeyWhileAnotherRunsOrWithoutAJournalChangesNothing) {
-  put(managedServers() + "alice", kServer);
-  put(smtpFile(), kSmtp);
+  put({{"alice", kServer}, {"smtp", kSmtp}});
   const std::string before = stores() + readFile(managedServers() + "alice") + readFile(smtpFile());
   std::string reason;
   {

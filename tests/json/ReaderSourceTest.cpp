@@ -24,11 +24,14 @@ std::string document(const std::string& tail) {
   return text + "0],\n\"long\":\"" + std::string(100000, 'x') + "\\n\",\n\"t\":\"\\tq\"" + tail;
 }
 
-// The text as a file, its first block read into the buffer if `primed`.
-std::unique_ptr<std::streambuf> file(const std::string& path, const std::string& text, bool primed) {
+// {0, 0}: a string stream's own buffer; {1, 0}: a file whose buffer is empty, {2, 0}:
+// one whose buffer holds the first block; otherwise pieces of the text.
+std::unique_ptr<std::streambuf> source(const std::string& text, size_t first, size_t step, const std::string& path) {
+  if (step == 0 && first == 0) return std::make_unique<std::stringbuf>(text, std::ios::in);
+  if (step != 0 || first > 2) return std::make_unique<jsontest::PiecewiseBuffer>(text, first, step);
   std::ofstream(path, std::ios::binary) << text;
   auto buffer = std::make_unique<std::filebuf>();
-  if (buffer->open(path, std::ios::in | std::ios::binary) != nullptr && primed) buffer->sgetc();
+  if (buffer->open(path, std::ios::in | std::ios::binary) != nullptr && first == 2) buffer->sgetc();
   return buffer;
 }
 
@@ -48,23 +51,15 @@ TEST(ReaderSourceTest, EverySourceGivesTheSameDocumentErrorsAndEnd) {
       // Read from partway through, a string stream is read from where it stands.
       {"skipped" + document("\n}"), "no exception"},
   };
-  // {first, step}: a string stream's own buffer ({0, 0}), pieces of a text (one
-  // character at a time, so that every token straddles a refill), and a
-  // file whose buffer is empty ({1, 0}) or holds the first block ({2, 0}).
+  // {first, step} as source() takes them; one character at a time, every token
+  // straddles a refill.
   const std::pair<size_t, size_t> sources[] = {{0, 0}, {SIZE_MAX, 0}, {0, 1}, {0, 1000}, {100000, 1000},
                                                {70000, 70000}, {1, 0}, {2, 0}};
   const std::string path = ::testing::TempDir() + "reader-source.json";
   for (const auto& [text, error] : texts) {
     for (const auto& [first, step] : sources) {
       const std::string row = std::to_string(first) + "/" + std::to_string(step) + " " + text.substr(0, 7) + error;
-      std::unique_ptr<std::streambuf> buffer;
-      if (step == 0 && first == 0) {
-        buffer = std::make_unique<std::stringbuf>(text, std::ios::in);
-      } else if (step == 0 && first <= 2) {
-        buffer = file(path, text, first == 2);
-      } else {
-        buffer = std::make_unique<jsontest::PiecewiseBuffer>(text, first, step);
-      }
+      const std::unique_ptr<std::streambuf> buffer = source(text, first, step, path);
       std::istream in(buffer.get());
       if (text[0] == 's') in.ignore(7);
       Object object;

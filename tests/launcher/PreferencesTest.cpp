@@ -57,17 +57,23 @@ NORVANE_CHILD(preferences) {
 
 namespace {
 
+// The settings of the "key=value" lines of a text.
+Settings settings(const std::string& text) {
+  Settings values;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);)
+    if (line.find('=') != std::string::npos) values.emplace(line.substr(0, line.find('=')), line.substr(line.find('=') + 1));
+  return values;
+}
+
 // The child on the installation with work directory <root>/bin, so the fallback
 // "../conf/Norvane.conf" is <root>/conf/Norvane.conf; its output and the settings of
-// its "key=value" lines.
+// its settings.
 std::pair<ChildResult, Settings> inChild(const TempInstallation& installation, std::vector<std::string> actions) {
   std::filesystem::create_directories(installation.root() + "/bin");
   actions.insert(actions.begin(), {installation.storeRoot(), installation.root() + "/bin"});
-  std::pair<ChildResult, Settings> run{runChild("preferences", actions), {}};
-  std::istringstream lines(run.first.output);
-  for (std::string line; std::getline(lines, line);)
-    if (line.find('=') != std::string::npos) run.second.emplace(line.substr(0, line.find('=')), line.substr(line.find('=') + 1));
-  return run;
+  const ChildResult result = runChild("preferences", actions);
+  return {result, settings(result.output)};
 }
 
 // The generated file with every default, @HOME@ standing for the home path.
@@ -147,44 +153,40 @@ const char kGeneratedDefaults[] =
 // the generated file hold (@HOME@ standing for the home, or for <root> without one).
 // The values are read, warned without deadlock, generated and read back the same.
 TEST(PreferencesTest, ValuesAreReadLoggedGeneratedAndReadBack) {
-  const struct { std::string home, config; Settings values; std::vector<std::string> log, file; } rows[] = {
+  const struct { std::string home, config, values; std::vector<std::string> log, file; } rows[] = {
       {"home", "",  // the golden text below holds every default the file has
-       {{"LOCALE_PATH", "@HOME@/conf/languages/"}, {"default_alert", "@HOME@/conf/monitor/config-default.json"},
-        {"event_spec(de-DE)", "@HOME@/conf/languages/de-DE/ctl_events_spec.ini"},
-        {"alert_param(de-DE)", "@HOME@/conf/languages/de-DE/alertparam.ini"},
-        {"health_spec(de-DE)", "@HOME@/conf/languages/de-DE/healthspec.json"}},
+       "LOCALE_PATH=@HOME@/conf/languages/\ndefault_alert=@HOME@/conf/monitor/config-default.json\n"
+       "event_spec(de-DE)=@HOME@/conf/languages/de-DE/ctl_events_spec.ini\n"
+       "alert_param(de-DE)=@HOME@/conf/languages/de-DE/alertparam.ini\n"
+       "health_spec(de-DE)=@HOME@/conf/languages/de-DE/healthspec.json\n",
        {"| Warning   : KVP:readCfg - Cann't open config file @HOME@/conf/Norvane.conf; using the server default"},
        {}},
-      // A home with capitals keeps them: only the fixed tail of a path getter is lower-cased.
+      // A home with capitals keeps them: only the fixed tail of a path getter is lower-cased. Numbers
+      // are read as atoi reads them (0, not the default), with no range test; with a home path the
+      // path keys are not read.
       {"Norvane Home",
-       "session_timeout =\nlog_file_count = abc\nmax_user_count = -1\nldap_port_number = -1\n"
-       "listening_port_backlog = 12abc\nperf_duration = 5\nstatistics_mode = yes\nbypass_authentication = TRUE\n"
-       "ldap_mode = 1\nreadOnly = 0\nuri_prefix = /Kestrane/API\nFW_DIR = C:\\Upload\nldap_binding = Digest\n"
-       "full_access_groups = Storage Admins\nkey_store = /elsewhere/key.store\nlog_file = /elsewhere/log.txt\n",
-       {{"session_timeout", "0"}, {"log_file_count", "0"},  // atoi: 0, not the default
-        {"max_user_count", "4294967295"}, {"ldap_port_number", "18446744073709551615"},  // no range test
-        {"listening_port_backlog", "12"}, {"perf_duration", "5"}, {"statistics_mode", "false"},
-        {"bypass_authentication", "true"}, {"ldap_mode", "true"}, {"readOnly", "false"},
-        {"uri_prefix", "/kestrane/api"}, {"FW_DIR", "c:\\upload"}, {"ldap_binding", "Digest"},
-        {"full_access_groups", "Storage Admins"},
-        // With a home path the path keys are not read.
-        {"key_store", "@HOME@/bin/key.store"}, {"log_file", "@HOME@/logs/norvane.txt"}},
+       "session_timeout =\nmax_user_count = -1\nldap_port_number = -1\nlistening_port_backlog = 12abc\n"
+       "perf_duration = 5\nstatistics_mode = yes\nbypass_authentication = TRUE\nldap_mode = 1\nreadOnly = 0\n"
+       "uri_prefix = /Kestrane/API\nldap_binding = Digest\nfull_access_groups = Storage Admins\n"
+       "key_store = /elsewhere/key.store\nlog_file = /elsewhere/log.txt\n",
+       "session_timeout=0\nmax_user_count=4294967295\nldap_port_number=18446744073709551615\n"
+       "listening_port_backlog=12\nperf_duration=5\nstatistics_mode=false\nbypass_authentication=true\n"
+       "ldap_mode=true\nreadOnly=false\nuri_prefix=/kestrane/api\nldap_binding=Digest\n"
+       "full_access_groups=Storage Admins\nkey_store=@HOME@/bin/key.store\nlog_file=@HOME@/logs/norvane.txt\n",
        {},
        {"\nbypass_authentication = 1\n", "\nstatistics_mode = false\n", "\nreadOnly = 0\n",
         "\nuri_prefix = /kestrane/api\n"}},
+      // The locale plays no part in a path read from the file; keys absent from it give
+      // the fallbacks as they stand.
       {"",
        "session_timeout = 240\nkey_store = /Etc/Key.Store\nevent_spec = /Lang/Events.INI\n"
        "alert_config-current = /Conf/Current.json\nPLUGIN_PATH = /Opt/Plugins\n",
-       {{"session_timeout", "240"}, {"key_store", "/etc/key.store"}, {"event_spec", "/lang/events.ini"},
-        {"event_spec(de-DE)", "/lang/events.ini"},  // the locale plays no part
-        {"alert_config-current", "/conf/current.json"}, {"default_alert", "/conf/current.json"},
-        {"PLUGIN_PATH", "/opt/plugins"},
-        // Keys absent from the file give the fallbacks as they stand.
-        {"log_file", "../Logs/norvane.txt"}, {"monitor_log_path", "conf/monitor/logs/"},
-        {"LOCALE_PATH", "../conf/languages"}, {"MANAGED_SERVER_PATH", "/bin/managedservers"},
-        {"event_code", "../conf/monitor/eventcode.ini"}, {"alert_param", "../conf/languages/en-US/alertparam.ini"},
-        {"health_spec(de-DE)", "../conf/languages/en-US/healthspec.json"}, {"smtp_server", "./bin/smtpServer"},
-        {"value_store", "./bin/value.store"}},
+       "session_timeout=240\nkey_store=/etc/key.store\nevent_spec=/lang/events.ini\nevent_spec(de-DE)=/lang/events.ini\n"
+       "alert_config-current=/conf/current.json\ndefault_alert=/conf/current.json\nPLUGIN_PATH=/opt/plugins\n"
+       "log_file=../Logs/norvane.txt\nmonitor_log_path=conf/monitor/logs/\nLOCALE_PATH=../conf/languages\n"
+       "MANAGED_SERVER_PATH=/bin/managedservers\nevent_code=../conf/monitor/eventcode.ini\n"
+       "alert_param=../conf/languages/en-US/alertparam.ini\nhealth_spec(de-DE)=../conf/languages/en-US/healthspec.json\n"
+       "smtp_server=./bin/smtpServer\nvalue_store=./bin/value.store\n",
        {"| Error     : Pref:key - Invalid Norvane Home Path, read from conf file\n",
         "| Error     : Pref:evtSpecL - Invalid Norvane Home Path, read from conf file\n",
         "| Error     : Pref:dalertCfgFile - Invalid Norvane Home Path, read from default conf file\n",
@@ -208,8 +210,8 @@ TEST(PreferencesTest, ValuesAreReadLoggedGeneratedAndReadBack) {
     if (!row.home.empty()) installation.registerHome(home);
     if (!row.config.empty()) writeFile(home + "/conf/Norvane.conf", row.config);
     const Settings values = inChild(installation, {"dump", "generate:/conf/Norvane.conf"}).second;
-    for (const auto& [key, value] : row.values)
-      EXPECT_EQ(homed(value), values.count(key) != 0 ? values.at(key) : "<no such setting>") << row.home << key;
+    for (const auto& [key, value] : settings(homed(row.values)))
+      EXPECT_EQ(value, values.count(key) != 0 ? values.at(key) : "<no such setting>") << row.home << key;
     for (const std::string& line : row.log) expectAll(readFile(logs + "/norvane.txt"), {homed(line)});
     EXPECT_EQ(std::string::npos, readFile(logs + "/norvane.txt").find("log_file"));  // its getter falls back silently
     const std::string file = readFile(home + "/conf/Norvane.conf");

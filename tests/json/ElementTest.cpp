@@ -10,12 +10,7 @@ using jsontest::flat;
 // Const conversions (through the cast visitors) of another kind are a bad cast and
 // leave the element as it was; non-const ones keep the same kind and replace another
 // by its default.
-TEST(ElementTest, ConstructorsDefaultsAndConversions) {
-  const UnknownElement kinds[] = {UnknownElement(), Null(), Boolean(true), String("x"), Number(1.5),
-                                  Object(),         Array(), Number(),      Boolean(),   String()};
-  std::string made;
-  for (const UnknownElement& element : kinds) made += flat(element) + " ";
-  EXPECT_EQ(made, R"(null null true "x" 1.5 {} [] 0 false "" )");
+TEST(ElementTest, Conversions) {
   const UnknownElement number(Number(42));
   EXPECT_EQ(errorOf([&] { number.convertTo<String>(); }) + errorOf([&] { const Object& o = number; (void)o; }) +
                 flat(number.convertTo<Number>()), "Bad castBad cast42");
@@ -58,8 +53,6 @@ TEST(ElementTest, CopiesAreDeepAndAssignmentMayTakeOwnChild) {
   original["list"][size_t(0)]["x"] = Number(1);
   UnknownElement copy(original);
   copy["list"][size_t(0)]["x"] = Number(2);
-  Object object = original.convertTo<Object>();
-  object["list"] = Null();
   EXPECT_EQ(flat(original), R"({"list":[{"x":1}]})");
   original = original["list"][size_t(0)];
   original = static_cast<UnknownElement&>(original);  // itself

@@ -11,7 +11,6 @@
 
 #include "json/JsonTestSupport.h"
 #include "launcher/CryptoTestSupport.h"
-#include "launcher/SecretStoreGuard.h"
 #include "platform/Host.h"
 #include "support/ChildProcess.h"
 #include "support/Immutable.h"
@@ -242,8 +241,4 @@ TEST_F(CryptoTest, TheNextUseOfTheStoreRecoversAReKeyThatDied) {
               readFile(keyStore()) + "|" + readFile(alice) + (std::filesystem::exists(journal) ? " kept" : ""))
         << row.journal;
   }
-  // Beside a store file named without a directory, or in the root directory.
-  EXPECT_EQ("./secrets.lock //secrets.lock ./rekey.recovered .key.store.rekey-new",
-            launcher::SecretStoreGuard::lockPath("key.store") + " " + launcher::SecretStoreGuard::lockPath("/k") +
-                " " + launcher::recoveryNotePath("key.store") + " " + launcher::stagedPath("key.store"));
 }

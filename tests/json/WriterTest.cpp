@@ -19,7 +19,6 @@ TEST(WriterTest, LayoutWithTabsSeparatorsAndNestedContainers) {
             "{\n\t\"a\" : 1,\n\t\"b\" : [\n\t\ttrue,\n\t\tnull,\n\t\t\"x\"\n\t],\n\t\"c\" : {\n\t\t\"d\" : []\n\t},\n"
             "\t\"e\" : 0.10000000000000000555,\n\t\"f\" : {},\n\t\"g\" : false,\n"
             "\t\"h\" : [\n\t\t{\n\t\t\t\"k\" : null\n\t\t},\n\t\t[],\n\t\t[\n\t\t\t2\n\t\t]\n\t]\n}");
-  EXPECT_EQ(jsontest::read(write(object)), object);  // equality takes the members' order into account
 }
 
 // Every number reads as printf's "%.20g" gives it: the ends of the range and of

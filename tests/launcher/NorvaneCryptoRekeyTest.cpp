@@ -32,9 +32,10 @@ void put(const std::vector<std::pair<std::string, std::string>>& files) {
   }
 }
 
-// The resource of a file under the current store files; "<failed>" for -1.
-std::string plain(std::string path) {
-  std::string text;
+// The resource of a file (named as put() names it) under the current store files;
+// "<failed>" for -1.
+std::string plain(const std::string& name) {
+  std::string text, path = name == "smtp" ? smtpFile() : managedServers() + name;
   return crypto().decrypt_file_to_str(path, text) == -1 ? "<failed>" : text;
 }
 
@@ -73,17 +74,13 @@ TEST_F(CryptoTest, ReKeyReEnciphersEveryServerFileThatHoldsValuesAndTheSmtpFile)
   systemtest::LogMark mark;
   EXPECT_EQ("1 Not find the valid managed server data / file is empty for user A-empty\n"
             " Not find the valid managed server data / file is empty for user b-empty\n"
-            " Not find the valid managed server data for user carol\n"
-            " Encrypting Manage Server List Success!\n"
-            " Encrypting Manage Server List Success!\n"
-            " Encrypting Manage Server List Success!\n"
-            " Encrypting SMTP Server List Success!\n",
-            rekey());
+            " Not find the valid managed server data for user carol\n Encrypting Manage Server List Success!\n"
+            " Encrypting Manage Server List Success!\n Encrypting Manage Server List Success!\n"
+            " Encrypting SMTP Server List Success!\n", rekey());
   EXPECT_TRUE(stores() != oldStores && stores().size() == 72) << stores();
   EXPECT_EQ(canonical(kServer) + canonical(dave) + canonical(kSmtp) + canonical(carolText) + canonical(kServer) + "|",
-            plain(managedServers() + "alice") + plain(managedServers() + "Dave") + plain(smtpFile()) +
-                plain(managedServers() + "carol") + plain(managedServers() + "erin") +
-                plain(managedServers() + ".hidden-server") + "|" + readFile(managedServers() + "b-empty"));
+            plain("alice") + plain("Dave") + plain("smtp") + plain("carol") + plain("erin") + plain(".hidden-server") +
+                "|" + readFile(managedServers() + "b-empty"));
   EXPECT_EQ("key.store managedservers secrets.lock secrets.lock.rekey smtpServer value.store |"
             ".hidden-server A-empty Dave alice b-empty carol erin subdir ",
             listing(bin()) + "|" + listing(managedServers()));
@@ -120,7 +117,7 @@ TEST_F(CryptoTest, ReKeyGoesOnOrStopsAsTheFilesDecide) {
     const bool stops = row.console[0] == '0';  // and changes nothing; else the SMTP text is written back
     EXPECT_EQ(stops, before == stores() + readFile(managedServers() + "alice") + readFile(smtpFile())) << row.smtp;
     EXPECT_EQ(stops || row.smtp[0] == '<' ? "" : canonical(row.smtp.empty() ? "{}" : row.smtp),
-              stops ? "" : row.smtp[0] == '<' ? readFile(smtpFile()) : plain(smtpFile())) << row.smtp;
+              stops ? "" : row.smtp[0] == '<' ? readFile(smtpFile()) : plain("smtp")) << row.smtp;
   }
   // The checksum stays in front of the text, which then is no JSON.
   ASSERT_EQ("", commandOutput("printf '%s' '123_{\"values\":1}' | " + opensslArgs(key(), iv()) + " -out " +

@@ -158,9 +158,7 @@ TEST(PreferencesTest, ValuesAreReadLoggedGeneratedAndReadBack) {
        "LOCALE_PATH=@HOME@/conf/languages/\ndefault_alert=@HOME@/conf/monitor/config-default.json\n"
        "event_spec(de-DE)=@HOME@/conf/languages/de-DE/ctl_events_spec.ini\n"
        "alert_param(de-DE)=@HOME@/conf/languages/de-DE/alertparam.ini\n"
-       "health_spec(de-DE)=@HOME@/conf/languages/de-DE/healthspec.json\n",
-       {"| Warning   : KVP:readCfg - Cann't open config file @HOME@/conf/Norvane.conf; using the server default"},
-       {}},
+       "health_spec(de-DE)=@HOME@/conf/languages/de-DE/healthspec.json\n", {}, {}},
       // A home with capitals keeps them: only the fixed tail of a path getter is lower-cased. Numbers
       // are read as atoi reads them (0, not the default), with no range test; with a home path the
       // path keys are not read.

@@ -74,4 +74,5 @@ TEST(ElementTest, EqualityByKindValueAndOrder) {
   for (size_t i = 0; i < std::size(rows); ++i)
     EXPECT_EQ(std::make_pair(rows[i].left == rows[i].right, rows[i].left != rows[i].right),
               std::make_pair(rows[i].equal, !rows[i].equal)) << "row " << i;
+  EXPECT_TRUE(one != other && one == Array(one) && !(one == Array()));  // arrays compare directly, too
 }

@@ -67,7 +67,8 @@ TEST(ReaderTest, ErrorsAndTheirLocations) {
       {"", "Unexpected end of token stream @ 0/0/0 - 0/0/0"},
       {" \n\t ", "Unexpected end of token stream @ 1/2/4 - 1/2/4"},
       {R"({"a" 1})", "Unexpected token: 1 @ 0/5/5 - 0/6/6"}, {"{1:2}", "Unexpected token: 1 @ 0/1/1 - 0/2/2"},
-      {R"({"a":})", "Unexpected token: } @ 0/5/5 - 0/6/6"}, {R"({"a":[1,]})", "Unexpected token: ] @ 0/8/8 - 0/9/9"},
+      {R"({"a":})", "Unexpected token: } @ 0/5/5 - 0/6/6"}, {R"({"a"::1})", "Unexpected token: : @ 0/5/5 - 0/6/6"},
+      {R"({"a":[1,]})", "Unexpected token: ] @ 0/8/8 - 0/9/9"},
       {R"({"a":[1 2]})", "Unexpected token: 2 @ 0/8/8 - 0/9/9"},
       {R"({"a":true false})", "Unexpected token: false @ 0/10/10 - 0/15/15"},
       // A string token's text is its decoded content.

@@ -31,7 +31,9 @@ TEST_F(CryptoTest, DerivedTextsEqualTheIndependentComputation) {
       {kMac, "4" + kKeyStoreText.substr(1), kValueStoreText, 128},  // a new key at once, and for a new
       {"00:1A:2B:3C:4D:5F", "4" + kKeyStoreText.substr(1), kValueStoreText, 30},  // adapter, though one is kept
   };
-  std::string salt;
+  std::string uid, salt;
+  crypto().getUID(uid);
+  EXPECT_EQ("00:1a:2b:3c:4d:5e", uid);
   for (const auto& row : rows) {
     row.mac == "0" ? fake.net.adapters.clear() : fake.net.useMACAddress(row.mac);
     writeFile(keyStore(), row.keyStoreContent);

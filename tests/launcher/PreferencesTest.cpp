@@ -163,11 +163,12 @@ TEST(PreferencesTest, ValuesAreReadLoggedGeneratedAndReadBack) {
       // are read as atoi reads them (0, not the default), with no range test; with a home path the
       // path keys are not read.
       {"Norvane Home",
-       "session_timeout =\nmax_user_count = -1\nldap_port_number = -1\nlistening_port_backlog = 12abc\n"
+       "session_timeout =\nlog_file_count = abc\nmax_user_count = -1\nldap_port_number = -1\n"
+       "listening_port_backlog = 12abc\n"
        "perf_duration = 5\nstatistics_mode = yes\nbypass_authentication = TRUE\nldap_mode = 1\nreadOnly = 0\n"
        "uri_prefix = /Kestrane/API\nldap_binding = Digest\nfull_access_groups = Storage Admins\n"
        "key_store = /elsewhere/key.store\nlog_file = /elsewhere/log.txt\n",
-       "session_timeout=0\nmax_user_count=4294967295\nldap_port_number=18446744073709551615\n"
+       "session_timeout=0\nlog_file_count=0\nmax_user_count=4294967295\nldap_port_number=18446744073709551615\n"
        "listening_port_backlog=12\nperf_duration=5\nstatistics_mode=false\nbypass_authentication=true\n"
        "ldap_mode=true\nreadOnly=false\nuri_prefix=/kestrane/api\nldap_binding=Digest\n"
        "full_access_groups=Storage Admins\nkey_store=@HOME@/bin/key.store\nlog_file=@HOME@/logs/norvane.txt\n",

@@ -63,22 +63,17 @@ inline std::string readError(const std::string& text, json::Object* into = nullp
   return errorOf([&] { json::Reader::Read(into != nullptr ? *into : local, in); });
 }
 
-// Counts what the writer writes (it writes only whole runs of text) and records the
-// text written so far at each flush, unless told to count only: a deep document's
-// layout grows with the square of its depth.
+// Records what the writer writes (it writes only whole runs of text) and the text
+// written so far at each flush.
 struct RecordingBuffer : std::streambuf {
-  explicit RecordingBuffer(bool keep = true) : keep(keep) {}
   std::streamsize xsputn(const char* s, std::streamsize n) override {
-    count += static_cast<unsigned long long>(n);
-    if (keep) written.append(s, static_cast<size_t>(n));
+    written.append(s, static_cast<size_t>(n));
     return n;
   }
   int sync() override {
-    if (keep) flushes.push_back(written);
+    flushes.push_back(written);
     return 0;
   }
-  bool keep;
-  unsigned long long count = 0;
   std::string written;
   std::vector<std::string> flushes;
 };

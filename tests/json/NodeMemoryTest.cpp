@@ -16,10 +16,9 @@ namespace {
 // Enough records to fill several blocks.
 std::string records(size_t count) {
   std::string text = "{\"records\":[";
-  for (size_t i = 0; i < count; ++i) {
-    text += std::string(i > 0 ? "," : "") + "{\"id\":" + std::to_string(i) + ",\"name\":\"record number " +
-            std::to_string(i) + "\",\"tags\":[true,null,\"t\"]}";
-  }
+  for (size_t i = 0; i < count; ++i)
+    text += (i > 0 ? ",{\"id\":" : "{\"id\":") + std::to_string(i) + ",\"name\":\"record number " + std::to_string(i) +
+            "\",\"tags\":[true,null,\"t\"]}";
   return text + "]}";
 }
 

@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <fstream>
 #include <memory>
-#include <utility>
 
 #include "json/JsonTestSupport.h"
 #include "json/PiecewiseBuffer.h"
@@ -23,6 +22,17 @@ std::string document(const std::string& tail) {
   std::string text = "{\n\"k\":[true,false,null],\"n\":[";
   for (int i = 0; i < 4000; ++i) text += "1,2.5,-3e2,";
   return text + "0],\n\"long\":\"" + std::string(100000, 'x') + "\\n\",\n\"t\":\"\\tq\"" + tail;
+}
+
+// {0, 0}: a string stream's own buffer; {1, 0}: a file whose buffer is empty, {2, 0}:
+// one whose buffer holds the first block; otherwise pieces of the text.
+std::unique_ptr<std::streambuf> source(const std::string& text, size_t first, size_t step, const std::string& path) {
+  if (step == 0 && first == 0) return std::make_unique<std::stringbuf>(text, std::ios::in);
+  if (step != 0 || first > 2) return std::make_unique<jsontest::PiecewiseBuffer>(text, first, step);
+  std::ofstream(path, std::ios::binary) << text;
+  auto buffer = std::make_unique<std::filebuf>();
+  if (buffer->open(path, std::ios::in | std::ios::binary) != nullptr && first == 2) buffer->sgetc();
+  return buffer;
 }
 
 }  // namespace
@@ -41,36 +51,23 @@ TEST(ReaderSourceTest, EverySourceGivesTheSameDocumentErrorsAndEnd) {
       // Read from partway through, a string stream is read from where it stands.
       {"skipped" + document("\n}"), "no exception"},
   };
-  // {first, step}: a string stream's own buffer ({0, 0}), pieces of a text (one
-  // character at a time, so that every token straddles a refill), and a
-  // file whose buffer is empty ({1, 0}) or holds the first block ({2, 0}).
+  // {first, step} as source() takes them; one character at a time, every token
+  // straddles a refill.
   const std::pair<size_t, size_t> sources[] = {{0, 0}, {SIZE_MAX, 0}, {0, 1}, {0, 1000}, {100000, 1000},
                                                {70000, 70000}, {1, 0}, {2, 0}};
   const std::string path = ::testing::TempDir() + "reader-source.json";
   for (const auto& [text, error] : texts) {
     for (const auto& [first, step] : sources) {
       const std::string row = std::to_string(first) + "/" + std::to_string(step) + " " + text.substr(0, 7) + error;
-      std::unique_ptr<std::streambuf> buffer;
-      if (step == 0 && first == 0) {
-        buffer = std::make_unique<std::stringbuf>(text, std::ios::in);
-      } else if (step == 0 && first <= 2) {
-        std::ofstream(path, std::ios::binary) << text;
-        auto file = std::make_unique<std::filebuf>();
-        ASSERT_NE(file->open(path, std::ios::in | std::ios::binary), nullptr) << path;
-        if (first == 2) file->sgetc();
-        buffer = std::move(file);
-      } else {
-        buffer = std::make_unique<jsontest::PiecewiseBuffer>(text, first, step);
-      }
+      const std::unique_ptr<std::streambuf> buffer = source(text, first, step, path);
       std::istream in(buffer.get());
       if (text[0] == 's') in.ignore(7);
       Object object;
       EXPECT_EQ(jsontest::errorOf([&] { Reader::Read(object, in); }), error) << row;
       EXPECT_EQ(buffer->sgetc(), std::char_traits<char>::eof()) << row;
       if (error != "no exception") continue;
-      EXPECT_EQ(object["n"].convertTo<Array>().size(), 12001u) << row;
-      EXPECT_EQ(object["long"].convertTo<String>().Value() + object["t"].convertTo<String>().Value(),
-                std::string(100000, 'x') + "\n\tq") << row;
+      EXPECT_EQ(std::to_string(object["n"].convertTo<Array>().size()) + object["long"].convertTo<String>().Value() +
+                    object["t"].convertTo<String>().Value(), "12001" + std::string(100000, 'x') + "\n\tq") << row;
     }
   }
   std::remove(path.c_str());

@@ -69,10 +69,8 @@ inline std::string opensslArgs(const std::string& key, const std::string& iv) {
 // The warning, error and critical lines logged since the mark, each ended by "\n".
 inline std::string problems(const systemtest::LogMark& mark) {
   std::string text;
-  for (const std::string& line : mark.entries()) {
-    for (const char* level : {"Warning: ", "Error: ", "Critical: "})
-      if (line.rfind(level, 0) == 0) text += line + "\n";
-  }
+  for (const std::string& line : mark.entries())
+    for (const char* level : {"Warning: ", "Error: ", "Critical: "}) text += line.rfind(level, 0) == 0 ? line + "\n" : "";
   return text;
 }
 
@@ -88,14 +86,11 @@ class CryptoTest : public testing::Test {
   }
   void TearDown() override { std::filesystem::remove_all(bin()); }
 
-  std::string key() {
+  std::string key() { return derived(keyStore(), true); }
+  std::string iv() { return derived(valueStore(), false); }
+  static std::string derived(const std::string& store, bool key) {
     std::string text;
-    crypto().generateKey256(keyStore(), text);
-    return text;
-  }
-  std::string iv() {
-    std::string text;
-    crypto().generateIV256(valueStore(), text);
+    key ? crypto().generateKey256(store, text) : crypto().generateIV256(store, text);
     return text;
   }
 

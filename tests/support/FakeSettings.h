@@ -36,22 +36,19 @@ struct FakeSettings : settings::Settings {
     TempInstallation scratch;
     writeFile(scratch.root() + "/settings.conf", text);
     const utils::KeyValueParser file(scratch.root() + "/settings.conf", "=");
-    const auto read = [&file](const char* key, std::string& field, bool lowerCase = false) {
-      try {
-        field = file.get_config_key_value(key);
-        if (lowerCase) utils::StringHelper::to_lower(field);
-      } catch (...) {
-      }
-    };
     std::string baseText = std::to_string(base), ldapText = ldap ? "true" : "false";
-    read(P::URI_PREFIX_KEY, uri, true);
-    read(P::BASE_FOR_DRIVE_CAPACITY_CAL, baseText);
-    read(P::LDAP_MODE_KEY, ldapText, true);
-    read(P::LDAP_SERVER, ldapServers);
-    read(P::LDAP_DN_DETAILS, dnDetails);
-    read(P::FULL_ACCESS_GROUPS, fullAccess);
-    read(P::READ_ONLY_ACCESS_GROUPS, readOnlyAccess);
-    read(P::PRIVATE_IP_KEY, privateRanges);
+    const std::pair<const char*, std::string*> fields[] = {
+        {P::URI_PREFIX_KEY, &uri}, {P::BASE_FOR_DRIVE_CAPACITY_CAL, &baseText}, {P::LDAP_MODE_KEY, &ldapText},
+        {P::LDAP_SERVER, &ldapServers}, {P::LDAP_DN_DETAILS, &dnDetails}, {P::FULL_ACCESS_GROUPS, &fullAccess},
+        {P::READ_ONLY_ACCESS_GROUPS, &readOnlyAccess}, {P::PRIVATE_IP_KEY, &privateRanges}};
+    for (const auto& [key, field] : fields) {
+      try {
+        *field = file.get_config_key_value(key);
+      } catch (...) {  // a key the text leaves out
+      }
+    }
+    utils::StringHelper::to_lower(uri);  // as Preferences reads these two
+    utils::StringHelper::to_lower(ldapText);
     base = static_cast<unsigned int>(std::atoi(baseText.c_str()));
     ldap = ldapText == "true" || ldapText == "1";
   }

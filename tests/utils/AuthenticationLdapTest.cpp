@@ -76,12 +76,11 @@ TEST(LdapLoginTest, OnlyTheFirstMemberOfValueCanGiveFullAccess) {
        "true 2 unbind*2 newlines*1 Info: LDAP user has Admin access"},
       {{{"memberOf", true, {"CN=Staff,CN=Administrators,DC=x"}}, {"cn", true, {"alice"}}},
        "true 2 unbind*2 newlines*0 Info: LDAP user has Admin access"},
-      // The Administrators group in the second value; other letter case; parts not
-      // trimmed; the attribute's name is case-sensitive.
+      // The Administrators group in the second value; other letter case; the
+      // attribute's name is case-sensitive.
       {{{"memberOf", true, {"CN=Staff,DC=x", "CN=Administrators,DC=x"}}},
        "true 1 unbind*1 newlines*1 Info: Attribute array values: CN=Administrators,DC=x"},
       {{{"memberOf", true, {"CN=administrators,DC=x"}}}, "true 1 unbind*1 newlines*1 "},
-      {{{"memberOf", true, {"CN=Staff, CN=Administrators"}}}, "true 1 unbind*1 newlines*1 "},
       {{{"memberof", true, {"CN=Administrators,DC=x"}}}, "true 1 unbind*1 newlines*1 "},
       {{}, "true 3 unbind*1 newlines*0 "},  // no attribute: the level stays
       {{{"jpegPhoto", false, {}}, {"seeAlso", true, {}}},
@@ -116,5 +115,4 @@ TEST(LdapLoginTest, SettingsAreValidWithLdapOnOneServerAndABase) {
       return std::to_string(server.isServerDetailsValid()) + " [" + server.getServerDetials() + "]";
     })) << row.config;
   }
-  EXPECT_EQ(utils::Server::get_instance(), static_cast<const utils::Server*>(utils::LDAPServer::get_instance()));
 }

@@ -14,12 +14,14 @@ namespace {
 
 const std::string kSearch = "search cn=alice,dc=example,dc=com (&(objectCategory=person)(objectClass=user)(cn=alice))";
 
-// Alice's login to ldap.example.com:389 in this mode after the set-up: the outcome,
-// the client's calls and the log's LDAP lines.
-std::string traced(int mode, const std::function<void(testsupport::ScopedFakeHost&)>& setUp) {
+// Alice's login (unless told otherwise) to ldap.example.com:389 in this mode after
+// the set-up: the outcome, the client's calls and the log's LDAP lines.
+std::string traced(int mode, const std::function<void(testsupport::ScopedFakeHost&)>& setUp,
+                   const std::string& user = "alice", const std::string& server = "ldap.example.com",
+                   const std::string& base = "dc=example,dc=com", unsigned long port = 389, unsigned int version = 3) {
   return runCase("", [&](auto& fake) {
     setUp(fake);
-    const std::string outcome = authtest::login("alice", "pw", "ldap.example.com", "dc=example,dc=com", 389, 3, mode);
+    const std::string outcome = authtest::login(user, "pw", server, base, port, version, mode);
     return outcome + " " + joined(fake.ldap.calls, ",") + " | " + joined(logLines("LDAP "), ",");
   });
 }
@@ -35,13 +37,8 @@ TEST(LdapLoginTest, OnlyModeOneTakesTheSecureSequenceAndEveryFailingStepHasItsTe
   // Nothing is escaped; an empty base leaves the trailing comma; TLS is demanded when
   // the session does not have it.
   EXPECT_EQ("true 1 -1 [old] open ldaps://srv:636,version 2,getTls,setTls,connect,digestBind a)(cn=* srv pw,"
-            "search cn=a)(cn=*, (&(objectCategory=person)(objectClass=user)(cn=a)(cn=*)),unbind",
-            runCase("", [&](auto& fake) {
-              found(fake);
-              fake.ldap.tlsValue = 0;
-              const std::string outcome = authtest::login("a)(cn=*", "pw", "srv", "", 636, 2, 1);
-              return outcome + " " + joined(fake.ldap.calls, ",");
-            }));
+            "search cn=a)(cn=*, (&(objectCategory=person)(objectClass=user)(cn=a)(cn=*)),unbind | ",
+            traced(1, [&](auto& fake) { found(fake), fake.ldap.tlsValue = 0; }, "a)(cn=*", "srv", "", 636, 2));
   // The step that fails (with 49, TLS off), the calls made before it, its log word.
   // An absent entry gives the search's own code, 0; a failed open the caller's, -1.
   const std::vector<std::string> sequences[] = {

@@ -85,10 +85,6 @@ TEST_F(FakeHostTest, ServerIPSetTakesTheLoopbackAddressAsTheHostsShapeSays) {
 }
 
 TEST_F(FakeHostTest, ServerIpAndHostEntriesFallBackToTheAddressAndAlwaysLogTheMisleadingLine) {
-  const auto serverIp = [] {
-    std::string ip = "old";
-    return std::to_string(sys().getServerIp(ip)) + " " + ip;
-  };
   const struct { const char* hostname; std::vector<std::string> addresses; const char* ip; } hosts[] = {
       {"fakehost", {"192.0.2.7", "198.51.100.1"}, "1 192.0.2.7"},
       {"fakehost", {"10.0.0.5"}, "1 127.0.0.1"},  // a dropped address still counts as found
@@ -96,12 +92,10 @@ TEST_F(FakeHostTest, ServerIpAndHostEntriesFallBackToTheAddressAndAlwaysLogTheMi
   for (const auto& row : hosts) {
     fake.net.addHost("fakehost", row.addresses);
     fake.facts.hostname = row.hostname;
-    EXPECT_EQ(row.ip, serverIp()) << row.hostname;
+    std::string ip = "old";
+    const int result = sys().getServerIp(ip);
+    EXPECT_EQ(row.ip, std::to_string(result) + " " + ip) << row.hostname;
   }
-  fake.net.lookups.clear();  // without a host name nothing is looked up
-  fake.facts.nameServiceAvailable = false;
-  EXPECT_EQ("0 old", serverIp());
-  EXPECT_TRUE(fake.net.lookups.empty());
 
   // Of "two" only the first address counts.
   for (const auto& [name, addresses] : std::map<std::string, std::vector<std::string>>{

@@ -90,26 +90,19 @@ std::string person(const std::string& name, const char* memberOf = nullptr) {
 TEST(SlapdTest, BothSequencesBindSearchAndReadMemberOf) {
   testsupport::HomedInstallation installation("log_level = 255\nlog_cache_mode = 0\n");
   installation.useStore();
-  const Slapd slapd(
-      person("alice", "memberOf: CN=Administrators,CN=Builtin,DC=example,DC=com\nmemberOf: CN=Staff,DC=example,DC=com\n") +
-      person("bob", "memberOf: CN=Staff,DC=example,DC=com\nmemberOf: CN=Administrators,DC=example,DC=com\n") +
-      person("dave", "") + person("carol"));
+  const Slapd slapd(person("alice", "memberOf: CN=Administrators,CN=Builtin,DC=example,DC=com\n") + person("carol"));
   if (slapd.pid <= 0) GTEST_SKIP() << slapd.failure;
   // libldap reads its trust anchors from the environment when first used.
   setenv("LDAPTLS_CACERT", (slapd.d + "/cert.pem").c_str(), 1);
-  const int noServer = testsupport::freeLoopbackPort();
+  // The access decisions are the unit tests' business; here the server is reached
+  // by both sequences and its answers come through.
   const struct { int mode, port; const char* user; const char* password; const char* expected; } rows[] = {
       {0, slapd.port, "alice", "alicepw", "true 2 -1 [old]"},
-      {0, slapd.port, "bob", "bobpw", "true 1 -1 [old]"},    // Administrators in the second value
-      {0, slapd.port, "dave", "davepw", "true 1 -1 [old]"},  // no memberOf at all
       {0, slapd.port, "alice", "wrong", "false 3 49 [Invalid credentials]"},
-      {0, slapd.port, "zed", "zedpw", "false 3 49 [Invalid credentials]"},  // no such entry
-      {0, slapd.port, "carol", "carolpw", "false 3 0 [Success]"},           // not a user object
+      {0, slapd.port, "carol", "carolpw", "false 3 0 [Success]"},  // not a user object
       {1, slapd.tlsPort, "alice", "alicepw", "true 2 -1 [old]"},
       {1, slapd.tlsPort, "alice", "wrong", "false 3 49 [Invalid credentials]"},
-      {1, slapd.tlsPort, "zed", "zedpw", "false 3 80 [Other (e.g., implementation specific) error]"},  // SASL: no user
-      {1, slapd.port, "alice", "alicepw", "false 3 -1 [Can't contact LDAP server]"},  // TLS on the plain port
-      {0, noServer, "alice", "alicepw", "false 3 -1 [Can't contact LDAP server]"},
+      {0, testsupport::freeLoopbackPort(), "alice", "alicepw", "false 3 -1 [Can't contact LDAP server]"},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(row.expected, authtest::login(row.user, row.password, "127.0.0.1", "dc=example,dc=com", row.port, 3, row.mode))

@@ -1,4 +1,4 @@
-// A fake platform for the host facts, event log, loadable libraries and network, so
+// A fake platform for the host facts, event log and network, so
 // that a test decides what the machine reports:
 //
 //   testsupport::ScopedFakeHost fake;                    // in force for the scope
@@ -6,14 +6,13 @@
 //   fake.facts.hostname = "storage01";
 //   fake.net.addHost("storage01", {"192.0.2.7"});        // getHostByName, getServerIp
 //   fake.net.resolved["storage01"] = {ipv4("192.0.2.7"), ipv6("2001:db8::7")};  // getServerIPSet
-//   fake.plugins.add("libx.so", {{"getHelperInstance", reinterpret_cast<void*>(&entry)}});
 //   ... utils::System::get_instance()->... ; then look at fake.events.records ...
 //
 // It fakes the service manager, the disks and the logins too (FakeServiceManager.h,
 // FakeDisks.h, FakeLogins.h). Clock (but for second 0, see SecondZeroFreeHost.h),
-// files, machine store, random source and process locks stay the real ones, so the
+// files, machine store, libraries, random source and process locks stay the real ones, so the
 // logger and the settings work as usual. A fresh fake is a 64-bit Debian host named
-// "fakehost" with no network interface, no name that resolves, no library, and an
+// "fakehost" with no network interface, no name that resolves, and an
 // event log that takes every record.
 #pragma once
 
@@ -68,27 +67,6 @@ struct FakeEventLog : platform::EventLog {
   std::unique_ptr<platform::EventSource> registerSource(const std::string& name) override;
 };
 
-struct FakeLibraries : platform::Libraries {
-  // A library that open(name) finds, exporting these symbols.
-  void add(const std::string& name, std::map<std::string, void*> symbols) { libraries[name] = {name, symbols}; }
-  std::string closeRefusal;         // non-empty: close() refuses with this reason
-  std::vector<std::string> closed;  // names of the libraries closed, in order
-
-  void* open(const std::string& name) override { return libraries.count(name) ? &libraries[name] : nullptr; }
-  void* symbol(void* library, const char* name) override {
-    const auto* found = static_cast<Library*>(library);
-    return found && name && found->second.count(name) ? found->second.at(name) : nullptr;
-  }
-  bool close(void* library, std::string& error) override {
-    if (library && closeRefusal.empty()) return closed.push_back(static_cast<Library*>(library)->first), true;
-    return error = library ? closeRefusal : "invalid library handle", false;
-  }
-
- private:
-  using Library = std::pair<std::string, std::map<std::string, void*>>;
-  std::map<std::string, Library> libraries;  // nodes stay where they are
-};
-
 // Items of FakeNetwork::resolved and FakeNetwork::adapters; mac as "aa:bb:...",
 // any number of bytes.
 inline platform::ResolvedAddress ipv4(const std::string& text) { return {platform::kAddressFamilyIPv4, text, 0}; }
@@ -139,7 +117,6 @@ struct FakeNetwork : platform::Network {
 struct FakeHost : SecondZeroFreeHost {
   FakeHostFacts facts;
   FakeEventLog events;
-  FakeLibraries plugins;
   FakeNetwork net;
   FakeServiceManager services;
   FakeDisks drives;
@@ -149,7 +126,6 @@ struct FakeHost : SecondZeroFreeHost {
 
   platform::HostFacts& hostFacts() override { return facts; }
   platform::EventLog& eventLog() override { return events; }
-  platform::Libraries& libraries() override { return plugins; }
   platform::Network& network() override { return net; }
   platform::ServiceManager& serviceManager() override { return services; }
   platform::Disks& disks() override { return drives; }

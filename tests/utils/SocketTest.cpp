@@ -18,11 +18,6 @@ using systemtest::joined;
 
 namespace {
 
-// The log's messages since the mark, a reply's CR dropped.
-std::string logged(const systemtest::LogMark& mark, const std::string& pattern = "") {
-  return std::regex_replace(joined(mark.messages(pattern)), std::regex("\r"), "");
-}
-
 // Sockets whose calls give the codes a test queues, each in turn, success without
 // one; a receive gives the next of the replies queued (an error when none is left).
 struct ScriptedSockets : testsupport::SecondZeroFreeHost, platform::Sockets {
@@ -63,21 +58,18 @@ TEST(SocketTest, FailuresOfThePlatformsCallsAreLoggedAndRetried) {
   EXPECT_EQ(1, client->close());
   EXPECT_EQ(0, client->close());
   EXPECT_EQ("Critical: Error Creating Socket|Critical: Socket Error|Critical: Socket Error|Critical: System call failed",
-            logged(mark, "Error Creating|Socket Error|System call"));
+            joined(mark.messages("Error Creating|Socket Error|System call")));
 }
 
 TEST(SocketTest, RepliesAreReadUntilTheyEndInCarriageReturnAndLineFeed) {
   const std::string block(1024, 'a');
-  // buffer: what the caller's buffer holds, up to its first NUL.
+  // buffer: what the caller's buffer holds, up to its first NUL; then the critical lines.
   const struct { const char* name; std::deque<std::string> replies; std::string buffer, log; } rows[] = {
-      {"whole", {"220 ready\r\n"}, "220 ready\r\n", "Debug: Received buffer 220 ready"},
-      {"pieces", {"220 rea", "dy\r\n"}, "dy\r\nrea", "Debug: Received buffer 220 ready"},
-      {"early end", {"250-first\r\n", "250 last\r\n"}, "250-first\r\n", "Debug: Received buffer 250-first"},
-      {"peer closes", {"", "", "", ""}, "", "Critical: error receiving data to server or TIMED OUT|Debug: Received buffer "},
-      // The log holds the start of a long reply.
-      {"full block", {block, "\r\n"}, "\r\n" + block.substr(2), "Debug: Received buffer " + block.substr(0, 495)},
-      {"bare line feed", {"220 ready\n"}, "220 ready\n",
-       "Critical: error receiving data from server |Debug: Received buffer 220 ready"},
+      {"whole", {"220 ready\r\n"}, "220 ready\r\n", ""}, {"pieces", {"220 rea", "dy\r\n"}, "dy\r\nrea", ""},
+      {"early end", {"250-first\r\n", "250 last\r\n"}, "250-first\r\n", ""},
+      {"peer closes", {"", "", "", ""}, "", "Critical: error receiving data to server or TIMED OUT"},
+      {"full block", {block, "\r\n"}, "\r\n" + block.substr(2), ""},
+      {"bare line feed", {"220 ready\n"}, "220 ready\n", "Critical: error receiving data from server "},
   };
   for (const auto& row : rows) {
     ScriptedSockets host;
@@ -90,7 +82,7 @@ TEST(SocketTest, RepliesAreReadUntilTheyEndInCarriageReturnAndLineFeed) {
     buffer[1024] = '\0';
     EXPECT_EQ(0, client->recv(buffer.data())) << row.name;
     EXPECT_EQ(row.buffer, std::string(buffer.data(), strnlen(buffer.data(), 1024))) << row.name;
-    EXPECT_EQ(row.log, logged(mark)) << row.name;
+    EXPECT_EQ(row.log, joined(mark.messages("Critical"))) << row.name;
     EXPECT_EQ(0, client->close());
   }
 }
@@ -123,17 +115,15 @@ TEST(SocketTest, ThePlatformsSocketsSendReceiveWithATimeOutAndClose) {
   // getHostByName of a dotted address has no name to find first.
   const std::string lookup = "Critical: gethostbyname failed, trying gethostbyaddr(windows)|";
   EXPECT_EQ(lookup + "Critical: Server Connection have been established|Critical: error sending data to server or "
-                     "TIMED OUT|Critical: error receiving data from server |Debug: Socket is already closed|"
-                     "Debug: Socket is already closed",
-            logged(connecting, "Critical|closed"));
+                     "TIMED OUT|Critical: error receiving data from server ",
+            joined(connecting.messages("Critical")));
   client = utils::Socket::get_instance();
   systemtest::LogMark refused;
   EXPECT_EQ(-1, client->connect("127.0.0.1", testsupport::freeLoopbackPort()));
   const std::string retry = "Critical: Unable to establish connection with Server re-trying|";
   EXPECT_EQ(lookup + retry + retry + "Critical: all try failed, so throw an exception and close socket connection",
-            logged(refused, "Critical"));
+            joined(refused.messages("Critical")));
   EXPECT_EQ(0, client->close());
-  EXPECT_EQ(-1, platform::posixHost().sockets().close(-1));
   testsupport::ScopedFakeHost fake;  // no name resolves
   EXPECT_EQ(-1, utils::Socket::get_instance()->connect("mail.invalid", 25));
   EXPECT_EQ("name:mail.invalid", joined(fake.net.lookups));

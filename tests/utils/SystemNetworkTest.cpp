@@ -62,7 +62,6 @@ TEST_F(FakeHostTest, ServerIPSetTakesTheLoopbackAddressAsTheHostsShapeSays) {
        "1 v4 2: 192.0.2.7|198.51.100.7 v6 2: ::1|fe80::1%2 [192.0.2.7|198.51.100.7]"},
       // Nothing left of the IPv4 addresses: the filter's "127.0.0.1" is kept.
       {{ipv6("::1")}, "1 v4 1: 127.0.0.1 v6 1: ::1 [127.0.0.1|]"},
-      {{ipv4("10.0.0.5"), ipv6("2001:db8::5")}, "1 v4 1: 127.0.0.1 v6 1: 2001:db8::5 [127.0.0.1|]"},
       {{}, "1 v4 1: 127.0.0.1 v6 0:  [127.0.0.1|]"}};
   for (const auto& shape : shapes) {
     resolved = shape.addresses;
@@ -86,10 +85,6 @@ TEST_F(FakeHostTest, ServerIPSetTakesTheLoopbackAddressAsTheHostsShapeSays) {
 }
 
 TEST_F(FakeHostTest, ServerIpAndHostEntriesFallBackToTheAddressAndAlwaysLogTheMisleadingLine) {
-  const auto serverIp = [] {
-    std::string ip = "old";
-    return std::to_string(sys().getServerIp(ip)) + " " + ip;
-  };
   const struct { const char* hostname; std::vector<std::string> addresses; const char* ip; } hosts[] = {
       {"fakehost", {"192.0.2.7", "198.51.100.1"}, "1 192.0.2.7"},
       {"fakehost", {"10.0.0.5"}, "1 127.0.0.1"},  // a dropped address still counts as found
@@ -97,22 +92,19 @@ TEST_F(FakeHostTest, ServerIpAndHostEntriesFallBackToTheAddressAndAlwaysLogTheMi
   for (const auto& row : hosts) {
     fake.net.addHost("fakehost", row.addresses);
     fake.facts.hostname = row.hostname;
-    EXPECT_EQ(row.ip, serverIp()) << row.hostname;
+    std::string ip = "old";
+    const int result = sys().getServerIp(ip);
+    EXPECT_EQ(row.ip, std::to_string(result) + " " + ip) << row.hostname;
   }
-  fake.net.lookups.clear();  // without a host name nothing is looked up
-  fake.facts.nameServiceAvailable = false;
-  EXPECT_EQ("0 old", serverIp());
-  EXPECT_TRUE(fake.net.lookups.empty());
 
   // Of "two" only the first address counts.
   for (const auto& [name, addresses] : std::map<std::string, std::vector<std::string>>{
            {"storage01", {"192.0.2.7"}}, {"two", {"192.0.2.7", "192.0.2.8"}}, {"six", {"2001:db8::7"}}, {"none", {}}})
     fake.net.addHost(name, addresses);
-  fake.net.addHostByAddress("192.0.2.9", "printer"), fake.net.addHostByAddress("127.0.0.1", "localhost");
+  fake.net.addHostByAddress("192.0.2.9", "printer");
   const struct { std::string host, lookups, address; bool found; } rows[] = {
       {"storage01", "name:storage01", "192.0.2.7", true},
       {"192.0.2.9", "name:192.0.2.9|address:192.0.2.9", "192.0.2.9", true},
-      {"127.1", "name:127.1|address:127.0.0.1", "127.0.0.1", true},
       {"192.0.2.10", "name:192.0.2.10|address:192.0.2.10", "", false},
       {"255.255.255.255", "name:255.255.255.255", "", false},  // reads as "no address"
       {"nohost", "name:nohost", "", false},

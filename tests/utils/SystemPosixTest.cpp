@@ -1,13 +1,11 @@
 // The POSIX host against the running system, and the readers behind its facts.
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/utsname.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cmath>
 #include <map>
-#include <regex>
 #include <string>
 #include <thread>
 
@@ -19,23 +17,15 @@ using systemtest::sys;
 using testsupport::commandOutput;
 
 TEST(PosixHostTest, FactsAgreeWithWhatTheSystemReports) {
-  struct utsname names {};
-  ASSERT_EQ(0, uname(&names));
-  std::smatch version;
-  const std::string release = names.release;
-  ASSERT_TRUE(std::regex_search(release, version, std::regex(R"(^(\d+)\.(\d+)(?:\.(\d+))?)")));
+  // How the names are put together is shown over the fake host; here every fact is read.
   const std::string distribution = commandOutput(". /etc/os-release 2>/dev/null || . /usr/lib/os-release; printf %s "
-                                                 "\"${PRETTY_NAME:-${NAME:-" + std::string(names.sysname) + "}}\"");
+                                                 "\"${PRETTY_NAME:-${NAME:-Linux}}\"");
   std::string name, full, arch, host, locale;
   EXPECT_EQ("11111", std::to_string(sys().getOsName(name)) + std::to_string(sys().getOsFullName(full)) +
                          std::to_string(sys().getOsArch(arch)) + std::to_string(sys().getHostName(host)) +
                          std::to_string(sys().getLocaleName(locale)));
-  EXPECT_EQ(distribution + " |" + distribution + "  " + version[1].str() + "." + version[2].str() + "." +
-                (version[3].matched ? std::to_string(std::stoul(version[3].str()) & 0xFFFF) : "0") + "|" +
-                commandOutput("hostname"),
-            name + "|" + full + "|" + host + "\n");
-  const std::map<std::string, std::string> architectures = {{"x86_64", "x64"}, {"aarch64", "Unknown"}};
-  EXPECT_EQ(architectures.count(names.machine) ? architectures.at(names.machine) : arch, arch);
+  EXPECT_EQ(distribution + " |" + distribution + "  |" + commandOutput("hostname"),
+            name + "|" + full.substr(0, distribution.size() + 2) + "|" + host + "\n");
   EXPECT_EQ(std::string::npos, locale.find_first_of("._@")) << locale;
   EXPECT_EQ(std::stoul(commandOutput("getconf _NPROCESSORS_ONLN")), sys().getCpuCoresCount());
   const double kibibytes = std::stod(commandOutput("awk '/^MemTotal:/ {print $2}' /proc/meminfo"));
@@ -99,38 +89,31 @@ TEST(PosixHostTest, AccountsOfTheMachine) {
   std::vector<std::optional<std::string>> names;
   std::vector<platform::TokenGroup> tokens;
   unsigned long resume = 7;
-  ASSERT_TRUE(accounts.machineObjects(objects) && accounts.userGroups("root", groups));
-  EXPECT_EQ("root|true", objects.at(0).name + "|" + (objects[0].isUser ? "true" : "false"));
-  EXPECT_EQ("root|Authenticated Users", groups.front() + "|" + groups.back());
+  ASSERT_TRUE(accounts.machineObjects(objects) && accounts.userGroups("root", groups) &&
+              accounts.tokenGroups("root", "HOST", tokens));
   EXPECT_EQ(0, accounts.accountNames(resume, names));
-  EXPECT_EQ("0 " + std::to_string(objects.size()), std::to_string(resume) + " " + std::to_string(names.size()));
-  ASSERT_TRUE(accounts.tokenGroups("root", "HOST", tokens));
-  EXPECT_EQ("root HOST|Authenticated Users NT AUTHORITY", tokens.front().name + " " + tokens.front().authority + "|" +
-                                                              tokens.back().name + " " + tokens.back().authority);
+  EXPECT_EQ("root 1|root|Authenticated Users|root HOST|Authenticated Users NT AUTHORITY|0 " + std::to_string(objects.size()),
+            objects.at(0).name + " " + std::to_string(objects[0].isUser) + "|" + groups.front() + "|" + groups.back() +
+                "|" + tokens.front().name + " " + tokens.front().authority + "|" + tokens.back().name + " " +
+                tokens.back().authority + "|" + std::to_string(resume) + " " + std::to_string(names.size()));
   EXPECT_FALSE(accounts.userGroups("nv9-no-such-user", groups) || accounts.tokenGroups("nv9-no-such-user", "HOST", tokens));
   // The well-known group lists no member; an unknown group is not found.
-  for (const auto& [group, status] : std::map<std::string, long>{
-           {"Authenticated Users", 0}, {"root", 0}, {"nv9-no-such-group", ENOENT}}) {
-    EXPECT_EQ(status, accounts.groupMemberPaths("HOST", group, paths)) << group;
-  }
+  EXPECT_EQ("0 0 " + std::to_string(ENOENT),
+            std::to_string(accounts.groupMemberPaths("HOST", "Authenticated Users", paths)) + " " +
+                std::to_string(accounts.groupMemberPaths("HOST", "root", paths)) + " " +
+                std::to_string(accounts.groupMemberPaths("HOST", "nv9-no-such-group", paths)));
   bool present = false;
   std::string domain = "old";
   accounts.dnsDomain(present, domain);
   EXPECT_TRUE(present ? domain != "old" && !domain.empty() : domain == "old") << domain;
 }
 
-TEST(PosixHostTest, NetworkLookupsOfNothingAndOfLoopback) {
+TEST(PosixHostTest, LoopbackHasAnEntryByAddressAndNoSuchNameResolves) {
   platform::Network& network = platform::posixHost().network();
   const unsigned char loopback[4] = {127, 0, 0, 1};
-  EXPECT_EQ(nullptr, network.hostByAddress(nullptr, 4, AF_INET));
-  EXPECT_EQ(nullptr, network.hostByAddress(loopback, 0, AF_INET));
   EXPECT_NE(nullptr, network.hostByAddress(loopback, 4, AF_INET));
   std::vector<platform::ResolvedAddress> addresses;
   EXPECT_FALSE(network.resolve("nv9-no-such-host.invalid", addresses));
-  ASSERT_TRUE(network.resolve("localhost", addresses));
-  std::string texts;
-  for (const platform::ResolvedAddress& address : addresses) texts += address.text + " ";
-  EXPECT_NE(std::string::npos, texts.find("127.0.0.1 ")) << texts;
 }
 
 TEST(PosixHostTest, LogonsThroughAServiceOfTheTests) {

@@ -133,24 +133,18 @@ TEST(NorvanectlTest, UsageErrorsExitWithTwo) {
   const struct { std::vector<std::string> args; std::string message; } cases[] = {
       {{}, "no command given\n"}, {{"frobnicate"}, "unknown command 'frobnicate'\n"},
       {{"--bogus", "show-home"}, "unknown option '--bogus'\n"}, {{"--store-root"}, "--store-root needs a directory\n"},
-      {{"--store-root="}, "--store-root needs a directory\n"}, {{"set-home"}, "set-home needs exactly one directory\n"},
+      {{"--unit-dir="}, "--unit-dir needs a directory\n"}, {{"set-home"}, "set-home needs exactly one directory\n"},
       {{"show-home", "extra"}, "show-home takes no arguments\n"}, {{"zip", "a.zip"}, "zip needs at least one FILE\n"},
-      {{"check", "extra"}, "check takes no arguments but --json\n"}, {{"keys"}, "keys needs the word init\n"},
+      {{"check", "--json", "x"}, "check takes no arguments but --json\n"}, {{"keys"}, "keys needs the word init\n"},
       {{"generate-config", "conf/x"}, "the path must start with '/'"}, {{"log", "loud", "x"}, "unknown level 'loud'\n"},
-      {{"log", "info"}, "log needs LEVEL MESSAGE pairs\n"}, {{"keys", "reset"}, "keys needs the word init\n"},
-      {{"log", "--restart-log"}, "log needs LEVEL MESSAGE pairs\n"}, {{"rekey", "now"}, "rekey takes no arguments\n"},
-      {{"log", "--force", "info", "x"}, "unknown option '--force'\n"},
-      {{"check", "--json", "x"}, "check takes no arguments but --json\n"},
-      {{"zip"}, "zip needs an ARCHIVE and at least one FILE\n"}, {{"help", "nothing"}, "unknown command 'nothing'\n"},
+      {{"log", "info"}, "log needs LEVEL MESSAGE pairs\n"}, {{"rekey", "now"}, "rekey takes no arguments\n"},
+      {{"log", "--force", "info", "x"}, "unknown option '--force'\n"}, {{"help", "nothing"}, "unknown command 'nothing'\n"},
+      {{"zip"}, "zip needs an ARCHIVE and at least one FILE\n"}, {{"zip", "", "a"}, "ARCHIVE must not be empty\n"},
       {{"secret", "put"}, "secret needs put FILE or get FILE\n"}, {{"secret", "get", ""}, "FILE must not be empty\n"},
-      {{"secret", "show", "x"}, "secret needs put FILE or get FILE\n"},
-      {{"console", "now"}, "console takes no arguments\n"}, {{"zip", "", "a"}, "ARCHIVE must not be empty\n"},
       {{"generate-config", "/a", "/b"}, "generate-config takes at most one path\n"},
-      {{"generate-config", ""}, "the path must start with '/'"}, {{"--unit-dir="}, "--unit-dir needs a directory\n"},
       {{"auth"}, "auth needs local, domain, ldap or install-pam\n"}, {{"auth", "who"}, "unknown auth command 'who'\n"},
       {{"auth", "local"}, "auth local needs exactly one USER\n"},
       {{"auth", "domain", "x"}, "auth domain needs USER and DOMAIN\n"},
-      {{"generate-config", "/../escape.conf"}, "the path /../escape.conf leaves the home directory\n"},
       {{"generate-config", "/conf/../../x"}, "the path /conf/../../x leaves the home directory\n"},
   };
   for (const auto& c : cases) EXPECT_EQ(0u, run(c.args).find("2||norvanectl: " + c.message)) << c.message;
@@ -237,15 +231,10 @@ TEST(NorvanectlTest, GenerateConfigAndShowConfig) {
   in.writeConfig("perf_duration = 0\n");
   const std::string zero = in.ctl({"show-config"});
   EXPECT_TRUE(zero.rfind("1|", 0) == 0 && has(zero, "\nsession_timeout = 180\n") && !has(zero, "\nperf_duration") &&
-              has(zero, "|norvanectl: perf_duration = '0' is not a positive number")) << zero;
-  EXPECT_EQ("1|", in.ctl({"generate-config"}).substr(0, 2));
-  in.expect("1||norvanectl: perf_duration = '0' is not a positive number; the library refuses it\n",
-            {"show-config", "perf_duration"});
-  EXPECT_EQ("perf_duration = 0\n", in.readHomeFile("conf/Norvane.conf"));
+              has(zero, "|norvanectl: perf_duration = '0' is not a positive number; the library refuses it\n")) << zero;
   fs::remove(in.home() + "/conf/Norvane.conf");
   ASSERT_EQ(0, mkfifo((in.home() + "/conf/Norvane.conf").c_str(), 0644));
   in.expect("0|# settings in force; {H}/conf/Norvane.conf is a named pipe, so all are defaults\n...", {"show-config"});
-  in.expect("0|session_timeout = 180\n|", {"show-config", "session_timeout"});
 }
 
 // Starting the log empties the active file, so lines already there are never wiped
@@ -308,9 +297,6 @@ TEST(NorvanectlTest, CheckNamesEachMissingItemWithItsFixAndPassesACompleteInstal
   in.expect(std::regex_replace(noHome, std::regex("@"), kNoHome), {"check"});
   in.registerHome(in.root() + "/gone");
   in.expect(std::regex_replace(noHome, std::regex("@"), "{R}/gone: No such file or directory"), {"check"});
-  writeFile(in.root() + "/plain", "");
-  in.registerHome(in.root() + "/plain");
-  in.expect(std::regex_replace(noHome, std::regex("@"), "{R}/plain: Not a directory"), {"check"});
   in.registerHome(in.root() + "/go\\ne\t");
   in.expect(R"(1|{"ok": false, "problems": 1, "items": [{"item": "home path", "ok": false, "problem": "{R}/go\\ne)"
             R"(\u0009: No such file or directory", "fix": "{C}set-home DIR"}]})" "\n|", {"check", "--json"});
@@ -344,9 +330,6 @@ all 6 items in order
   in.expect(R"(0|{"ok": true, "problems": 0, "items": [{"item": "home path", "ok": true, "detail": "{H}"}, ...)",
             {"check", "--json"});
   EXPECT_EQ("server line\n", readFile(in.home() + "/logs/norvane.txt"));
-  in.expect("0|log_file = {H}/logs/norvane.txt\nkey_store = {H}/bin/key.store\nvalue_store = {H}/bin/value.store\n"
-            "alert_config-current = {H}/conf/monitor/config-current.json\n|",
-            {"show-config", "log_file", "key_store", "value_store", "alert_config-current"});
 }
 
 // Each row spoils one item of a complete installation: d a directory, p a named pipe
@@ -360,15 +343,11 @@ TEST(NorvanectlTest, CheckReportsUnusableItems) {
       {"bin", 'f', "", false, "key store: {H}/bin/key.store: Not a directory", "make {H}/bin/key.store readable"},
       {"bin/key.store", 'f', "0f6c2d3e08a414b5e09c7d01e2f3a4b5c6d0", false,
        "key store: {H}/bin/key.store is not the UUID text that {C}keys init writes", restore},
-      {"bin/value.store", 'f', "7a8b9c0d-1e2f-4a3b-8c4d-5e6f7a8b9c0d-and-more", false,
-       "value store: {H}/bin/value.store is not the UUID text that {C}keys init writes", restore},
       {"bin/key.store", 'c', "", false, "key store: {H}/bin/key.store is a character device",
        "move it away; then {C}keys init"},
       {"conf/monitor/config-current.json", 's', "", false, "alert configuration: " + alert + " is a socket",
        "move it away; then write " + alert + " with the alert settings"},
       {"conf/Norvane.conf", 'd', "", false, "configuration file: {H}/conf/Norvane.conf: Is a directory",
-       "make it a readable file, or move it away and run {C}generate-config"},
-      {"conf/Norvane.conf", 'p', "", false, "configuration file: {H}/conf/Norvane.conf is a named pipe",
        "make it a readable file, or move it away and run {C}generate-config"},
       {"logs/norvane.txt", 'p', "", false, "logs directory: log file {H}/logs/norvane.txt is a named pipe",
        "move it away"},
@@ -387,8 +366,6 @@ TEST(NorvanectlTest, CheckReportsUnusableItems) {
       {"conf/monitor/config-current.json", 'r', "", true,
        "alert configuration: " + alert + ": No such file or directory",
        "start from the default: " + cp + alert},
-      {"conf/monitor/config-current.json", 'p', "", false, "alert configuration: " + alert + " is a named pipe",
-       "move it away; then write " + alert + " with the alert settings"},
   };
   for (const auto& c : cases) {
     Installation in;
@@ -450,7 +427,6 @@ ok       logs directory: {H}/logs
   in.expect(std::regex_replace(expected, std::regex("\nF "), "\n         fix: ") + "...", {"check"});
   writeFile(in.h + "/conf/Norvane.conf",
             "readOnly = \"no\"\t\nSUB_NAME = C=US,CN=localhost\n# " + std::string(300, 'c'));
-  const std::string json = in.ctl({"check", "--json"});
   in.expect(R"(1|{"ok": false, "problems": 5, "items": [{"item": "home path", "ok": true, "detail": "{H}"}, )"
                  R"({"item": "configuration file", "ok": false, "problem": "{H}/conf/Norvane.conf line 1: readOnly = )"
                  R"('\"no\"' is not true, false, 1 or 0; the library reads false", "fix": "write true or false, or )"
@@ -459,9 +435,6 @@ ok       logs directory: {H}/logs
             R"(Norvane.conf line 3: the line is longer than 299 characters; the library stops reading the file )"
             R"(there", "fix": "shorten the line"}, {"item": "logs directory", "ok": true...)",
             {"check", "--json"});
-  writeFile(in.root() + "/check.json", json.substr(2, json.size() - 3));
-  EXPECT_EQ("5\n", commandOutput("python3 -c 'import json,sys; print(json.load(open(sys.argv[1]))[\"problems\"])' " +
-                                 in.root() + "/check.json"));
 }
 
 // Relative names keep their place; "/" and "../" in front are dropped, as zip does. An
@@ -484,7 +457,6 @@ TEST(NorvanectlTest, ZipPacksRegularFilesUnderSafeNamesAndSkipsTheRest) {
                  "./empty.txt", "missing.txt", "bundle/../top.txt"}, {work}));
   EXPECT_EQ("sub/a.txt\n" + work.substr(1) + "/top.txt\nwork/top.txt\nempty.txt\ntop.txt\n",
             commandOutput("unzip -Z1 " + zip));
-  EXPECT_EQ("alpha\ntop\n", commandOutput("unzip -p " + zip + " sub/a.txt work/top.txt"));
   // The file's own time and mode; every entry's CRC checks.
   EXPECT_EQ("-rw-r-----  2.0 unx        4 t- defN 20210304.050608 work/top.txt\n",
             commandOutput("unzip -ZT " + zip + " work/top.txt"));

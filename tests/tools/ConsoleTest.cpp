@@ -32,6 +32,7 @@ std::string heading(int number, const std::string& name, int active) {
   return "\n\n CONFIG: " + std::to_string(number) + "\n __________\n\n\t name: " + name +
          "\n\t isActive: " + std::to_string(active) + "\n\t type: EMAIL";
 }
+bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 std::string document(const std::string& actions) {
   return R"({"alertConfiguration": {"properties": {"actions": [)" + actions +
          R"(], "threshold": 5}}, "version": "2.1"})";
@@ -104,49 +105,39 @@ TEST(ConsoleTest, ViewShowsEachEmailActionAndFailuresEndTheMenu) {
   }
 }
 
-// Each row: the first action (and the others), the SMTP server file before, the input, the run's end, the members of the first action that differ
-// afterwards, and the password of the one entry the SMTP server file then holds
-// ("<none>": the file is as before; "<empty>": emptied). The password is never shown
-// nor logged; an SMTP server file that cannot be read blocks its save; a login without
-// a user name stops the console before anything is written.
+// Each row: the actions, the SMTP server file before, the input, the run's end, a part
+// of the alert configuration file afterwards ("": unchanged), and the password the SMTP
+// server file then holds ("<kept>": the file is as before; "": emptied). The password
+// is never shown nor logged; an SMTP server file that cannot be read blocks its save; a
+// login without a user name stops the console before anything is written.
 TEST(ConsoleTest, EditsAndWhatTheSmtpServerFileThenHolds) {
   const std::string noUser = R"({"type": "EMAIL", "host": "h", "port": 25, "authentication": {"type": "NONE"}})";
-  const std::string kept = "0|" + kMenu + "|", noLogin = R"("authentication": {"type": "NONE"})";
-  const struct {
-    std::string first, others, smtp, input, end, changed, stored = "<none>";
-  } cases[] = {
-      {kMailer, "", "", "2\n\n\n\n\n2\nbob\npw-1\n", "0|" + kLogin + kMenu + "|", R"("username": "bob")", "pw-1"},
-      {kMailer, "", std::string(20, 'x'), "2\n\n\n\n\n2\n\nsecret\n3\n", kept, ""},
-      {noUser, "", "", "2\n\n\n2\n\nsecret\n3\n", "1|norvanectl: the console stopped: Object member not found: "
-       "username\n", ""},
-      {kMailer, "," + kTrap, std::string(32, 'x'), "2\n\n\n\n\n1\n\n3\n", kept, noLogin, "<empty>"},
+  const std::string kept = "0|" + kMenu + "|";
+  const struct { std::string actions, smtp, input, end, alert, stored; } cases[] = {
+      {kMailer, "", "2\n\n\n\n\n2\nbob\npw-1\n", "0|" + kLogin + kMenu + "|", R"("username" : "bob")", "pw-1"},
+      {kMailer, std::string(20, 'x'), "2\n\n\n\n\n2\n\nsecret\n3\n", kept, R"("username" : "mailer")", "<kept>"},
+      {noUser, "", "2\n\n\n2\n\nsecret\n3\n", "1|norvanectl: the console stopped: Object member not found: username\n",
+       "", "<kept>"},
+      {kMailer + "," + kTrap, std::string(32, 'x'), "2\n\n\n\n\n1\n\n3\n", kept, R"("type" : "NONE")", ""},
   };
   for (const auto& c : cases) {
-    const std::string original = document(c.first + c.others);
-    ConsoleHome installation(original);
+    ConsoleHome installation(document(c.actions));
     writeFile(installation.smtpFile(), c.smtp);
-    const std::string run = installation.console(c.input);
+    const std::string run = installation.console(c.input), alert = readFile(installation.alertFile());
     EXPECT_EQ(c.end, run.substr(0, 2) + run.substr(run.size() - std::min(run.size(), c.end.size() - 2))) << c.input;
-    if (c.stored == "<none>" || c.stored == "<empty>") {
-      EXPECT_EQ(c.stored == "<none>" ? c.smtp : "", readFile(installation.smtpFile())) << c.input;
+    EXPECT_TRUE(c.alert.empty() ? alert == document(c.actions) : has(alert, c.alert)) << alert;
+    if (c.stored == "<kept>" || c.stored.empty()) {
+      EXPECT_EQ(c.stored.empty() ? "" : c.smtp, readFile(installation.smtpFile())) << c.input;
+    } else {
+      EXPECT_TRUE(has(installation.storedServer(), R"("password" : ")" + c.stored + "\""));
+      EXPECT_FALSE(has(run + installation.log(), c.stored));
     }
-    json::Object expected = jsontest::read(c.first);
-    if (c.changed == noLogin) expected.erase(expected.find("username")), expected.erase(expected.find("password"));
-    for (const json::Object::Member& member : jsontest::read("{" + c.changed + "}")) {
-      expected[member.name] = member.element;
-    }
-    const std::string file = jsontest::write(jsontest::read(document(jsontest::write(expected) + c.others)));
-    EXPECT_EQ(c.first == noUser ? original : file, readFile(installation.alertFile())) << c.input;
-    if (c.stored != "<none>" && c.stored != "<empty>") {
-      expected["password"] = json::String(c.stored);
-      EXPECT_EQ(jsontest::write(expected), installation.storedServer());
-      EXPECT_EQ(std::string::npos, (run + installation.log()).find(c.stored));
-    }
-    EXPECT_EQ(c.input.find("secret") != std::string::npos && c.first != noUser,
+    EXPECT_EQ(c.input.find("secret") != std::string::npos && c.actions != noUser,
               installation.log().find("LWMConsole:encryptEmail - Problem during decryptEmailConfig- e-mail "
                                       "functionality will not work as expected") != std::string::npos) << c.input;
   }
 }
+
 // On a pseudo-terminal, as an operator runs it: everything but the password is echoed,
 // echo is back for the menu after it, and the end-of-file key leaves the menu on a
 // line of its own for the shell's prompt.

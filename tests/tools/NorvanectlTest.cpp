@@ -43,17 +43,12 @@ std::string completions(const std::string& words) {
                        "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _norvanectl; echo \"${COMPREPLY[*]}\"'");
 }
 
-// A home of 200 bytes when asked (longer than the logger once took), registered or not.
 struct Installation : TempInstallation {
-  explicit Installation(bool longHome = false)
-      : h(longHome ? root() + "/" + std::string(199 - root().size(), 'h') : home()) {
-    if (longHome) fs::create_directories(h + "/logs"), fs::create_directories(h + "/conf"), registerHome(h);
-  }
   // The text with {R} the root, {H} the home, {S} the store and {C} the tool's fix-it
   // prefix for this store.
   std::string x(std::string text) const {
     const std::pair<const char*, std::string> marks[] = {
-        {"{C}", "norvanectl --store-root {S} "}, {"{R}", root()}, {"{H}", h}, {"{S}", storeRoot()}};
+        {"{C}", "norvanectl --store-root {S} "}, {"{R}", root()}, {"{H}", home()}, {"{S}", storeRoot()}};
     for (const auto& [mark, value] : marks) {
       for (std::string::size_type at; (at = text.find(mark)) != std::string::npos;) text.replace(at, 3, value);
     }
@@ -83,7 +78,6 @@ struct Installation : TempInstallation {
     writeFile(home() + "/conf/monitor/config-current.json",
               R"({"alertConfiguration": {"properties": {"actions": [{"type": "EMAIL"}]}}})");
   }
-  const std::string h;
 };
 
 const std::string kNoHome = "no home path set: {S}/SOFTWARE/Kestrane/Norvane/NorvaneHOME: No such file or directory";
@@ -376,14 +370,14 @@ TEST(NorvanectlTest, CheckReportsUnusableItems) {
 }
 
 // Each line the library reads otherwise than written is named, with its fix; SUB_NAME,
-// which no getter reads, may hold '='. The home is 200 bytes long.
+// which no getter reads, may hold '='.
 TEST(NorvanectlTest, CheckNamesEveryLineTheLibraryReadsOtherwiseThanWritten) {
-  Installation in(true);
-  writeFile(in.h + "/conf/Norvane.conf",
-            "session_timeout = banana\n#\nstatistics_mode = yes\nSUB_NAME = C=US,CN=localhost\nno_such_key = 1\n"
-            "uri_prefix = /a = b\nsession_timeout = 5\n#\nperf_duration = 0\nldap_mode = TRUE\n"
-            "ldap_port_number = -5\nmax_user_count = 3000000000\njunk\x01line\nreadOnly = 0\nlog_file = " +
-                std::string(290, 'x') + "\nmax_user_count = x\n");
+  Installation in;
+  in.registerHome();
+  in.writeConfig("session_timeout = banana\n#\nstatistics_mode = yes\nSUB_NAME = C=US,CN=localhost\nno_such_key = 1\n"
+                 "uri_prefix = /a = b\nsession_timeout = 5\n#\nperf_duration = 0\nldap_mode = TRUE\n"
+                 "ldap_port_number = -5\nmax_user_count = 3000000000\njunk\x01line\nreadOnly = 0\nlog_file = " +
+                 std::string(290, 'x') + "\nmax_user_count = x\n");
   std::string expected = R"(1|ok       home path: {H}
 P1: session_timeout = 'banana' is not a whole number; the library reads 0
 F write a whole number, or remove the line for the default 180

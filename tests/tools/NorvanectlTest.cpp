@@ -411,13 +411,11 @@ ok       logs directory: {H}/logs
 TEST(NorvanectlTest, ZipPacksRegularFilesUnderSafeNamesAndSkipsTheRest) {
   Installation in;
   const std::string work = in.root() + "/work", zip = work + "/bundle.zip";
-  fs::create_directories(work + "/bundle/report/sub");
-  writeFile(work + "/bundle/report/sub/a.txt", "alpha\n");
-  writeFile(work + "/top.txt", "top\n");
-  writeFile(work + "/empty.txt", "");
-  mkfifo((work + "/pipe").c_str(), 0644);
-  commandOutput("touch -d '2021-03-04 05:06:08' " + work + "/top.txt");  // local time
-  chmod((work + "/top.txt").c_str(), 0640);
+  // top.txt's time is local time; epoch.txt's is before zip's first date.
+  commandOutput("mkdir -p " + work + "/bundle/report/sub && cd " + work + " && echo alpha >bundle/report/sub/a.txt && "
+                "echo top >top.txt && touch empty.txt bundle/report/top.txt && mkfifo pipe && chmod 640 top.txt && "
+                "touch -d '2021-03-04 05:06:08' top.txt && echo -n previous archive >old.zip && "
+                "touch -d '1970-01-02 00:00:00' epoch.txt");
   const std::string skipPipe = "norvanectl: warning: skipping 'pipe': a named pipe, not a regular file\n";
   const std::string skipDir = "norvanectl: warning: skipping 'bundle': a directory, not a regular file\n";
   EXPECT_EQ("1|bundle.zip: 5 of 8 files packed, 2 skipped\n|" + skipPipe + skipDir +
@@ -430,12 +428,7 @@ TEST(NorvanectlTest, ZipPacksRegularFilesUnderSafeNamesAndSkipsTheRest) {
   EXPECT_EQ("-rw-r-----  2.0 unx        4 t- defN 20210304.050608 work/top.txt\n",
             commandOutput("unzip -ZT " + zip + " work/top.txt"));
   EXPECT_EQ("No errors detected in compressed data of " + zip + ".\n", commandOutput("unzip -tq " + zip));
-  writeFile(work + "/bundle/report/top.txt", "");
-  writeFile(work + "/old.zip", "previous archive");
-  writeFile(work + "/epoch.txt", "");
-  commandOutput("touch -d '1970-01-02 00:00:00' " + work + "/epoch.txt");  // before zip's first date
   const struct { std::vector<std::string> args; std::string run; } rows[] = {
-      {{"zip", "out.zip", "top.txt"}, "0|out.zip: 1 file packed\n|"},
       {{"zip", "out", "pipe", "top.txt"}, "0|out.zip: 1 of 2 files packed, 1 skipped\n|" + skipPipe},
       // Unpacking would keep only one of two entries of a name.
       {{"zip", "twice", "top.txt", "bundle/report/top.txt"}, "1||norvanectl: 'bundle/report/top.txt' would be stored "

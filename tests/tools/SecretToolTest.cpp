@@ -18,7 +18,6 @@
 #include <filesystem>
 #include <functional>
 #include <iostream>
-#include <random>
 #include <sstream>
 #include <string>
 #include <thread>

@@ -315,57 +315,45 @@ all 6 items in order
   EXPECT_EQ("server line\n", readFile(in.home() + "/logs/norvane.txt"));
 }
 
-// Each row spoils one item of a complete installation: d a directory, p a named pipe
-// (never waited on), f a file of `text`, r removed, c a character device, s a socket;
-// `withDefault` adds the default alert configuration.
+// Each row spoils one item of a complete installation with a shell command run in the
+// home ($A the alert configuration, $D its default); named pipes are never waited on.
 TEST(NorvanectlTest, CheckReportsUnusableItems) {
   const std::string alert = "{H}/conf/monitor/config-current.json", cp = "cp {H}/conf/monitor/config-default.json ";
   const std::string restore = "restore it from a backup (secrets made with other store files do not decrypt)";
-  const struct { const char* path; char spoil; const char* text; bool withDefault; std::string problem, fix; }
-  cases[] = {
-      {"bin", 'f', "", false, "key store: {H}/bin/key.store: Not a directory", "make {H}/bin/key.store readable"},
-      {"bin/key.store", 'f', "0f6c2d3e08a414b5e09c7d01e2f3a4b5c6d0", false,
+  const struct { std::string spoil, problem, fix; } cases[] = {
+      {"rm -r bin; touch bin", "key store: {H}/bin/key.store: Not a directory", "make {H}/bin/key.store readable"},
+      {"echo -n 0f6c2d3e08a414b5e09c7d01e2f3a4b5c6d0 >bin/key.store",
        "key store: {H}/bin/key.store is not the UUID text that {C}keys init writes", restore},
-      {"bin/key.store", 'c', "", false, "key store: {H}/bin/key.store is a character device",
+      {"ln -sf /dev/null bin/key.store", "key store: {H}/bin/key.store is a character device",
        "move it away; then {C}keys init"},
-      {"conf/monitor/config-current.json", 's', "", false, "alert configuration: " + alert + " is a socket",
+      {"rm $A; python3 -c 'import socket; socket.socket(socket.AF_UNIX).bind(\"'$A'\")'",
+       "alert configuration: " + alert + " is a socket",
        "move it away; then write " + alert + " with the alert settings"},
-      {"conf/Norvane.conf", 'd', "", false, "configuration file: {H}/conf/Norvane.conf: Is a directory",
+      {"rm conf/Norvane.conf; mkdir conf/Norvane.conf", "configuration file: {H}/conf/Norvane.conf: Is a directory",
        "make it a readable file, or move it away and run {C}generate-config"},
-      {"logs/norvane.txt", 'p', "", false, "logs directory: log file {H}/logs/norvane.txt is a named pipe",
-       "move it away"},
-      {"logs", 'f', "", false, "logs directory: log directory {H}/logs: Not a directory",
+      {"mkfifo logs/norvane.txt", "logs directory: log file {H}/logs/norvane.txt is a named pipe", "move it away"},
+      {"rm -r logs; touch logs", "logs directory: log directory {H}/logs: Not a directory",
        "move {H}/logs away, then {C}set-home {H}"},
-      {"bin/key.store", 'f', "", false, "key store: {H}/bin/key.store is empty", "{C}keys init fills it"},
-      {"bin/key.store", 'f', "0f6c2d3", false, "key store: {H}/bin/key.store holds 7 bytes, fewer than 8", restore},
-      {"bin/value.store", 'd', "", false, "value store: {H}/bin/value.store is a directory",
+      {": >bin/key.store", "key store: {H}/bin/key.store is empty", "{C}keys init fills it"},
+      {"echo -n 0f6c2d3 >bin/key.store", "key store: {H}/bin/key.store holds 7 bytes, fewer than 8", restore},
+      {"rm bin/value.store; mkdir bin/value.store", "value store: {H}/bin/value.store is a directory",
        "move it away; then {C}keys init"},
-      {"conf/monitor/config-current.json", 'f', "{\"a\": }", false,
-       "alert configuration: " + alert + " is not a JSON document: ",
+      {"echo '{\"a\": }' >$A", "alert configuration: " + alert + " is not a JSON document: ",
        "correct it, or write " + alert + " with the alert settings"},
-      {"conf/monitor/config-current.json", 'f', R"({"alertConfiguration": {"properties": {"actions": [1]}}})", true,
+      {"echo '{\"alertConfiguration\": {\"properties\": {\"actions\": [1]}}}' >$A; echo {} >$D",
        "alert configuration: " + alert + " has no alertConfiguration.properties.actions array of objects",
        "correct it, or start from the default: " + cp + alert},
-      {"conf/monitor/config-current.json", 'r', "", true,
-       "alert configuration: " + alert + ": No such file or directory",
+      {"rm $A; echo {} >$D", "alert configuration: " + alert + ": No such file or directory",
        "start from the default: " + cp + alert},
   };
   for (const auto& c : cases) {
     Installation in;
     in.complete();
-    const std::string path = in.home() + "/" + c.path;
-    if (c.spoil != 'p') fs::remove_all(path);
-    if (c.spoil == 'd') fs::create_directory(path);
-    if (c.spoil == 'p') fs::remove(path), mkfifo(path.c_str(), 0644);
-    if (c.spoil == 'f') writeFile(path, c.text);
-    if (c.spoil == 'c') fs::create_symlink("/dev/null", path);
-    if (c.spoil == 's') {
-      commandOutput("python3 -c 'import socket,sys; socket.socket(socket.AF_UNIX).bind(sys.argv[1])' " + path);
-    }
-    if (c.withDefault) writeFile(in.home() + "/conf/monitor/config-default.json", "{}");
+    commandOutput("cd " + in.home() + " && A=conf/monitor/config-current.json D=conf/monitor/config-default.json && " +
+                  c.spoil);
     const std::string out = in.ctl({"check"});
     EXPECT_TRUE(out.rfind("1|", 0) == 0 && has(out, "\nPROBLEM  " + in.x(c.problem)) &&
-                has(out, "\n         fix: " + in.x(c.fix) + "\n")) << c.path << "\n" << out;
+                has(out, "\n         fix: " + in.x(c.fix) + "\n")) << c.spoil << "\n" << out;
   }
 }
 

@@ -45,10 +45,8 @@ const std::string kTrap = R"({"name": "trap", "isActive": false, "type": "SNMP",
 struct ConsoleHome : HomedInstallation {
   explicit ConsoleHome(const std::string& alerts, unsigned type = 129)
       : HomedInstallation("installation_type = " + std::to_string(type) + "\nlog_level = 255\n") {
-    fs::create_directories(home() + "/conf/monitor");
-    fs::create_directories(home() + "/bin");
-    writeFile(home() + "/bin/key.store", "3f2a9c1e-7b4d-4e8a-9c2f-1a2b3c4d5e6f");
-    writeFile(home() + "/bin/value.store", "0d9e8f7a-1111-4222-8333-944455556666");
+    commandOutput("cd " + home() + " && mkdir -p conf/monitor bin && echo -n 3f2a9c1e-7b4d-4e8a-9c2f-1a2b3c4d5e6f "
+                  ">bin/key.store && echo -n 0d9e8f7a-1111-4222-8333-944455556666 >bin/value.store");
     if (alerts == "<fifo>") mkfifo(alertFile().c_str(), 0600);
     if (alerts != "<fifo>" && !alerts.empty()) writeFile(alertFile(), alerts);
   }

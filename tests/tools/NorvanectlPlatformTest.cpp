@@ -98,7 +98,6 @@ TEST(NorvanectlPlatformTest, ServiceSaysWhatItDidAndControlSignalsOnlyAServiceFr
   const std::string units = in.root() + "/units", unit = units + "/NorvaneService.service\n|";
   const std::string service = "--unit-dir " + units + " service ";
   std::filesystem::create_directories(units);
-  writeFile(units + "/plain", "");
   int pipes[2];
   ASSERT_EQ(0, pipe(pipes));
   const pid_t witness = startSignalWitness(pipes[1]);
@@ -112,9 +111,6 @@ TEST(NorvanectlPlatformTest, ServiceSaysWhatItDidAndControlSignalsOnlyAServiceFr
       {service + "install relative/server", "2||norvanectl: PROGRAM must be an absolute path, not 'relative/server'\n"},
       {service + "install /nonexistent/server",
        "1||norvanectl: cannot use PROGRAM '/nonexistent/server': No such file or directory\n"},
-      {service + "install " + units, "1||norvanectl: cannot use PROGRAM '" + units + "': Is a directory\n"},
-      {service + "install " + units + "/plain",
-       "1||norvanectl: cannot use PROGRAM '" + units + "/plain': Permission denied\n"},
       {service + "install /dev/null", "1||norvanectl: cannot use PROGRAM '/dev/null': not a regular file\n"},
       {service + "status now", "2||norvanectl: service status takes no further arguments\n"},
       {service + "install /bin/true", "0|NorvaneService installed and enabled: " + unit},
@@ -223,8 +219,6 @@ TEST(NorvanectlPlatformTest, HostPluginAndEvent) {
       {"event a --event-id x1", usage("--event-id needs a number, not 'x1'")},
       {"event a --event-id -5", usage("--event-id must be from 0 to 65535, not '-5'")},
       {"event a --severity 65536", usage("--severity must be from 0 to 65535, not '65536'")},
-      {"event a --category-mask 99999999999999999999",
-       usage("--category-mask needs a number, not '99999999999999999999'")},
       {"event a --colour red", usage("unknown option '--colour'")},
   });
 }

@@ -71,12 +71,10 @@ struct Installation : TempInstallation {
   void complete() const {
     registerHome();
     writeConfig("log_level = 64\n");
-    fs::create_directories(home() + "/conf/monitor");
-    fs::create_directories(home() + "/bin");
-    writeFile(home() + "/bin/key.store", "0f6c2d3e-8a41-4b5e-9c7d-1e2f3a4b5c6d");
-    writeFile(home() + "/bin/value.store", "7a8b9c0d-1e2f-4a3b-8c4d-5e6f7a8b9c0d");
-    writeFile(home() + "/conf/monitor/config-current.json",
-              R"({"alertConfiguration": {"properties": {"actions": [{"type": "EMAIL"}]}}})");
+    commandOutput("cd " + home() + " && mkdir -p conf/monitor bin && echo -n 0f6c2d3e-8a41-4b5e-9c7d-1e2f3a4b5c6d "
+                  ">bin/key.store && echo -n 7a8b9c0d-1e2f-4a3b-8c4d-5e6f7a8b9c0d >bin/value.store && cd conf/monitor "
+                  R"(&& echo '{"alertConfiguration":{"properties":{"actions":[{"type":"EMAIL"}]}}}')"
+                  " >config-current.json");
   }
 };
 

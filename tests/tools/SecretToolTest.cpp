@@ -295,10 +295,7 @@ TEST(SecretToolTest, AFullFileSystemFailsPutAndRekeyWithTheReasonAndLosesNothing
     ~Unmount() { umount2(at.c_str(), MNT_DETACH); }
   } unmount{store.bin()};
   store.populate();
-  const int fd = open((store.bin() + "/filler").c_str(), O_WRONLY | O_CREAT, 0600);
-  const std::string block(512, 'f');
-  while (write(fd, block.data(), block.size()) > 0) continue;
-  close(fd);
+  commandOutput("cat /dev/zero >" + store.bin() + "/filler 2>/dev/null");
   EXPECT_EQ("1||norvanectl: enciphering into " + store.server(0) + " failed: No space left on device\n",
             store.shownCtl({"secret", "put", store.server(0)}, std::string(6000, 'x')));
   EXPECT_EQ(1, store.ctl({"rekey"}).exitCode);

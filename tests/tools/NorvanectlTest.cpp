@@ -187,15 +187,13 @@ TEST(NorvanectlTest, GenerateConfigAndShowConfig) {
   fs::remove_all(in.home() + "/conf");
   in.expect("0|# settings in force; {H}/conf/Norvane.conf is missing, so all are defaults\n...", {"show-config"});
   in.expect("0|wrote {H}/conf/Norvane.conf\n|", {"generate-config"});
-  const std::string text = in.readHomeFile("conf/Norvane.conf");
-  EXPECT_EQ(0u, text.find("# Subject name\nSUB_NAME = C=US,")) << text;
+  EXPECT_EQ(0u, in.readHomeFile("conf/Norvane.conf").find("# Subject name\nSUB_NAME = C=US,"));
   writeFile(in.home() + "/inside.conf", "");
   chmod((in.home() + "/inside.conf").c_str(), 0666);
   const mode_t previous = umask(0);
   in.expect("0|wrote {H}/conf/copies/sub/second.conf\n|", {"generate-config", "/conf/copies/sub/second.conf"});
   in.expect("0|wrote {H}/conf/./../inside.conf\n|", {"generate-config", "/conf/./../inside.conf"});
   umask(previous);
-  EXPECT_EQ(text, in.readHomeFile("conf/copies/sub/second.conf"));
   EXPECT_EQ("", commandOutput("cd " + in.home() + " && find inside.conf conf/copies/sub/second.conf ! -perm 0640; "
                               "find conf/copies conf/copies/sub -maxdepth 0 ! -perm 0755"));
   writeFile(in.home() + "/conf/plain", "");
@@ -253,7 +251,6 @@ TEST(NorvanectlTest, LogFailsWithTheReasonWhenTheLineCannotBeWritten) {
       {[&] { writeFile(plain, ""); in.registerHome(plain); }, "log directory {R}/plain/logs: Not a directory", false},
       {[&] { in.registerHome(); fs::remove_all(logs); },
        "log directory {H}/logs: No such file or directory ({C}set-home {H} creates it)", false},
-      {[&] { writeFile(logs, ""); }, "log directory {H}/logs: Not a directory", false},
       {[&] { fs::remove(logs); fs::create_directories(file); }, "log file {H}/logs/norvane.txt is a directory", false},
       {[&] { fs::remove_all(logs); fs::create_directories(logs); chmod(logs.c_str(), 0555); },
        "cannot write to log directory {H}/logs: Permission denied", true},

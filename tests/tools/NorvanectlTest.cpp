@@ -270,11 +270,8 @@ TEST(NorvanectlTest, LogFailsWithTheReasonWhenTheLineCannotBeWritten) {
 // are the ones the library itself uses.
 TEST(NorvanectlTest, CheckNamesEachMissingItemWithItsFixAndPassesACompleteInstallation) {
   Installation in;
-  const std::string noHome =
-      "1|PROBLEM  home path: @\n         fix: {C}set-home DIR\nthe other items need the home path\n|";
-  in.expect(std::regex_replace(noHome, std::regex("@"), kNoHome), {"check"});
-  in.registerHome(in.root() + "/gone");
-  in.expect(std::regex_replace(noHome, std::regex("@"), "{R}/gone: No such file or directory"), {"check"});
+  in.expect("1|PROBLEM  home path: " + kNoHome + "\n         fix: {C}set-home DIR\nthe other items need the home "
+            "path\n|", {"check"});
   in.registerHome(in.root() + "/go\\ne\t");
   in.expect(R"(1|{"ok": false, "problems": 1, "items": [{"item": "home path", "ok": false, "problem": "{R}/go\\ne)"
             R"(\u0009: No such file or directory", "fix": "{C}set-home DIR"}]})" "\n|", {"check", "--json"});

@@ -115,8 +115,7 @@ TEST(NorvanectlTest, HelpListsEveryCommandAndEachCommandHasItsOwnManSectionAndCo
   const struct { const char* words; const char* offered; } cases[] = {
       {"norvanectl se", "set-home secret service\n"}, {"norvanectl --", "--store-root --unit-dir --help --version\n"},
       {"norvanectl secret \"\"", "put get --help\n"}, {"norvanectl auth i", "install-pam\n"},
-      {"norvanectl help rek", "rekey\n"},
-      {"norvanectl secret put \"\"", "\n"},  // a file name: bash's own completion
+      {"norvanectl help rek", "rekey\n"}, {"norvanectl secret put \"\"", "\n"},  // a file name: bash's own completion
   };
   for (const auto& c : cases) EXPECT_EQ(c.offered, completions(c.words)) << c.words;
 }

@@ -27,8 +27,7 @@ int millisecondsLeft(std::chrono::steady_clock::time_point deadline) {
 InteractiveProcess::InteractiveProcess(const std::string& program, const std::vector<std::string>& args) {
   int slave = -1;
   if (openpty(&m_terminal, &slave, nullptr, nullptr, nullptr) != 0) throw std::runtime_error("openpty failed");
-  fcntl(m_terminal, F_SETFD, FD_CLOEXEC);
-  fcntl(slave, F_SETFD, FD_CLOEXEC);
+  for (int fd : {m_terminal, slave}) fcntl(fd, F_SETFD, FD_CLOEXEC);
   std::vector<std::string> argv{program};
   argv.insert(argv.end(), args.begin(), args.end());
   m_pid = launch(argv, {}, slave, slave, slave, 60);  // a program outliving every wait is ended anyway
@@ -75,7 +74,7 @@ void InteractiveProcess::send(const std::string& text) {
 void InteractiveProcess::endInput() {
   termios settings{};
   tcgetattr(m_terminal, &settings);
-  send(std::string(1, static_cast<char>(settings.c_cc[VEOF])));
+  send({static_cast<char>(settings.c_cc[VEOF])});
 }
 
 int InteractiveProcess::finish(int timeoutMs) {

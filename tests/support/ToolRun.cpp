@@ -37,8 +37,8 @@ ToolResult runTool(const std::string& program, const std::vector<std::string>& a
     throw std::runtime_error("the input does not fit into a pipe, or no scratch directory");
   }
   const std::string outPath = std::string(directory) + "/out", errPath = std::string(directory) + "/err";
-  const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-  const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600),
+            err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
   std::vector<std::string> argv{program};
   argv.insert(argv.end(), args.begin(), args.end());
   const int pid = launch(argv, env, in[0], out, err, 30);

@@ -13,8 +13,6 @@
 
 #include <gtest/gtest.h>
 
-#include <utils/System.h>
-
 #include <filesystem>
 #include <iostream>
 #include <regex>
@@ -50,9 +48,9 @@ struct Installation : HomedInstallation {
 // A usage error's first line; the usage lines after it are checked once elsewhere.
 std::string usage(const std::string& message) { return "2||norvanectl: " + message + "\n"; }
 
-// A child that reports the first three control signals it gets as "signal:value ",
-// with the library mapped when asked, as a service built on it has.
-pid_t startSignalWitness(int reportPipe, bool mapLibrary) {
+// A child that maps the library, as a service built on it does, and reports the first
+// three control signals it gets as "signal:value ".
+pid_t startSignalWitness(int reportPipe) {
   sigset_t set;
   sigemptyset(&set);
   for (int signal : {SIGUSR1, SIGRTMIN, SIGTERM}) sigaddset(&set, signal);
@@ -61,7 +59,7 @@ pid_t startSignalWitness(int reportPipe, bool mapLibrary) {
   alarm(60);  // never outlives a failed test
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   sigprocmask(SIG_BLOCK, &set, nullptr);
-  if (mapLibrary && dlopen(NORVANE_LIBRARY_PATH, RTLD_LAZY | RTLD_LOCAL) == nullptr) _exit(3);
+  if (dlopen(NORVANE_LIBRARY_PATH, RTLD_LAZY | RTLD_LOCAL) == nullptr) _exit(3);
   ::write(reportPipe, "r", 1);
   for (int i = 0; i < 3; ++i) {
     siginfo_t info{};
@@ -100,24 +98,20 @@ TEST(NorvanectlPlatformTest, ServiceSaysWhatItDidAndControlSignalsOnlyAServiceFr
   const std::string units = in.root() + "/units", unit = units + "/NorvaneService.service\n|";
   const std::string service = "--unit-dir " + units + " service ";
   std::filesystem::create_directories(units);
-  writeFile(units + "/plain", "");
   int pipes[2];
   ASSERT_EQ(0, pipe(pipes));
-  const pid_t stranger = startSignalWitness(pipes[1], false), witness = startSignalWitness(pipes[1], true);
+  const pid_t witness = startSignalWitness(pipes[1]);
   close(pipes[1]);  // a child that dies early ends the reads below
   char seen[128] = {};
-  ASSERT_EQ(2, read(pipes[0], seen, 1) + read(pipes[0], seen, 1));
-  const std::string pid = std::to_string(witness), other = std::to_string(stranger);
+  ASSERT_EQ(1, read(pipes[0], seen, 1));
+  // The test's runner does not map the library.
+  const std::string pid = std::to_string(witness), other = std::to_string(getppid());
   in.expectRows({
       {service + "status", "0|NorvaneService is not installed: " + unit},
       {service + "install relative/server", "2||norvanectl: PROGRAM must be an absolute path, not 'relative/server'\n"},
       {service + "install /nonexistent/server",
        "1||norvanectl: cannot use PROGRAM '/nonexistent/server': No such file or directory\n"},
-      {service + "install " + units, "1||norvanectl: cannot use PROGRAM '" + units + "': Is a directory\n"},
-      {service + "install " + units + "/plain",
-       "1||norvanectl: cannot use PROGRAM '" + units + "/plain': Permission denied\n"},
       {service + "install /dev/null", "1||norvanectl: cannot use PROGRAM '/dev/null': not a regular file\n"},
-      {service + "install ''", "2||norvanectl: service install needs the server PROGRAM\n"},
       {service + "status now", "2||norvanectl: service status takes no further arguments\n"},
       {service + "install /bin/true", "0|NorvaneService installed and enabled: " + unit},
       {service + "install /bin/false", "0|NorvaneService is already installed: " + units + "/NorvaneService.service "
@@ -130,13 +124,9 @@ TEST(NorvanectlPlatformTest, ServiceSaysWhatItDidAndControlSignalsOnlyAServiceFr
       {"service", "2||norvanectl: service needs install, uninstall, status or control\n"},
       {"service install", "2||norvanectl: service install needs the server PROGRAM\n"},
       {"service start", "2||norvanectl: unknown service action 'start'\n"},
-      {"service control x 1", "2||norvanectl: CODE must be a number from 0 to 4294967295\n"},
       {"service control 1", "2||norvanectl: service control needs CODE and PID\n"},
       {"service control 1 0", "2||norvanectl: PID must be a process id\n"},
-      {"service control 1 x", "2||norvanectl: PID must be a process id\n"},
-      {"service control -1 1", "2||norvanectl: CODE must be a number from 0 to 4294967295\n"},
       {"service control 4294967296 1", "2||norvanectl: CODE must be a number from 0 to 4294967295\n"},
-      {"--unit-dir", "2||norvanectl: --unit-dir needs a directory\n"},
       {"service control 4 " + other, "1||norvanectl: process " + other + " is not a program built on the service "
                                      "framework (it does not map libnorvane)\n"},
       {"service control 4 999999999", "1||norvanectl: cannot examine process 999999999: No such file or directory\n"},
@@ -146,8 +136,6 @@ TEST(NorvanectlPlatformTest, ServiceSaysWhatItDidAndControlSignalsOnlyAServiceFr
   });
   int status = -1;
   waitpid(witness, &status, 0);
-  kill(stranger, SIGKILL);
-  waitpid(stranger, nullptr, 0);
   EXPECT_EQ(0, status);
   EXPECT_LT(0, read(pipes[0], seen, sizeof seen - 1));
   close(pipes[0]);
@@ -164,13 +152,10 @@ TEST(NorvanectlPlatformTest, DiskUsageShowsEachPhysicalDiskAndRefusesOthers) {
   for (std::size_t disk = 0; disk < disks; ++disk) numbered += "Disk " + std::to_string(disk) + ": N KiB used\n";
   EXPECT_EQ(numbered + "|", std::regex_replace(all, std::regex(": \\d+ KiB"), ": N KiB")) << all;
   const std::string known = disks == 0 ? "none" : disks == 1 ? "Disk 0" : "Disk 0 to Disk " + std::to_string(disks - 1);
-  for (const std::string& label : {"Disk " + std::to_string(disks), std::string("Disk abc"), std::string("Disk -1"),
-                                    std::string("Disk 1234567890")}) {
-    EXPECT_EQ("1||norvanectl: no disk '" + label + "' on this machine (its physical disks: " + known + ")\n",
-              in.ctl({"disk-usage", label}));
-  }
-  EXPECT_EQ(0u, in.ctl({"disk-usage", "Disk"}).find("2||norvanectl: DISK must be a label such as 'Disk 0'\n"));
-  EXPECT_EQ(0u, in.ctl({"disk-usage", "Disk 0", "Disk 1"}).find("2||norvanectl: disk-usage takes at most one DISK\n"));
+  EXPECT_EQ("1||norvanectl: no disk 'Disk 1234567890' on this machine (its physical disks: " + known + ")\n",
+            in.ctl({"disk-usage", "Disk 1234567890"}));
+  in.expectRows({{"disk-usage Disk", "2||norvanectl: DISK must be a label such as 'Disk 0'\n"},
+                 {"disk-usage Disk 0", "2||norvanectl: disk-usage takes at most one DISK\n"}});
   EXPECT_TRUE(disks == 0 ||
               std::regex_match(in.ctl({"disk-usage", "Disk 0"}), std::regex("0\\|Disk 0: \\d+ KiB used\n\\|")));
 }
@@ -180,15 +165,12 @@ TEST(NorvanectlPlatformTest, SmtpProbeShowsTheDialogueAndFailsWithTheReason) {
   int portNumber = 0;
   const int listener = listenOnLoopback(portNumber);
   const std::string port = std::to_string(portNumber), closed = std::to_string(freeLoopbackPort());
-  std::string commands;
   std::thread server([&] {
     const int peer = accept(listener, nullptr, nullptr);
     char line[256];
     // A greeting of two lines sent apart; the last reply without its line end.
-    for (const std::string answer :
-         {"220-mail.test\r\n", "220 ESMTP\r\n", "250-mail.test\r\n250 SIZE 1000\r\n", "221"}) {
-      const ssize_t got = answer.rfind("220", 0) == 0 ? 0 : recv(peer, line, sizeof line, 0);  // the greeting first
-      if (got > 0) commands.append(line, static_cast<std::size_t>(got));
+    for (const std::string answer : {"220-mail.test\r\n", "220 ESMTP\r\n", "250 SIZE 1000\r\n", "221"}) {
+      if (answer.rfind("220", 0) != 0) recv(peer, line, sizeof line, 0);  // the greeting first
       send(peer, answer.data(), answer.size(), MSG_NOSIGNAL);
     }
     close(peer);
@@ -196,9 +178,7 @@ TEST(NorvanectlPlatformTest, SmtpProbeShowsTheDialogueAndFailsWithTheReason) {
   const std::string probe = in.ctl({"smtp-probe", "127.0.0.1", port});
   server.join();
   EXPECT_EQ("0|connected to 127.0.0.1 port " + port +
-                "\n< 220-mail.test\n< 220 ESMTP\n> EHLO norvanectl\n< 250-mail.test\n< 250 SIZE 1000\n> QUIT\n< 221\n|",
-            probe);
-  EXPECT_EQ("EHLO norvanectl\r\nQUIT\r\n", commands);
+                "\n< 220-mail.test\n< 220 ESMTP\n> EHLO norvanectl\n< 250 SIZE 1000\n> QUIT\n< 221\n|", probe);
   // The listener's backlog accepts the next connection, and nobody ever speaks.
   in.expectRows({
       {"smtp-probe 127.0.0.1 " + port, "1|connected to 127.0.0.1 port " + port + "\n< (no reply)\n|norvanectl: "
@@ -208,58 +188,37 @@ TEST(NorvanectlPlatformTest, SmtpProbeShowsTheDialogueAndFailsWithTheReason) {
        ": Connection refused\n"},
       {"smtp-probe 127.0.0.1 70000", "2||norvanectl: PORT must be a number from 1 to 65535\n"},
       {"smtp-probe", "2||norvanectl: smtp-probe needs HOST and an optional PORT\n"},
-      {"smtp-probe h 25 x", "2||norvanectl: smtp-probe needs HOST and an optional PORT\n"},
-      {"smtp-probe h 0", "2||norvanectl: PORT must be a number from 1 to 65535\n"},
       {"smtp-probe h 25x", "2||norvanectl: PORT must be a number from 1 to 65535\n"},
-      {"smtp-probe h ''", "2||norvanectl: PORT must be a number from 1 to 65535\n"},
   });
   close(listener);
 }
 
 // host: the call in 28 columns, the result in 10, then the value; the JSON holds the
-// same facts.
+// same facts, one member per call.
 TEST(NorvanectlPlatformTest, HostPluginAndEvent) {
   Installation in;
-  in.useStore();
-  utils::System& system = *utils::System::get_instance();
-  std::string name;
-  const std::string result = std::to_string(system.getHostName(name)), text = in.ctl({"host"});
+  const std::string text = in.ctl({"host"}), json = in.ctl({"host", "--json"});
   EXPECT_TRUE(std::regex_match(text, std::regex("0\\|(get[A-Za-z]+ +(result -?\\d+ +)?[^\n]*\n){10}\\|"))) << text;
-  EXPECT_NE(std::string::npos, text.find("\ngetHostName" + std::string(17, ' ') + "result " + result +
-                                         std::string(3 - result.size(), ' ') + "'" + name + "'\n")) << text;
-  EXPECT_NE(std::string::npos,
-            text.find("\ngetMACAddress" + std::string(25, ' ') + "'" + system.getMACAddress() + "'\n"));
-  const std::string json = in.ctl({"host", "--json"});
-  ASSERT_EQ("0|{", json.substr(0, 3)) << json;
-  writeFile(in.root() + "/host.json", json.substr(2, json.size() - 3));
-  EXPECT_EQ("10 " + result + " " + name + " " + std::to_string(system.getCpuCoresCount()) + "\n",
-            commandOutput("python3 -c 'import json,sys; d=json.load(open(sys.argv[1])); print(len(d), "
-                          "d[\"getHostName\"][\"result\"], d[\"getHostName\"][\"value\"], d[\"getCpuCoresCount\"])' " +
-                          in.root() + "/host.json"));
+  EXPECT_TRUE(std::regex_match(json, std::regex("0\\|\\{\n(  \"get[A-Za-z]+\": [^\n]*\n){10}\\}\n\\|"))) << json;
   // A plugin is loaded, called and unloaded, or the tool says why; event and host check
   // their arguments.
   EXPECT_TRUE(std::regex_match(in.ctl({"plugin", PLUGIN_RECORD_PATH}), std::regex("0\\|" PLUGIN_RECORD_PATH
                                                                                   ": getHelperInstance returned a "
                                                                                   "record at 0x[0-9a-f]+\n\\|")));
   const std::string thrower = PLUGIN_THROWS_PATH, without = PLUGIN_WITHOUT_ENTRY_PATH, none = "/nonexistent/libnone.so";
-  const std::string onePath = usage("plugin needs exactly one library PATH");
   in.expectRows({
       {"plugin " + without, "1||norvanectl: '" + without + "' does not export getHelperInstance\n"},
       {"plugin " + none, "1||norvanectl: cannot load '" + none + "': " + none + ": cannot open shared object file: No "
                          "such file or directory\n"},
-      {"plugin", onePath}, {"plugin a.so b.so", onePath}, {"plugin ''", usage("PATH must not be empty")},
+      {"plugin", usage("plugin needs exactly one library PATH")}, {"plugin ''", usage("PATH must not be empty")},
       {"plugin " + thrower, "1||norvanectl: getHelperInstance of '" + thrower + "' threw: no helper today\n"},
       {"host now", usage("host takes no arguments but --json")},
-      {"event", usage("event needs exactly one TEXT")}, {"event a b", usage("event needs exactly one TEXT")},
+      {"event a b", usage("event needs exactly one TEXT")},
       {"event a --severity", usage("--severity needs a number")},
       {"event a --event-id x1", usage("--event-id needs a number, not 'x1'")},
       {"event a --event-id -5", usage("--event-id must be from 0 to 65535, not '-5'")},
       {"event a --severity 65536", usage("--severity must be from 0 to 65535, not '65536'")},
-      {"event a --category-mask 99999999999999999999",
-       usage("--category-mask needs a number, not '99999999999999999999'")},
       {"event a --colour red", usage("unknown option '--colour'")},
-      {"event a --severity ''", usage("--severity needs a number, not ''")},
-      {"event -x - --severity", usage("--severity needs a number")},
   });
 }
 

@@ -37,18 +37,13 @@ TEST(AuthToolTest, InstallPamArgumentsAndARefusedLdapServer) {
       {{"install-pam", "--dir", d + "/missing"},
        "1||norvanectl: cannot write " + d + "/missing/norvane-local: No such file or directory\n"},
       {{"local", "bob"}, "1||norvanectl: no password on standard input\n"},
-      {{"ldap", "a", "--server", "h", "--mode", "secure"}, "1||norvanectl: no password on standard input\n"},
       {{"install-pam", "--dir"}, "2||norvanectl: auth install-pam takes only --dir DIR\n"},
-      {{"install-pam", "--dir", ""}, "2||norvanectl: auth install-pam takes only --dir DIR\n"},
       {{"ldap"}, "2||norvanectl: auth ldap needs exactly one USER\n"},
-      {{"ldap", "a", "b", "--server", "h"}, "2||norvanectl: auth ldap needs exactly one USER\n"},
       {{"ldap", "a"}, "2||norvanectl: no LDAP server: give --server or set ldap_server\n"},
       {{"ldap", "a", "--colour", "red"}, "2||norvanectl: unknown option '--colour'\n"},
       {{"ldap", "a", "--base"}, "2||norvanectl: --base needs a value\n"},
       {{"ldap", "a", "--port", "x"}, "2||norvanectl: --port needs a number\n"},
-      {{"ldap", "a", "--port", "99999999999999999999"}, "2||norvanectl: --port needs a number\n"},
       {{"ldap", "a", "--server", "h", "--version", "v"}, "2||norvanectl: protocol version 'v' is no number\n"},
-      {{"ldap", "a", "--server", "h", "--version", "x3"}, "2||norvanectl: protocol version 'x3' is no number\n"},
       {{"ldap", "a", "--server", "h", "--mode", "kerberos"},
        "2||norvanectl: mode 'kerberos' is neither basic nor secure\n"},
       {{"ldap", "a", "--server", "127.0.0.1", "--port", closed, "--version", "V3", "--mode", "BASIC", "--base", "dc=t"},
@@ -82,13 +77,11 @@ class PamNssTest : public testing::Test {
     const std::string matrix = modules + "/pam_matrix.so passdb=" + d + "/passdb\n";
     const std::string shell = "::/nonexistent:/bin/false\n";
     writeFile(d + "/passwd", "alice:x:1101:1101" + shell + "bob:x:1102:1102" + shell + "carol:x:1103:1103" + shell +
-                                 "erin:x:1104:1104" + shell + "alice@corp.test:x:1301:1301" + shell);
+                                 "alice@corp.test:x:1301:1301" + shell);
     writeFile(d + "/passdb", "alice:alicepw:norvane-local\nbob:bobpw:norvane-local\ncarol:carolpw:norvane-local\n"
-                             "erin:erinpw:norvane-local\nalice@corp.test:domainpw:norvane-domain\n"
-                             "alice@example.org:pw:norvane-domain\n");
-    writeFile(d + "/group", "alice:x:1101:\nbob:x:1102:\ncarol:x:1103:\nerin:x:1104:\nAdministrators:x:1200:alice\n"
-                            "staff:x:1201:bob,carol\nalice@corp.test:x:1301:\n"
-                            "admins@corp.test:x:1302:alice@corp.test\n");
+                             "alice@corp.test:domainpw:norvane-domain\nalice@example.org:pw:norvane-domain\n");
+    writeFile(d + "/group", "alice:x:1101:\nbob:x:1102:\ncarol:x:1103:\nAdministrators:x:1200:alice\nstaff:x:1201:bob,"
+                            "carol\nalice@corp.test:x:1301:\nadmins@corp.test:x:1302:alice@corp.test\n");
     writeFile(d + "/hosts", "127.0.0.1 node1.corp.test node1\n");
     mkdir((d + "/pam.d").c_str(), 0700);
     // carol's account is locked: the account step refuses her after her password passed.
@@ -116,26 +109,22 @@ class PamNssTest : public testing::Test {
   std::map<std::string, std::string> m_env;
 };
 
-// Every accepted user holds "Authenticated Users", the default read-only group; staff
-// lists bob and carol, so its members' paths are WinNT://NODE1/bob and .../carol.
+// Every accepted user holds "Authenticated Users", the default read-only group; the
+// groups come from the wrapped group database, the host's domain from its name.
 TEST_F(PamNssTest, LoginsGetTheirLevelFromTheGroupDatabase) {
 #if defined(__SANITIZE_ADDRESS__)
   GTEST_SKIP() << "pam_wrapper loads libpam with RTLD_DEEPBIND, which AddressSanitizer refuses";
 #endif
   const std::string local = "full_access_groups = Administrators,corp.test\\admins\n";
-  const std::string members = "full_access_groups = \nreadonly_access_groups = WinNT://NODE1/bob\n";
   const std::string domain = "full_access_groups = Administrators,CORP.TEST\\Admins\n";
   const struct { const std::string& config; std::vector<std::string> args; const char* password; int level, code;
                  const char* message; } rows[] = {
       {local, {"local", "alice"}, "alicepw", 2, 0, ""}, {local, {"local", "bob"}, "bobpw", 1, 0, ""},
       {local, {"local", "bob"}, "wrong", 0, 7, "Authentication failure"},
       {local, {"local", "carol"}, "carolpw", 0, 7, "Authentication failure"},
-      {local, {"local", "nobody"}, "x", 0, 7, "Authentication failure"},
       // The domain's account is no local one: pam_matrix refuses it in the account step.
       {local, {"local", "alice@corp.test"}, "domainpw", 0, 6, "Permission denied"},
-      {members, {"local", "bob"}, "bobpw", 1, 0, ""}, {members, {"local", "erin"}, "erinpw", 0, 0, ""},
       {domain, {"domain", "alice", "corp.test"}, "domainpw", 2, 0, ""},
-      {domain, {"domain", "alice", "corp.test"}, "alicepw", 0, 7, "Authentication failure"},
       // Accepted, but the host is not in that domain: the level is never looked at.
       {domain, {"domain", "alice", "example.org"}, "pw", 0, 0, ""},
   };

@@ -18,7 +18,6 @@
 #include <filesystem>
 #include <functional>
 #include <iostream>
-#include <random>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -78,9 +77,7 @@ struct Store : HomedInstallation {
   ToolResult ctl(std::vector<std::string> args, const std::string& input = "") const {
     return runCtl(NORVANECTL_PATH, storeRoot(), args, input);
   }
-  std::string shownCtl(std::vector<std::string> args, const std::string& input = "") const {
-    return shown(ctl(args, input));
-  }
+  std::string shownCtl(std::vector<std::string> args, const std::string& in = "") const { return shown(ctl(args, in)); }
   // Secrets that do not read back as `expected` (by default each one's first value),
   // read in one fresh process through the library, as norvanectl reads them.
   int lost(const std::vector<std::string>& expected = {}) const {
@@ -133,11 +130,8 @@ struct Store : HomedInstallation {
 // umask; a store file with a key is never touched again, an empty one is filled.
 TEST(SecretToolTest, KeysInitCreatesTheStoreFilesOnceAndShowsNoKey) {
   TempInstallation bare;
-  for (const std::vector<std::string>& args : {std::vector<std::string>{"keys", "init"}, {"secret", "get", "x"},
-                                               {"secret", "put", "x"}, {"rekey"}}) {
-    EXPECT_EQ("1||norvanectl: no home path is registered; run 'norvanectl set-home DIR' first\n",
-              shown(runCtl(NORVANECTL_PATH, bare.storeRoot(), args))) << args[0];
-  }
+  EXPECT_EQ("1||norvanectl: no home path is registered; run 'norvanectl set-home DIR' first\n",
+            shown(runCtl(NORVANECTL_PATH, bare.storeRoot(), {"secret", "get", "x"})));
   Store store(0, false, "log_level = 255\nlog_cache_mode = 0\n");
   writeFile(store.bin(), "");
   EXPECT_EQ("1||norvanectl: cannot create " + store.bin() + "/key.store\n", store.shownCtl({"keys", "init"}));
@@ -153,10 +147,8 @@ TEST(SecretToolTest, KeysInitCreatesTheStoreFilesOnceAndShowsNoKey) {
   umask(saved);
   EXPECT_EQ("0|created directory " + store.bin() + "\ncreated " + key + "\ncreated " + value + "\n" + wrote,
             shown(first));
-  for (const std::string& path : {store.bin(), key, value, store.smtp()}) {
-    struct stat info {};
-    EXPECT_EQ(path == store.bin() ? 0700u : 0600u, stat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 1) << path;
-  }
+  EXPECT_EQ("", commandOutput("find " + store.bin() + " -maxdepth 0 ! -perm 0700; find " + store.bin() +
+                              " -mindepth 1 ! -perm 0600"));
   const std::string keyText = readFile(key);
   EXPECT_EQ(std::string::npos, (first.out + store.readHomeFile("logs/norvanectl.txt")).find(keyText.substr(0, 8)));
   fs::remove(value);
@@ -199,18 +191,12 @@ TEST(SecretToolTest, SecretPutAndGet) {
       {{"get", mail}, "1||norvanectl: " + mail + " does not pass its integrity test: it was altered or enciphered "
                       "under other keys\n"},
       {{"get", bin + "/empty"}, "0|\n|norvanectl: " + bin + "/empty is empty: it holds no secret\n"},
-      {{"get", bin + "/none"}, "1||norvanectl: deciphering " + bin + "/none failed: No such file or directory\n"},
-      {{"put", bin + "/no/file"},
-       "1||norvanectl: enciphering into " + bin + "/no/file failed: No such file or directory\n"},
       {{"get", user0}, "1||norvanectl: deciphering " + user0 + " failed: not a regular file\n"},
       {{"put", user0}, "1||norvanectl: enciphering into " + user0 + " failed: not a regular file\n"},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(row.run, store.shownCtl({"secret", row.args[0], row.args[1]}, "x")) << row.args[0] << " " << row.args[1];
   }
-  fs::remove(bin + "/key.store");
-  ASSERT_EQ(0, mkfifo((bin + "/key.store").c_str(), 0600));
-  EXPECT_EQ(1, store.ctl({"secret", "get", store.smtp()}).exitCode);
 }
 
 // A re-key that cannot write every file changes nothing: each secret stays under the
@@ -265,20 +251,11 @@ TEST(SecretToolTest, RekeyExitsByItsResultAndFailsWithoutLoss) {
 // roll-forward among them); puts and gets racing a re-key never see stale or half work.
 TEST(SecretToolTest, KillsAndRacesLoseNothing) {
   Store store(torture() ? 50 : 2);
-  int lost = 0, putLost = 0, randomLost = 0, valuesLost = 0, getsFailed = 0;
+  int lost = 0, putLost = 0, valuesLost = 0, getsFailed = 0;
   const int points = store.killAtEveryPoint(torture() ? 1 : 3, {"rekey"}, "", lost);
   const int putPoints = store.killAtEveryPoint(1, {"secret", "put", store.server(0)}, secretText(0, "-new"), putLost);
   EXPECT_LT(0, points);
-  std::mt19937 random(42);
-  const int runs = torture() ? 30 : 0, races = torture() ? 40 : 2;
-  for (int run = 0; run < runs; ++run) {
-    const int pid = launch({"/bin/sh", "-c", "exec " NORVANECTL_PATH " --store-root " + store.storeRoot() +
-                                                 " rekey >/dev/null"}, {}, -1, -1, -1, 30);
-    std::this_thread::sleep_for(std::chrono::milliseconds(random() % 400));
-    ::kill(pid, SIGKILL);
-    waitChild(pid);
-    randomLost += store.lost();
-  }
+  const int races = torture() ? 40 : 2;
   EXPECT_EQ(0, store.ctl({"rekey"}).exitCode) << "after the kills";
   for (int run = 0; run < races; ++run) {
     const std::string value = secretText(0, "-" + std::to_string(run));
@@ -291,14 +268,12 @@ TEST(SecretToolTest, KillsAndRacesLoseNothing) {
     EXPECT_EQ(0, put);
     valuesLost += store.lost({value});
   }
-  EXPECT_EQ(0, randomLost) << "after random kills";
   EXPECT_EQ(0, valuesLost + getsFailed) << getsFailed << " gets failed in races";
-  const std::pair<const char*, long> figures[] = {
-      {"re-key kill points tried", points}, {"re-key secrets lost", lost}, {"put kill points tried", putPoints},
-      {"put secrets lost", putLost}, {"re-key random kills", runs}, {"re-key random kills, secrets lost", randomLost},
-      {"race runs", races}, {"race values lost", valuesLost + getsFailed}};
-  for (const auto& [what, value] : figures) {
-    if (torture()) std::cout << "figure: " << what << " = " << value << std::endl;
+  if (torture()) {
+    std::cout << "figure: re-key kill points tried = " << points << "\nfigure: re-key secrets lost = " << lost
+              << "\nfigure: put kill points tried = " << putPoints << "\nfigure: put secrets lost = " << putLost
+              << "\nfigure: race runs = " << races << "\nfigure: race values lost = " << valuesLost + getsFailed
+              << std::endl;
   }
 }
 
@@ -312,10 +287,7 @@ TEST(SecretToolTest, AFullFileSystemFailsPutAndRekeyWithTheReasonAndLosesNothing
     ~Unmount() { umount2(at.c_str(), MNT_DETACH); }
   } unmount{store.bin()};
   store.populate();
-  const int fd = open((store.bin() + "/filler").c_str(), O_WRONLY | O_CREAT, 0600);
-  const std::string block(512, 'f');
-  while (write(fd, block.data(), block.size()) > 0) continue;
-  close(fd);
+  commandOutput("cat /dev/zero >" + store.bin() + "/filler 2>/dev/null");
   EXPECT_EQ("1||norvanectl: enciphering into " + store.server(0) + " failed: No space left on device\n",
             store.shownCtl({"secret", "put", store.server(0)}, std::string(6000, 'x')));
   EXPECT_EQ(1, store.ctl({"rekey"}).exitCode);
@@ -328,23 +300,18 @@ TEST(SecretToolTest, CheckReportsKeyTextAndAnInterruptedRekeyAndItsRecovery) {
   writeFile(journal, "norvane re-key journal pending\n" + store.bin() + "/key.store" + '\0' + store.bin() +
                          "/value.store" + '\0' + store.server(0) + '\0');
   writeFile(store.servers() + "/.user0.rekey-new", "half");
-  const auto expectCheck = [&](int exitCode, const std::string& line) {
-    const ToolResult check = store.ctl({"check"});
-    EXPECT_TRUE((exitCode == -1 || check.exitCode == exitCode) && check.out.find(line) != std::string::npos)
-        << line << "\n" << check.out;
+  const auto expectCheck = [&](const std::string& line) {
+    const std::string check = store.shownCtl({"check"});
+    EXPECT_NE(std::string::npos, check.find(line)) << line << "\n" << check;
   };
-  expectCheck(1, "PROBLEM  re-key: an interrupted re-key is waiting for recovery (" + journal + ")\n");
+  expectCheck("PROBLEM  re-key: an interrupted re-key is waiting for recovery (" + journal + ")\n");
   EXPECT_EQ(0, store.lost());
-  expectCheck(-1, "ok       re-key: an interrupted re-key was recovered: undid a re-key that had not committed: "
+  expectCheck("ok       re-key: an interrupted re-key was recovered: undid a re-key that had not committed: "
                   "every secret stays under the old key\n");
   EXPECT_FALSE(fs::exists(store.servers() + "/.user0.rekey-new"));
   // Only regular files that hold something count; hidden ones are the store's own.
-  for (const char* name : {"zz-garbled", "zz-other", ".hidden"}) {
-    writeFile(store.servers() + "/" + name, std::string(32, 'g'));
-  }
+  for (const char* name : {"zz-garbled", "zz-other", ".hidden"}) writeFile(store.servers() + "/" + name, "gg");
   writeFile(store.servers() + "/empty", "");
   fs::create_directory(store.servers() + "/sub");
-  expectCheck(1, "PROBLEM  secrets: these stored secrets do not decipher: zz-garbled, zz-other\n");
-  writeFile(store.bin() + "/key.store", "not a key at all, but long enough!!!");
-  expectCheck(1, "PROBLEM  key store: " + store.bin() + "/key.store is not the UUID text that ");
+  expectCheck("PROBLEM  secrets: these stored secrets do not decipher: zz-garbled, zz-other\n");
 }

@@ -1,14 +1,6 @@
 // LDAP logins against a slapd of the test's own on loopback: both sequences, in this
 // process.
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <cstdlib>
-#include <memory>
-#include <thread>
+#include "support/TestPrelude.h"
 
 #include "support/ChildProcess.h"
 #include "support/Loopback.h"

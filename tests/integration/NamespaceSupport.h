@@ -3,15 +3,10 @@
 // where they may hide /dev or /etc files from nobody but themselves.
 #pragma once
 
-#include <gtest/gtest.h>
+#include "support/TestPrelude.h"
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <string>
 
 namespace nstest {
 

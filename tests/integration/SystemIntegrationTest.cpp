@@ -1,20 +1,12 @@
 // The system log and the network identity on the real platform: records read back
 // from a syslog socket the test binds itself, and the MAC address and address sets
 // inside a network namespace the test builds.
-#include <fcntl.h>
+#include "support/TestPrelude.h"
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
 #include <utils/System.h>
-
-#include <chrono>
-#include <csignal>
-#include <iostream>
-#include <regex>
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include "NamespaceSupport.h"
 #include "platform/MachineStore.h"

@@ -1,5 +1,4 @@
-#include <iterator>
-#include <utility>
+#include "support/TestPrelude.h"
 
 #include "json/JsonTestSupport.h"
 

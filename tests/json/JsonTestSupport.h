@@ -2,15 +2,11 @@
 // gtest and the library's document headers with it.
 #pragma once
 
-#include <gtest/gtest.h>
+#include "support/TestPrelude.h"
 #include <json/Reader.h>
 #include <json/Writer.h>
 
-#include <functional>
-#include <sstream>
 #include <streambuf>
-#include <string>
-#include <vector>
 
 namespace jsontest {
 

@@ -3,8 +3,7 @@
 // outside a read, and let go of on other threads than the reader's. The address
 // sanitizer run is what catches a node freed twice, too early or never.
 
-#include <thread>
-#include <utility>
+#include "support/TestPrelude.h"
 
 #include "json/JsonTestSupport.h"
 

@@ -2,9 +2,8 @@
 // pieces, for reading a document the way a file or a pipe gives it.
 #pragma once
 
-#include <algorithm>
+#include "support/TestPrelude.h"
 #include <streambuf>
-#include <string>
 
 namespace jsontest {
 

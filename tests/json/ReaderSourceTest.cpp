@@ -4,11 +4,8 @@
 // from the first to the second mid-token. Every way gives the same document, the
 // same error locations, and leaves the source read to its end.
 
-#include <algorithm>
+#include "support/TestPrelude.h"
 #include <climits>
-#include <cstdio>
-#include <fstream>
-#include <memory>
 
 #include "json/JsonTestSupport.h"
 #include "json/PiecewiseBuffer.h"

@@ -1,6 +1,5 @@
 #include <cfloat>
-#include <cstdlib>
-#include <cstring>
+#include "support/TestPrelude.h"
 
 #include "json/JsonTestSupport.h"
 

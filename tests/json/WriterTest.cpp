@@ -1,10 +1,6 @@
-#include <algorithm>
+#include "support/TestPrelude.h"
 #include <cmath>
-#include <cstdint>
-#include <cstdio>
-#include <cstring>
 #include <random>
-#include <regex>
 
 #include "json/JsonTestSupport.h"
 

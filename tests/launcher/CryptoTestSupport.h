@@ -4,12 +4,8 @@
 // hashlib for the derivation, the openssl command for the file format.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <unistd.h>
+#include "support/TestPrelude.h"
 #include <launcher/NorvaneCrypto.h>
-
-#include <filesystem>
-#include <string>
 
 #include "support/FakeHost.h"
 #include "support/TempInstallation.h"

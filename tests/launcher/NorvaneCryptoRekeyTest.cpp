@@ -1,13 +1,9 @@
 // Re-keying end to end in the test installation: what every file holds afterwards,
 // deciphered with the new store files, the console lines in order and the result.
-#include <sys/stat.h>
-#include <unistd.h>
+#include "support/TestPrelude.h"
 
 #include <json/Exception.h>
 #include <utils/MachineStore.h>
-
-#include <iostream>
-#include <set>
 
 #include "json/JsonTestSupport.h"
 #include "launcher/CryptoTestSupport.h"

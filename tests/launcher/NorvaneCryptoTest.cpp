@@ -1,8 +1,6 @@
 // The secret store's key material and resource files, checked against Python's
 // hashlib and the openssl command rather than against our own code.
-#include <sys/stat.h>
-
-#include <regex>
+#include "support/TestPrelude.h"
 
 #include "launcher/CryptoTestSupport.h"
 

@@ -1,11 +1,6 @@
 // Encryptions and decryptions from several threads while the store files are
 // replaced: every derivation sees a whole store file, never one half written.
-#include <algorithm>
-#include <atomic>
-#include <mutex>
-#include <set>
-#include <thread>
-#include <vector>
+#include "support/TestPrelude.h"
 
 #include "launcher/CryptoTestSupport.h"
 

@@ -4,17 +4,7 @@
 #include <utils/AppException.h>
 #include <utils/Log.h>
 #include <utils/MachineStore.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <csignal>
-#include <filesystem>
-#include <iostream>
-#include <map>
-#include <regex>
-#include <sstream>
-#include <thread>
+#include "support/TestPrelude.h"
 
 #include "launcher/PreferencesTable.h"
 #include "support/ChildProcess.h"

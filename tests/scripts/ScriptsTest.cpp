@@ -1,13 +1,7 @@
 // The scripts answer --help, and refuse wrong arguments, before they do anything:
 // no package query, no build, no file. Each runs from a copy of scripts/ with every
 // tool it could start (cmake, ctest, apt-get, ...) replaced by a recorder.
-#include <gtest/gtest.h>
-
-#include <sys/stat.h>
-
-#include <filesystem>
-#include <iterator>
-#include <string>
+#include "support/TestPrelude.h"
 
 #include "support/TempInstallation.h"
 #include "support/ToolRun.h"

@@ -1,11 +1,7 @@
 // The service framework over a fake service manager: construction, the start of the
 // service main, every control code, install and uninstall, and the operations of
 // System on top.
-#include <gmock/gmock.h>
-
-#include <algorithm>
-#include <cstdio>
-#include <regex>
+#include "support/TestPrelude.h"
 
 #include "service/CurrentService.h"
 #include "service/ServiceTestSupport.h"

@@ -1,18 +1,10 @@
 // The service framework on the real platform: units written to a unit directory of
 // the test's, and a real service process driven by signals whose reports to systemd
 // arrive on a notification socket the test listens on.
-#include <gtest/gtest.h>
+#include "support/TestPrelude.h"
 #include <poll.h>
-#include <signal.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <functional>
-#include <iostream>
 
 #include "platform/Host.h"
 #include "platform/ServiceManager.h"

@@ -5,8 +5,7 @@
 
 #include <service/WindowsService.h>
 
-#include <string>
-#include <vector>
+#include "support/TestPrelude.h"
 
 namespace servicetest {
 

@@ -2,9 +2,7 @@
 // a test makes fail with a code of its choice.
 #pragma once
 
-#include <map>
-#include <string>
-#include <vector>
+#include "support/TestPrelude.h"
 
 namespace testsupport {
 

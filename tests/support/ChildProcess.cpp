@@ -1,13 +1,6 @@
 #include "support/ChildProcess.h"
 
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <stdexcept>
+#include "support/TestPrelude.h"
 
 #include "support/TempInstallation.h"
 

@@ -6,10 +6,7 @@
 //   ChildResult r = runChild("logs_three_lines", {"arg"}, env);
 #pragma once
 
-#include <functional>
-#include <map>
-#include <string>
-#include <vector>
+#include "support/TestPrelude.h"
 
 namespace testsupport {
 

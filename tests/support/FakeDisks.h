@@ -4,9 +4,7 @@
 //   fake.drives.addDrive("\\\\.\\PHYSICALDRIVE0", {mbr(0x07)}, {{"p1", {volume(5000, 1000)}}});
 #pragma once
 
-#include <string>
-#include <utility>
-#include <vector>
+#include "support/TestPrelude.h"
 
 #include "platform/Disks.h"
 

@@ -16,12 +16,7 @@
 // event log that takes every record.
 #pragma once
 
-#include <cstdint>
-#include <deque>
-#include <map>
-#include <memory>
-#include <string>
-#include <vector>
+#include "support/TestPrelude.h"
 
 #include "platform/Host.h"
 #include "support/FakeDisks.h"

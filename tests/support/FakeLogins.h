@@ -11,10 +11,7 @@
 // no password accepted, and a directory whose every step succeeds with no entry.
 #pragma once
 
-#include <map>
-#include <memory>
-#include <string>
-#include <vector>
+#include "support/TestPrelude.h"
 
 #include "platform/Accounts.h"
 #include "platform/Directory.h"

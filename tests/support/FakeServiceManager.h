@@ -8,10 +8,7 @@
 //   ... fake.services.states() == {2, 4, 6, 7} ...
 #pragma once
 
-#include <cerrno>
-#include <set>
-#include <string>
-#include <vector>
+#include "support/TestPrelude.h"
 
 #include "platform/ServiceManager.h"
 #include "support/CallScript.h"

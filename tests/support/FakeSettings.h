@@ -12,8 +12,7 @@
 #include <utils/KeyValueParser.h>
 #include <utils/StringHelper.h>
 
-#include <cstdlib>
-#include <string>
+#include "support/TestPrelude.h"
 
 #include "settings/Settings.h"
 #include "support/TempInstallation.h"

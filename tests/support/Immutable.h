@@ -2,12 +2,9 @@
 // to make one file of a directory unwritable where permissions do not stop root.
 #pragma once
 
-#include <fcntl.h>
+#include "support/TestPrelude.h"
 #include <linux/fs.h>
 #include <sys/ioctl.h>
-#include <unistd.h>
-
-#include <string>
 
 namespace testsupport {
 

@@ -1,16 +1,9 @@
 #include "support/InteractiveProcess.h"
 
-#include <fcntl.h>
+#include "support/TestPrelude.h"
 #include <poll.h>
 #include <pty.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <termios.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <chrono>
-#include <stdexcept>
 
 #include "support/ChildProcess.h"
 

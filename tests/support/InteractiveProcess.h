@@ -11,10 +11,7 @@
 // fails the test instead of stalling the run.
 #pragma once
 
-#include <sys/types.h>
-
-#include <string>
-#include <vector>
+#include "support/TestPrelude.h"
 
 namespace testsupport {
 

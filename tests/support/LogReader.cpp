@@ -1,8 +1,6 @@
 #include "support/LogReader.h"
 
-#include <algorithm>
-#include <regex>
-#include <sstream>
+#include "support/TestPrelude.h"
 
 namespace testsupport {
 

@@ -4,8 +4,7 @@
 // without one), then the message.
 #pragma once
 
-#include <string>
-#include <vector>
+#include "support/TestPrelude.h"
 
 namespace testsupport {
 

@@ -3,9 +3,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
-
-#include <stdexcept>
+#include "support/TestPrelude.h"
 
 namespace testsupport {
 namespace {

@@ -6,8 +6,7 @@
 // fails any test that reads log lines, one process start in sixty.
 #pragma once
 
-#include <memory>
-#include <string>
+#include "support/TestPrelude.h"
 
 #include "platform/Host.h"
 

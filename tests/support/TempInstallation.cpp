@@ -1,10 +1,6 @@
 #include "support/TempInstallation.h"
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <stdexcept>
+#include "support/TestPrelude.h"
 
 #include "platform/MachineStore.h"
 

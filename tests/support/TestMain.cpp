@@ -2,9 +2,7 @@
 // (see ChildProcess.h), the GoogleTest suites otherwise. Either way the process
 // starts on a clock that skips second 0 (see SecondZeroFreeHost.h), so that no
 // test that reads log lines depends on the minute it started in.
-#include <gtest/gtest.h>
-
-#include <cstdio>
+#include "support/TestPrelude.h"
 
 #include "support/ChildProcess.h"
 #include "support/SecondZeroFreeHost.h"

@@ -1,12 +1,6 @@
 #include "support/ToolRun.h"
 
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <filesystem>
-#include <stdexcept>
+#include "support/TestPrelude.h"
 
 #include "support/ChildProcess.h"
 #include "support/TempInstallation.h"

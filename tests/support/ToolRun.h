@@ -2,9 +2,7 @@
 // printed, apart, with its exit code.
 #pragma once
 
-#include <map>
-#include <string>
-#include <vector>
+#include "support/TestPrelude.h"
 
 namespace testsupport {
 

@@ -2,15 +2,7 @@
 // type 129: its standard input and output on pipes (the prompts byte for byte) or on a
 // pseudo-terminal (echo and line discipline), the alert configuration file read back
 // as a document, the SMTP server file deciphered by the secret store.
-#include <sys/stat.h>
-
-#include <gtest/gtest.h>
-
-
-#include <filesystem>
-#include <regex>
-#include <string>
-#include <vector>
+#include "support/TestPrelude.h"
 
 #include "support/InteractiveProcess.h"
 #include "support/TempInstallation.h"

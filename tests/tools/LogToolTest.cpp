@@ -1,8 +1,5 @@
 // norvanectl and the installation's log, end to end with the built tool.
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <regex>
+#include "support/TestPrelude.h"
 
 #include "support/TempInstallation.h"
 #include "support/ToolRun.h"

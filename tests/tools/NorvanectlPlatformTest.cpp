@@ -4,20 +4,10 @@
 // scripted mail server on loopback and, for event, a system logger in a mount
 // namespace of the test's (root only).
 #include <dlfcn.h>
-#include <signal.h>
+#include "support/TestPrelude.h"
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <iostream>
-#include <regex>
-#include <sstream>
-#include <thread>
 
 #include "integration/NamespaceSupport.h"
 #include "support/ChildProcess.h"

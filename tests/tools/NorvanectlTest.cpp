@@ -1,19 +1,9 @@
 // norvanectl end to end: the installed binary against temporary stores and homes.
-#include <gtest/gtest.h>
+#include "support/TestPrelude.h"
 
 #include <NorvaneVersion.h>
 
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <chrono>
-#include <filesystem>
-#include <functional>
-#include <regex>
-#include <string>
-#include <vector>
 
 #include "support/InteractiveProcess.h"
 #include "support/TempInstallation.h"

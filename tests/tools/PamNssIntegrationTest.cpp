@@ -2,11 +2,7 @@
 // the machine: pam_wrapper reads the test's own service files (pam_matrix with a
 // password file), nss_wrapper the test's passwd, group and hosts files, and the host
 // is named node1.corp.test. Runs norvanectl with the password on a pipe.
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <iterator>
+#include "support/TestPrelude.h"
 
 #include "support/InteractiveProcess.h"
 #include "support/Loopback.h"

@@ -3,25 +3,8 @@
 // processes racing, umask 000, FIFOs. After each, every secret must read back with its
 // value and the exit codes must tell the truth. NORVANE_TORTURE=1 runs the full counts
 // and prints the figures; without it a fast subset runs.
-#include <fcntl.h>
+#include "support/TestPrelude.h"
 #include <sys/mount.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <chrono>
-#include <csignal>
-#include <cstring>
-#include <cstdlib>
-#include <filesystem>
-#include <functional>
-#include <iostream>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include <launcher/NorvaneCrypto.h>
 #include <utils/MachineStore.h>

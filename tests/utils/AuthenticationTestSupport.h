@@ -7,8 +7,7 @@
 //   }));
 #pragma once
 
-#include <functional>
-#include <string>
+#include "support/TestPrelude.h"
 
 #include "support/FakeSettings.h"
 #include "utils/SystemTestSupport.h"

@@ -3,8 +3,7 @@
 
 #include <zlib.h>
 
-#include <cstdio>
-#include <filesystem>
+#include "support/TestPrelude.h"
 #include <random>
 
 #include <minizip/zip.h>

@@ -3,7 +3,7 @@
 // Also brings in the classes under test and what every concurrency test uses.
 #pragma once
 
-#include <gtest/gtest.h>
+#include "support/TestPrelude.h"
 #include <utils/Condition.h>
 #include <utils/Lock.h>
 #include <utils/Mutex.h>
@@ -14,13 +14,7 @@
 #include <utils/ThreadPoolJob.h>
 #include <utils/UniqueLock_SMutex.h>
 
-#include <atomic>
-#include <chrono>
-#include <functional>
 #include <new>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace concurrencytest {
 

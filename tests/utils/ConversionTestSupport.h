@@ -4,19 +4,12 @@
 // a log. Header-only: the settings tests use it too.
 #pragma once
 
-#include <gtest/gtest.h>
+#include "support/TestPrelude.h"
 
-#include <cstdlib>
-#include <functional>
 #include <ctime>
 #include <initializer_list>
 #include <iomanip>
-#include <memory>
-#include <optional>
-#include <sstream>
-#include <string>
 #include <type_traits>
-#include <vector>
 
 #include "support/LogReader.h"
 #include "support/TempInstallation.h"

@@ -1,7 +1,6 @@
 // Dates and durations, under fixed zones: UTC, and Europe/Berlin for daylight saving.
 
-#include <cstdio>
-#include <regex>
+#include "support/TestPrelude.h"
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 

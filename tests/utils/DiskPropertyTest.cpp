@@ -1,14 +1,9 @@
 // Used space of a physical disk: the decision logic over fake drives, and loop
 // devices with partition tables and file systems made by the test, read for real.
 #include <sys/statvfs.h>
-#include <unistd.h>
+#include "support/TestPrelude.h"
 
 #include <utils/DiskProperty.h>
-
-#include <algorithm>
-#include <cstdio>
-#include <filesystem>
-#include <iostream>
 
 #include "integration/NamespaceSupport.h"
 #include "support/ChildProcess.h"

@@ -1,6 +1,5 @@
-#include <gtest/gtest.h>
+#include "support/TestPrelude.h"
 
-#include <string>
 #include <utils/Exceptions.h>
 
 // The non-const what() is virtual across the family and describes the throw site;

@@ -1,14 +1,9 @@
 // File helpers, the two directory searches and writeJSONFile, with real files.
 
-#include <signal.h>
+#include "support/TestPrelude.h"
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 #include <boost/filesystem.hpp>
-
-#include <filesystem>
-#include <fstream>
-#include <set>
 
 #include <json/Writer.h>
 #include <utils/DirectorySearch.h>

@@ -2,9 +2,7 @@
 #include <utils/AppException.h>
 #include <utils/KeyValueParser.h>
 
-#include <sys/stat.h>
-
-#include <utility>
+#include "support/TestPrelude.h"
 
 #include "utils/ConversionTestSupport.h"
 

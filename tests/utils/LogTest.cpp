@@ -2,9 +2,8 @@
 #include <boost/algorithm/string/replace.hpp>
 #include <boost/exception/diagnostic_information.hpp>
 
-#include <sys/stat.h>
+#include "support/TestPrelude.h"
 
-#include <limits>
 #include <locale>
 #include <typeinfo>
 

@@ -2,22 +2,9 @@
 // fresh child process against a throwaway installation, then reads what it left.
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "support/TestPrelude.h"
 #include <sys/prctl.h>
-#include <unistd.h>
 #include <utils/Log.h>
-
-#include <csignal>
-#include <deque>
-#include <filesystem>
-#include <map>
-#include <mutex>
-#include <regex>
-#include <set>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "platform/MachineStore.h"
 #include "support/ChildProcess.h"

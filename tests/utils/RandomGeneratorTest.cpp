@@ -1,10 +1,5 @@
 // UUID texts: random ones from the system source, and canonical forms of given ones.
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <regex>
-#include <set>
-#include <string>
+#include "support/TestPrelude.h"
 
 #include <utils/RandomGenerator.h>
 

@@ -1,15 +1,9 @@
 // The socket client: its decisions over scripted sockets, and the real sockets
 // against a peer of the test's own on loopback.
 #include <sys/socket.h>
-#include <unistd.h>
+#include "support/TestPrelude.h"
 
 #include <utils/Socket.h>
-
-#include <chrono>
-#include <cstring>
-#include <deque>
-#include <map>
-#include <thread>
 
 #include "support/Loopback.h"
 #include "utils/SystemTestSupport.h"

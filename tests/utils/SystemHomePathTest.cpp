@@ -1,10 +1,7 @@
 #include <utils/MachineStore.h>
 #include <utils/System.h>
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
+#include "support/TestPrelude.h"
 
 #include "support/TempInstallation.h"
 

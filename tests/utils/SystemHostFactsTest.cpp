@@ -1,7 +1,6 @@
 // Host identity of WindowsSystem over a fake host: the name tables, the Linux rule
 // and the result conventions.
-#include <map>
-#include <string>
+#include "support/TestPrelude.h"
 
 #include "utils/SystemTestSupport.h"
 

@@ -3,12 +3,7 @@
 #include <utils/LibraryHandler.h>
 #include <utils/System.h>
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <cstring>
-#include <string>
-#include <vector>
+#include "support/TestPrelude.h"
 
 namespace {
 

@@ -1,8 +1,6 @@
 // Network identity of WindowsSystem over a fake host: the private-range filter, the
 // address sets, host entries and the choice of the adapter whose address is given.
-#include <map>
-#include <string>
-#include <vector>
+#include "support/TestPrelude.h"
 
 #include "support/FakeSettings.h"
 #include "utils/SystemTestSupport.h"

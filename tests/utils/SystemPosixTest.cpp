@@ -1,13 +1,8 @@
 // The POSIX host against the running system, and the readers behind its facts.
 #include <sys/socket.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include "support/TestPrelude.h"
 
-#include <cerrno>
 #include <cmath>
-#include <map>
-#include <string>
-#include <thread>
 
 #include "platform/posix/PosixHostFacts.h"
 #include "support/ToolRun.h"

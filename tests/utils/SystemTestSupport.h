@@ -3,13 +3,8 @@
 // test wrote, and a fake host in force for each test of FakeHostTest.
 #pragma once
 
-#include <gtest/gtest.h>
+#include "support/TestPrelude.h"
 #include <utils/System.h>
-
-#include <memory>
-#include <regex>
-#include <string>
-#include <vector>
 
 #include "support/FakeHost.h"
 #include "support/LogReader.h"

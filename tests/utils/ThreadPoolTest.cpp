@@ -1,7 +1,6 @@
 // utils::ThreadPool: one detached thread per job, the counters, the destructor's
 // wait, and a job that throws.
-#include <cstdlib>
-#include <stdexcept>
+#include "support/TestPrelude.h"
 
 #include "support/ChildProcess.h"
 #include "utils/ConcurrencyTestSupport.h"

@@ -369,7 +369,9 @@ TEST(LogStartTest, StatementsOfTheSettingsAreHeldBackAndUnusablePathsStartNothin
   for (const auto& row : rows) {
     EXPECT_EQ(installation.run("log_through_settings", {row.path, row.fix}).output,
               row.started ? "2 8,2 8\n" : "2 0,2 0\n") << row.path;
-    if (!row.fix.empty()) EXPECT_EQ(entries(testsupport::readFile(row.path)), fixed) << row.path;
+    if (!row.fix.empty()) {
+      EXPECT_EQ(entries(testsupport::readFile(row.path)), fixed) << row.path;
+    }
   }
   EXPECT_EQ(installation.run("log_through_settings", {installation.logPath(), ""}).output, "2 8,2 8\n");
   held.insert(held.end(), {"Warning: first", "Warning: second", "Warning: third"});

@@ -2,7 +2,7 @@
 // gtest and the library's document headers with it.
 #pragma once
 
-#include "support/TestPrelude.h"
+#include "../support/TestPrelude.h"  // also reached from the fuzz targets
 #include <json/Reader.h>
 #include <json/Writer.h>
 

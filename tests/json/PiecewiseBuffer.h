@@ -2,7 +2,7 @@
 // pieces, for reading a document the way a file or a pipe gives it.
 #pragma once
 
-#include "support/TestPrelude.h"
+#include "../support/TestPrelude.h"  // also reached from the fuzz targets
 #include <streambuf>
 
 namespace jsontest {

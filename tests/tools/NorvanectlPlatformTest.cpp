@@ -35,6 +35,11 @@ struct Installation : HomedInstallation {
   }
 };
 
+// Every test has an installation of its own at hand.
+struct NorvanectlPlatformTest : testing::Test {
+  Installation in;
+};
+
 // A usage error's first line (the usage lines after it are checked once elsewhere), and a failure's.
 std::string usage(const std::string& message) { return "2||norvanectl: " + message + "\n"; }
 std::string failure(const std::string& message) { return "1||norvanectl: " + message + "\n"; }
@@ -84,8 +89,7 @@ NORVANE_CHILD(event_in_own_dev) {
 
 // Codes 1 to 5 are the service's own signals, others a queued SIGRTMIN carrying the
 // code; only a process that maps the library gets any.
-TEST(NorvanectlPlatformTest, ServiceSaysWhatItDidAndControlSignalsOnlyAServiceFrameworkProgram) {
-  Installation in;
+TEST_F(NorvanectlPlatformTest, ServiceSaysWhatItDidAndControlSignalsOnlyAServiceFrameworkProgram) {
   const std::string units = in.root() + "/units", unit = units + "/NorvaneService.service\n|";
   const std::string service = "--unit-dir " + units + " service ";
   std::filesystem::create_directories(units);
@@ -135,8 +139,7 @@ TEST(NorvanectlPlatformTest, ServiceSaysWhatItDidAndControlSignalsOnlyAServiceFr
 }
 
 // Disks are numbered from 0 in order; the figure moves with every file written meanwhile.
-TEST(NorvanectlPlatformTest, DiskUsageShowsEachPhysicalDiskAndRefusesOthers) {
-  Installation in;
+TEST_F(NorvanectlPlatformTest, DiskUsageShowsEachPhysicalDiskAndRefusesOthers) {
   const std::string all = in.ctl({"disk-usage"});
   const std::size_t disks = std::count(all.begin(), all.end(), '\n');
   std::string numbered = "0|";  // the run with each figure as N
@@ -151,8 +154,7 @@ TEST(NorvanectlPlatformTest, DiskUsageShowsEachPhysicalDiskAndRefusesOthers) {
               std::regex_match(in.ctl({"disk-usage", "Disk 0"}), std::regex("0\\|Disk 0: \\d+ KiB used\n\\|")));
 }
 
-TEST(NorvanectlPlatformTest, SmtpProbeShowsTheDialogueAndFailsWithTheReason) {
-  Installation in;
+TEST_F(NorvanectlPlatformTest, SmtpProbeShowsTheDialogueAndFailsWithTheReason) {
   int portNumber = 0;
   const int listener = listenOnLoopback(portNumber);
   const std::string port = std::to_string(portNumber), closed = std::to_string(freeLoopbackPort());
@@ -186,8 +188,7 @@ TEST(NorvanectlPlatformTest, SmtpProbeShowsTheDialogueAndFailsWithTheReason) {
 
 // host: the call in 28 columns, the result in 10, then the value; the JSON holds the
 // same facts, one member per call.
-TEST(NorvanectlPlatformTest, HostPluginAndEvent) {
-  Installation in;
+TEST_F(NorvanectlPlatformTest, HostPluginAndEvent) {
   const std::string text = in.ctl({"host"}), json = in.ctl({"host", "--json"});
   EXPECT_TRUE(std::regex_match(text, std::regex("0\\|(get[A-Za-z]+ +(result -?\\d+ +)?[^\n]*\n){10}\\|"))) << text;
   EXPECT_TRUE(std::regex_match(json, std::regex("0\\|\\{\n(  \"get[A-Za-z]+\": [^\n]*\n){10}\\}\n\\|"))) << json;
@@ -211,9 +212,8 @@ TEST(NorvanectlPlatformTest, HostPluginAndEvent) {
   });
 }
 
-TEST(NorvanectlPlatformTest, EventReachesTheSystemLogOrSaysWhyNot) {
+TEST_F(NorvanectlPlatformTest, EventReachesTheSystemLogOrSaysWhyNot) {
   NSTEST_REQUIRE_ROOT();
-  Installation in;
   std::vector<std::string> args = {"listen", "--store-root", in.storeRoot(), "event", "disk lost", "--event-id",
                                    "0xffff", "--category-mask", "0"};
   const ChildResult run = runChild("event_in_own_dev", args);

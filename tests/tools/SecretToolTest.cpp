@@ -69,9 +69,8 @@ struct Store : HomedInstallation {
     std::istringstream got(runChild("read_secrets", args).output);
     int lost = 0;
     std::string line;
-    for (int i = 0; i <= m_count; ++i) {
+    for (int i = 0; i <= m_count; ++i)
       lost += !std::getline(got, line) || line != (i < int(expected.size()) ? expected[i] : secretText(i));
-    }
     return lost;
   }
   // Kills norvanectl `args` (`newValue` on its input) at each `every`-th call of each
@@ -170,16 +169,14 @@ TEST(SecretToolTest, SecretPutAndGet) {
   writeFile(bin + "/empty", "");
   fs::remove(user0);
   ASSERT_EQ(0, mkfifo(user0.c_str(), 0600));
-  const struct { std::vector<std::string> args; std::string run; } rows[] = {
-      {{"get", mail}, "1||norvanectl: " + mail + " does not pass its integrity test: it was altered or enciphered "
-                      "under other keys\n"},
-      {{"get", bin + "/empty"}, "0|\n|norvanectl: " + bin + "/empty is empty: it holds no secret\n"},
-      {{"get", user0}, "1||norvanectl: deciphering " + user0 + " failed: not a regular file\n"},
-      {{"put", user0}, "1||norvanectl: enciphering into " + user0 + " failed: not a regular file\n"},
+  const struct { std::string verb, file, run; } rows[] = {
+      {"get", mail, "1||norvanectl: " + mail + " does not pass its integrity test: it was altered or enciphered under "
+                    "other keys\n"},
+      {"get", bin + "/empty", "0|\n|norvanectl: " + bin + "/empty is empty: it holds no secret\n"},
+      {"get", user0, "1||norvanectl: deciphering " + user0 + " failed: not a regular file\n"},
+      {"put", user0, "1||norvanectl: enciphering into " + user0 + " failed: not a regular file\n"},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(row.run, store.shownCtl({"secret", row.args[0], row.args[1]}, "x")) << row.args[0] << " " << row.args[1];
-  }
+  for (const auto& [verb, file, run] : rows) EXPECT_EQ(run, store.shownCtl({"secret", verb, file}, "x")) << verb;
 }
 
 // A re-key that cannot write every file changes nothing: each secret stays under the
@@ -197,8 +194,7 @@ TEST(SecretToolTest, RekeyExitsByItsResultAndFailsWithoutLoss) {
     EXPECT_EQ("1|" + failed + failed + " Encrypting SMTP Server List Success!\nrekey: 1 files re-keyed, 2 failed\n|"
               "norvanectl: not every file could be written: " +
                   (root ? "Operation not permitted" : "Permission denied") +
-                  "; every secret stays under the old key and the old store files\n",
-              run);
+                  "; every secret stays under the old key and the old store files\n", run);
     EXPECT_EQ(0, store.lost());
   }
   std::string reason;
@@ -224,9 +220,8 @@ TEST(SecretToolTest, RekeyExitsByItsResultAndFailsWithoutLoss) {
             store.shownCtl({"rekey"}));
   ASSERT_EQ(0, store.ctl({"secret", "put", store.smtp()}, "{}").exitCode);
   ASSERT_EQ(0, store.ctl({"secret", "put", store.server(0)}, "hunter2 is no JSON").exitCode);
-  EXPECT_EQ("1||norvanectl: re-keying stopped: a deciphered file holds no JSON document (the deciphered "
-            "document does not scan at line 1, column 1); the store files were not changed\n",
-            store.shownCtl({"rekey"}));
+  EXPECT_EQ("1||norvanectl: re-keying stopped: a deciphered file holds no JSON document (the deciphered document "
+            "does not scan at line 1, column 1); the store files were not changed\n", store.shownCtl({"rekey"}));
 }
 
 // Killed at any file step, a re-key loses no secret, and a put leaves the old or the new
@@ -265,10 +260,8 @@ TEST(SecretToolTest, AFullFileSystemFailsPutAndRekeyWithTheReasonAndLosesNothing
   Store store(2, false);
   fs::create_directories(store.bin());
   ASSERT_EQ(0, mount("tmpfs", store.bin().c_str(), "tmpfs", 0, "size=64k,mode=0700")) << std::strerror(errno);
-  struct Unmount {
-    std::string at;
-    ~Unmount() { umount2(at.c_str(), MNT_DETACH); }
-  } unmount{store.bin()};
+  struct Unmount { std::string at; ~Unmount() { umount2(at.c_str(), MNT_DETACH); } };
+  const Unmount unmount{store.bin()};
   store.populate();
   commandOutput("cat /dev/zero >" + store.bin() + "/filler 2>/dev/null");
   EXPECT_EQ("1||norvanectl: enciphering into " + store.server(0) + " failed: No space left on device\n",

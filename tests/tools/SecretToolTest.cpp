@@ -111,9 +111,8 @@ struct Store : HomedInstallation {
 // The store files and their directory are the service account's alone, whatever the
 // umask; a store file with a key is never touched again, an empty one is filled.
 TEST(SecretToolTest, KeysInitCreatesTheStoreFilesOnceAndShowsNoKey) {
-  TempInstallation bare;
   EXPECT_EQ("1||norvanectl: no home path is registered; run 'norvanectl set-home DIR' first\n",
-            shown(runCtl(NORVANECTL_PATH, bare.storeRoot(), {"secret", "get", "x"})));
+            shown(runCtl(NORVANECTL_PATH, TempInstallation().storeRoot(), {"secret", "get", "x"})));
   Store store(0, false, "log_level = 255\nlog_cache_mode = 0\n");
   writeFile(store.bin(), "");
   EXPECT_EQ("1||norvanectl: cannot create " + store.bin() + "/key.store\n", store.shownCtl({"keys", "init"}));

@@ -26,10 +26,9 @@ std::string document(const std::string& actions) {
 }
 
 // An e-mail action with a password login, and an action of another kind.
-const std::string kMailer =
-    R"({"name": "ops mail", "isActive": true, "type": "EMAIL", "sender": "array@example.com",
-        "host": "smtp.example.com", "port": 587.9, "to": ["a@example.com", "b@example.com"],
-        "authentication": {"type": "AUTH-LOGIN"}, "username": "mailer", "password": ""})";
+const std::string kMailer = R"({"name": "ops mail", "isActive": true, "type": "EMAIL", "sender": "array@example.com",
+    "host": "smtp.example.com", "port": 587.9, "to": ["a@example.com", "b@example.com"],
+    "authentication": {"type": "AUTH-LOGIN"}, "username": "mailer", "password": ""})";
 const std::string kTrap = R"({"name": "trap", "isActive": false, "type": "SNMP", "host": "nms"})";
 
 // With the secret store's two files, so an SMTP password can be stored; "<fifo>" as

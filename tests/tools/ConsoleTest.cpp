@@ -26,10 +26,9 @@ std::string document(const std::string& actions) {
 }
 
 // An e-mail action with a password login, and an action of another kind.
-const std::string kMailer =
-    R"({"name": "ops mail", "isActive": true, "type": "EMAIL", "sender": "array@example.com",
-        "host": "smtp.example.com", "port": 587.9, "to": ["a@example.com", "b@example.com"],
-        "authentication": {"type": "AUTH-LOGIN"}, "username": "mailer", "password": ""})";
+const std::string kMailer = R"({"name": "ops mail", "isActive": true, "type": "EMAIL", "sender": "array@example.com",
+    "host": "smtp.example.com", "port": 587.9, "to": ["a@example.com", "b@example.com"],
+    "authentication": {"type": "AUTH-LOGIN"}, "username": "mailer", "password": ""})";
 const std::string kTrap = R"({"name": "trap", "isActive": false, "type": "SNMP", "host": "nms"})";
 
 // With the secret store's two files, so an SMTP password can be stored; "<fifo>" as
@@ -48,9 +47,7 @@ struct ConsoleHome : HomedInstallation {
   std::string console(const std::string& input) const { return shown(runTool(NORVANECTL_PATH, args(), input)); }
   std::string log() const { return readHomeFile("logs/norvanectl.txt"); }
   // The SMTP server file deciphered, as "exit|out|err".
-  std::string storedServer() const {
-    return shown(runCtl(NORVANECTL_PATH, storeRoot(), {"secret", "get", smtpFile()}));
-  }
+  std::string stored() const { return shown(runCtl(NORVANECTL_PATH, storeRoot(), {"secret", "get", smtpFile()})); }
 };
 
 }  // namespace
@@ -65,8 +62,6 @@ struct ConsoleHome : HomedInstallation {
 // written.
 TEST(ConsoleTest, RunsEndWithTheirExitCodeAndTheSmtpServerFileHoldsWhatWasSaved) {
   const std::string mailer = document(kMailer), kept = "0|" + kMenu + "|";
-  const std::string noUser =
-      document(R"({"type": "EMAIL", "host": "h", "port": 25, "authentication": {"type": "NONE"}})");
   const std::string loadFailed = "LWMConsole:ldAlertCfg - Problem in loading alert configuration...";
   const std::string notSaved = "LWMConsole:encryptEmail - Problem during decryptEmailConfig- e-mail functionality "
                                "will not work as expected";
@@ -81,7 +76,8 @@ TEST(ConsoleTest, RunsEndWithTheirExitCodeAndTheSmtpServerFileHoldsWhatWasSaved)
       {mailer, "", "2\n\n\n\n\n2\nbob\npw-1\n", "0|" + kLogin + kMenu + "|", R"("username" : "bob")", "pw-1", ""},
       {mailer, std::string(20, 'x'), "2\n\n\n\n\n2\n\nsecret\n3\n", kept, R"("username" : "mailer")", "<kept>",
        notSaved},
-      {noUser, "", "2\n\n\n2\n\nsecret\n3\n", "1|norvanectl: the console stopped: Object member not found: username\n",
+      {document(R"({"type": "EMAIL", "host": "h", "port": 25, "authentication": {"type": "NONE"}})"), "",
+       "2\n\n\n2\n\nsecret\n3\n", "1|norvanectl: the console stopped: Object member not found: username\n",
        R"("host": "h")", "<kept>", ""},
       {document(kMailer + "," + kTrap), std::string(32, 'x'), "2\n\n\n\n\n1\n\n3\n", kept, R"("type" : "NONE")", "",
        ""},
@@ -95,7 +91,7 @@ TEST(ConsoleTest, RunsEndWithTheirExitCodeAndTheSmtpServerFileHoldsWhatWasSaved)
     if (c.stored == "<kept>" || c.stored.empty()) {
       EXPECT_EQ(c.stored.empty() ? "" : c.smtp, readFile(installation.smtpFile())) << c.input;
     } else {
-      EXPECT_TRUE(has(installation.storedServer(), '"' + c.stored + '"')) << installation.storedServer();
+      EXPECT_TRUE(has(installation.stored(), '"' + c.stored + '"')) << installation.stored();
       EXPECT_FALSE(has(run + log, c.stored));
     }
     EXPECT_TRUE(has(log, loadFailed) == (c.logged == loadFailed) && has(log, notSaved) == (c.logged == notSaved))
@@ -120,8 +116,7 @@ TEST(ConsoleTest, OnATerminalEverythingButThePasswordEchoes) {
   }
   EXPECT_EQ(0, tool.finish());
   const std::string& screen = tool.output();
-  EXPECT_TRUE(has(screen, "Enter User Name: bob\r\n") && !has(screen, "pw-typed-unseen") &&
-              has(screen, "Enter the option: 1\r\n") && screen.substr(screen.size() - 20) == "Enter the option: \r\n")
-      << screen;
-  EXPECT_TRUE(has(installation.storedServer(), "\"pw-typed-unseen\""));
+  EXPECT_TRUE(has(screen, "Enter User Name: bob\r\n") && !has(screen, "pw-typed-unseen") && has(screen, "Enter the "
+              "option: 1\r\n") && screen.substr(screen.size() - 20) == "Enter the option: \r\n") << screen;
+  EXPECT_TRUE(has(installation.stored(), "\"pw-typed-unseen\""));
 }

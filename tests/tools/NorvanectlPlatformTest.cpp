@@ -35,8 +35,14 @@ struct Installation : HomedInstallation {
   }
 };
 
-// A usage error's first line; the usage lines after it are checked once elsewhere.
+// Every test has an installation of its own at hand.
+struct NorvanectlPlatformTest : testing::Test {
+  Installation in;
+};
+
+// A usage error's first line (the usage lines after it are checked once elsewhere), and a failure's.
 std::string usage(const std::string& message) { return "2||norvanectl: " + message + "\n"; }
+std::string failure(const std::string& message) { return "1||norvanectl: " + message + "\n"; }
 
 // A child that maps the library, as a service built on it does, and reports the first
 // three control signals it gets as "signal:value ".
@@ -83,8 +89,7 @@ NORVANE_CHILD(event_in_own_dev) {
 
 // Codes 1 to 5 are the service's own signals, others a queued SIGRTMIN carrying the
 // code; only a process that maps the library gets any.
-TEST(NorvanectlPlatformTest, ServiceSaysWhatItDidAndControlSignalsOnlyAServiceFrameworkProgram) {
-  Installation in;
+TEST_F(NorvanectlPlatformTest, ServiceSaysWhatItDidAndControlSignalsOnlyAServiceFrameworkProgram) {
   const std::string units = in.root() + "/units", unit = units + "/NorvaneService.service\n|";
   const std::string service = "--unit-dir " + units + " service ";
   std::filesystem::create_directories(units);
@@ -98,11 +103,11 @@ TEST(NorvanectlPlatformTest, ServiceSaysWhatItDidAndControlSignalsOnlyAServiceFr
   const std::string pid = std::to_string(witness), other = std::to_string(getppid());
   in.expectRows({
       {service + "status", "0|NorvaneService is not installed: " + unit},
-      {service + "install relative/server", "2||norvanectl: PROGRAM must be an absolute path, not 'relative/server'\n"},
-      {service + "install /nonexistent/server",
-       "1||norvanectl: cannot use PROGRAM '/nonexistent/server': No such file or directory\n"},
-      {service + "install /dev/null", "1||norvanectl: cannot use PROGRAM '/dev/null': not a regular file\n"},
-      {service + "status now", "2||norvanectl: service status takes no further arguments\n"},
+      {service + "install relative/server", usage("PROGRAM must be an absolute path, not 'relative/server'")},
+      {service + "install /nonexistent/server", failure("cannot use PROGRAM '/nonexistent/server': No such file or "
+                                                        "directory")},
+      {service + "install /dev/null", failure("cannot use PROGRAM '/dev/null': not a regular file")},
+      {service + "status now", usage("service status takes no further arguments")},
       {service + "install /bin/true", "0|NorvaneService installed and enabled: " + unit},
       {service + "install /bin/false", "0|NorvaneService is already installed: " + units + "/NorvaneService.service "
                                        "(left as it is)\n|"},
@@ -110,16 +115,16 @@ TEST(NorvanectlPlatformTest, ServiceSaysWhatItDidAndControlSignalsOnlyAServiceFr
       {service + "uninstall", "0|NorvaneService disabled and removed: " + unit},
       {service + "uninstall", "0|NorvaneService is not installed: nothing to remove\n|"},
       {"--unit-dir " + units + "/missing service install /bin/true",
-       "1||norvanectl: cannot install " + units + "/missing/NorvaneService.service: No such file or directory\n"},
-      {"service", "2||norvanectl: service needs install, uninstall, status or control\n"},
-      {"service install", "2||norvanectl: service install needs the server PROGRAM\n"},
-      {"service start", "2||norvanectl: unknown service action 'start'\n"},
-      {"service control 1", "2||norvanectl: service control needs CODE and PID\n"},
-      {"service control 1 0", "2||norvanectl: PID must be a process id\n"},
-      {"service control 4294967296 1", "2||norvanectl: CODE must be a number from 0 to 4294967295\n"},
-      {"service control 4 " + other, "1||norvanectl: process " + other + " is not a program built on the service "
-                                     "framework (it does not map libnorvane)\n"},
-      {"service control 4 999999999", "1||norvanectl: cannot examine process 999999999: No such file or directory\n"},
+       failure("cannot install " + units + "/missing/NorvaneService.service: No such file or directory")},
+      {"service", usage("service needs install, uninstall, status or control")},
+      {"service install", usage("service install needs the server PROGRAM")},
+      {"service start", usage("unknown service action 'start'")},
+      {"service control 1", usage("service control needs CODE and PID")},
+      {"service control 1 0", usage("PID must be a process id")},
+      {"service control 4294967296 1", usage("CODE must be a number from 0 to 4294967295")},
+      {"service control 4 " + other, failure("process " + other + " is not a program built on the service framework "
+                                             "(it does not map libnorvane)")},
+      {"service control 4 999999999", failure("cannot examine process 999999999: No such file or directory")},
       {"service control 2 " + pid, "0|control code 2 sent to process " + pid + "\n|"},
       {"service control 130 " + pid, "0|control code 130 sent to process " + pid + "\n|"},
       {"service control 1 " + pid, "0|control code 1 sent to process " + pid + "\n|"},
@@ -134,24 +139,22 @@ TEST(NorvanectlPlatformTest, ServiceSaysWhatItDidAndControlSignalsOnlyAServiceFr
 }
 
 // Disks are numbered from 0 in order; the figure moves with every file written meanwhile.
-TEST(NorvanectlPlatformTest, DiskUsageShowsEachPhysicalDiskAndRefusesOthers) {
-  Installation in;
+TEST_F(NorvanectlPlatformTest, DiskUsageShowsEachPhysicalDiskAndRefusesOthers) {
   const std::string all = in.ctl({"disk-usage"});
   const std::size_t disks = std::count(all.begin(), all.end(), '\n');
   std::string numbered = "0|";  // the run with each figure as N
   for (std::size_t disk = 0; disk < disks; ++disk) numbered += "Disk " + std::to_string(disk) + ": N KiB used\n";
   EXPECT_EQ(numbered + "|", std::regex_replace(all, std::regex(": \\d+ KiB"), ": N KiB")) << all;
   const std::string known = disks == 0 ? "none" : disks == 1 ? "Disk 0" : "Disk 0 to Disk " + std::to_string(disks - 1);
-  EXPECT_EQ("1||norvanectl: no disk 'Disk 1234567890' on this machine (its physical disks: " + known + ")\n",
+  EXPECT_EQ(failure("no disk 'Disk 1234567890' on this machine (its physical disks: " + known + ")"),
             in.ctl({"disk-usage", "Disk 1234567890"}));
-  in.expectRows({{"disk-usage Disk", "2||norvanectl: DISK must be a label such as 'Disk 0'\n"},
-                 {"disk-usage Disk 0", "2||norvanectl: disk-usage takes at most one DISK\n"}});
+  in.expectRows({{"disk-usage Disk", usage("DISK must be a label such as 'Disk 0'")},
+                 {"disk-usage Disk 0", usage("disk-usage takes at most one DISK")}});
   EXPECT_TRUE(disks == 0 ||
               std::regex_match(in.ctl({"disk-usage", "Disk 0"}), std::regex("0\\|Disk 0: \\d+ KiB used\n\\|")));
 }
 
-TEST(NorvanectlPlatformTest, SmtpProbeShowsTheDialogueAndFailsWithTheReason) {
-  Installation in;
+TEST_F(NorvanectlPlatformTest, SmtpProbeShowsTheDialogueAndFailsWithTheReason) {
   int portNumber = 0;
   const int listener = listenOnLoopback(portNumber);
   const std::string port = std::to_string(portNumber), closed = std::to_string(freeLoopbackPort());
@@ -174,53 +177,49 @@ TEST(NorvanectlPlatformTest, SmtpProbeShowsTheDialogueAndFailsWithTheReason) {
       {"smtp-probe 127.0.0.1 " + port, "1|connected to 127.0.0.1 port " + port + "\n< (no reply)\n|norvanectl: "
        "127.0.0.1 port " + port + " accepted the connection but sent no reply (it closed, or stayed silent for 5 "
        "seconds)\n"},
-      {"smtp-probe 127.0.0.1 " + closed, "1||norvanectl: cannot connect to 127.0.0.1 port " + closed +
-       ": Connection refused\n"},
-      {"smtp-probe 127.0.0.1 70000", "2||norvanectl: PORT must be a number from 1 to 65535\n"},
-      {"smtp-probe", "2||norvanectl: smtp-probe needs HOST and an optional PORT\n"},
-      {"smtp-probe h 25x", "2||norvanectl: PORT must be a number from 1 to 65535\n"},
+      {"smtp-probe 127.0.0.1 " + closed,
+       failure("cannot connect to 127.0.0.1 port " + closed + ": Connection refused")},
+      {"smtp-probe 127.0.0.1 70000", usage("PORT must be a number from 1 to 65535")},
+      {"smtp-probe", usage("smtp-probe needs HOST and an optional PORT")},
+      {"smtp-probe h 25x", usage("PORT must be a number from 1 to 65535")},
   });
   close(listener);
 }
 
 // host: the call in 28 columns, the result in 10, then the value; the JSON holds the
 // same facts, one member per call.
-TEST(NorvanectlPlatformTest, HostPluginAndEvent) {
-  Installation in;
+TEST_F(NorvanectlPlatformTest, HostPluginAndEvent) {
   const std::string text = in.ctl({"host"}), json = in.ctl({"host", "--json"});
   EXPECT_TRUE(std::regex_match(text, std::regex("0\\|(get[A-Za-z]+ +(result -?\\d+ +)?[^\n]*\n){10}\\|"))) << text;
   EXPECT_TRUE(std::regex_match(json, std::regex("0\\|\\{\n(  \"get[A-Za-z]+\": [^\n]*\n){10}\\}\n\\|"))) << json;
   // A plugin is loaded, called and unloaded, or the tool says why; event and host check
   // their arguments.
   EXPECT_TRUE(std::regex_match(in.ctl({"plugin", PLUGIN_RECORD_PATH}), std::regex("0\\|" PLUGIN_RECORD_PATH
-                                                                                  ": getHelperInstance returned a "
-                                                                                  "record at 0x[0-9a-f]+\n\\|")));
+                               ": getHelperInstance returned a record at 0x[0-9a-f]+\n\\|")));
   const std::string thrower = PLUGIN_THROWS_PATH, without = PLUGIN_WITHOUT_ENTRY_PATH, none = "/nonexistent/libnone.so";
   in.expectRows({
-      {"plugin " + without, "1||norvanectl: '" + without + "' does not export getHelperInstance\n"},
-      {"plugin " + none, "1||norvanectl: cannot load '" + none + "': " + none + ": cannot open shared object file: No "
-                         "such file or directory\n"},
+      {"plugin " + without, failure("'" + without + "' does not export getHelperInstance")},
+      {"plugin " + none, failure("cannot load '" + none + "': " + none + ": cannot open shared object file: No such "
+                                 "file or directory")},
       {"plugin", usage("plugin needs exactly one library PATH")}, {"plugin ''", usage("PATH must not be empty")},
-      {"plugin " + thrower, "1||norvanectl: getHelperInstance of '" + thrower + "' threw: no helper today\n"},
-      {"host now", usage("host takes no arguments but --json")},
-      {"event a b", usage("event needs exactly one TEXT")},
+      {"plugin " + thrower, failure("getHelperInstance of '" + thrower + "' threw: no helper today")},
+      {"host now", usage("host takes no arguments but --json")}, {"event a b", usage("event needs exactly one TEXT")},
       {"event a --severity", usage("--severity needs a number")},
+      {"event a --colour red", usage("unknown option '--colour'")},
       {"event a --event-id x1", usage("--event-id needs a number, not 'x1'")},
       {"event a --event-id -5", usage("--event-id must be from 0 to 65535, not '-5'")},
       {"event a --severity 65536", usage("--severity must be from 0 to 65535, not '65536'")},
-      {"event a --colour red", usage("unknown option '--colour'")},
   });
 }
 
-TEST(NorvanectlPlatformTest, EventReachesTheSystemLogOrSaysWhyNot) {
+TEST_F(NorvanectlPlatformTest, EventReachesTheSystemLogOrSaysWhyNot) {
   NSTEST_REQUIRE_ROOT();
-  Installation in;
   std::vector<std::string> args = {"listen", "--store-root", in.storeRoot(), "event", "disk lost", "--event-id",
                                    "0xffff", "--category-mask", "0"};
   const ChildResult run = runChild("event_in_own_dev", args);
   if (run.exitCode == nstest::kNoNamespaces) GTEST_SKIP() << "the system refuses private mount namespaces";
   EXPECT_EQ("0|event handed to the system log (source Norvane_MONITOR)\n||records 1", run.output);
   args[0] = "none";
-  EXPECT_EQ("1||norvanectl: the system logger cannot be reached (no /dev/log)\n|records 0",
+  EXPECT_EQ(failure("the system logger cannot be reached (no /dev/log)") + "|records 0",
             runChild("event_in_own_dev", args).output);
 }

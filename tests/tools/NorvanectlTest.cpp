@@ -35,13 +35,14 @@ std::string completions(const std::string& words) {
 
 struct Installation : TempInstallation {
   // The text with {R} the root, {H} the home, {S} the store and {C} the tool's fix-it
-  // prefix for this store.
+  // prefix for this store; in check's reports, lines that start "P " are problems, "F "
+  // their fixes and "O " items in order.
   std::string x(std::string text) const {
     const std::pair<const char*, std::string> marks[] = {
-        {"{C}", "norvanectl --store-root {S} "}, {"{R}", root()}, {"{H}", home()}, {"{S}", storeRoot()}};
-    for (const auto& [mark, value] : marks) {
+        {"{C}", "norvanectl --store-root {S} "}, {"{R}", root()}, {"{H}", home()}, {"{S}", storeRoot()},
+        {"\nP ", "\nPROBLEM  "}, {"\nF ", "\n         fix: "}, {"\nO ", "\nok       "}};
+    for (const auto& [mark, value] : marks)
       for (std::string::size_type at; (at = text.find(mark)) != std::string::npos;) text.replace(at, 3, value);
-    }
     return text;
   }
   // The tool with --store-root of this installation; marks in `args` are expanded.
@@ -68,6 +69,11 @@ struct Installation : TempInstallation {
   }
 };
 
+// Every test has an installation of its own at hand.
+struct NorvanectlTest : testing::Test {
+  Installation in;
+};
+
 const std::string kNoHome = "no home path set: {S}/SOFTWARE/Kestrane/Norvane/NorvaneHOME: No such file or directory";
 
 }  // namespace
@@ -75,7 +81,7 @@ const std::string kNoHome = "no home path set: {S}/SOFTWARE/Kestrane/Norvane/Nor
 // The overview lists every command, each has its own help; the man page and the bash
 // completion, generated from the help, have a section and a completion for each, and
 // the completion offers the words of the usage.
-TEST(NorvanectlTest, HelpListsEveryCommandAndEachCommandHasItsOwnManSectionAndCompletion) {
+TEST_F(NorvanectlTest, HelpListsEveryCommandAndEachCommandHasItsOwnManSectionAndCompletion) {
   const std::string help = run({"--help"}), page = readFile(NORVANECTL_MAN_PAGE);
   EXPECT_TRUE(help == run({"help"}) && help == run({"-h"}) && help.rfind("0|", 0) == 0 && help.back() == '|' &&
               has(help, "Exit status: 0 success, 1 the operation failed, 2 wrong usage.")) << help;
@@ -88,9 +94,8 @@ TEST(NorvanectlTest, HelpListsEveryCommandAndEachCommandHasItsOwnManSectionAndCo
       "service install PROGRAM | uninstall | status | control CODE PID", "smtp-probe HOST [PORT]"};
   std::string listed, expected;  // the overview's commands in its order, and the usages'
   const std::string commands = help.substr(help.find("\nCommands:\n") + 11);
-  for (std::string::size_type at = 0; commands.compare(at, 2, "  ") == 0; at = commands.find('\n', at) + 1) {
+  for (std::string::size_type at = 0; commands.compare(at, 2, "  ") == 0; at = commands.find('\n', at) + 1)
     listed += commands.substr(at + 2, commands.find(' ', at + 2) - at - 2) + " ";
-  }
   for (const std::string usage : usages) {
     const std::string command = usage.substr(0, usage.find(' ')), own = run({command, "--help"});
     const std::string roff = std::regex_replace(command, std::regex("-"), "\\-");  // a hyphen, not a break
@@ -110,16 +115,15 @@ TEST(NorvanectlTest, HelpListsEveryCommandAndEachCommandHasItsOwnManSectionAndCo
   for (const auto& c : cases) EXPECT_EQ(c.offered, completions(c.words)) << c.words;
 }
 
-TEST(NorvanectlTest, UsageErrorsExitWithTwo) {
+TEST_F(NorvanectlTest, UsageErrorsExitWithTwo) {
   const struct { std::vector<std::string> args; std::string message; } cases[] = {
-      {{}, "no command given\n"}, {{"frobnicate"}, "unknown command 'frobnicate'\n"},
       {{"--bogus", "show-home"}, "unknown option '--bogus'\n"}, {{"--store-root"}, "--store-root needs a directory\n"},
       {{"--unit-dir="}, "--unit-dir needs a directory\n"}, {{"set-home"}, "set-home needs exactly one directory\n"},
       {{"show-home", "extra"}, "show-home takes no arguments\n"}, {{"zip", "a.zip"}, "zip needs at least one FILE\n"},
       {{"check", "--json", "x"}, "check takes no arguments but --json\n"}, {{"keys"}, "keys needs the word init\n"},
       {{"generate-config", "conf/x"}, "the path must start with '/'"}, {{"log", "loud", "x"}, "unknown level 'loud'\n"},
       {{"log", "info"}, "log needs LEVEL MESSAGE pairs\n"}, {{"rekey", "now"}, "rekey takes no arguments\n"},
-      {{"log", "--force", "info", "x"}, "unknown option '--force'\n"},
+      {{"log", "--force", "info", "x"}, "unknown option '--force'\n"}, {{}, "no command given\n"},
       {{"zip"}, "zip needs an ARCHIVE and at least one FILE\n"}, {{"zip", "", "a"}, "ARCHIVE must not be empty\n"},
       {{"secret", "put"}, "secret needs put FILE or get FILE\n"}, {{"secret", "get", ""}, "FILE must not be empty\n"},
       {{"generate-config", "/a", "/b"}, "generate-config takes at most one path\n"},
@@ -137,8 +141,7 @@ TEST(NorvanectlTest, UsageErrorsExitWithTwo) {
 
 // The home is stored and its log directory made; an installation that cannot log is
 // no success, though the home stays stored.
-TEST(NorvanectlTest, SetHomeStoresThePathAndCreatesTheLogDirectory) {
-  Installation in;
+TEST_F(NorvanectlTest, SetHomeStoresThePathAndCreatesTheLogDirectory) {
   in.expect("1||norvanectl: " + kNoHome + "\n", {"show-home"});
   fs::remove_all(in.home() + "/logs");
   const mode_t saved = umask(0);  // the modes hold at any umask
@@ -160,8 +163,7 @@ TEST(NorvanectlTest, SetHomeStoresThePathAndCreatesTheLogDirectory) {
 // A zero perf_duration is reported, not fatal as in the library. The file is 0640 and
 // new directories 0755 whatever the umask, also over a file with a wider mode. A FIFO
 // in place of the configuration is refused at once: no hang, all defaults.
-TEST(NorvanectlTest, GenerateConfigAndShowConfig) {
-  Installation in;
+TEST_F(NorvanectlTest, GenerateConfigAndShowConfig) {
   in.expect("1||norvanectl: " + kNoHome + "; run '{C}set-home DIR' first\n", {"generate-config"});
   in.expect("0|# settings in force; ../conf/Norvane.conf is missing, so all are defaults\n...", {"show-config"});
   EXPECT_EQ("1||norvanectl: no home path set: /etc/kestrane/registry/SOFTWARE/Kestrane/Norvane/NorvaneHOME: No such "
@@ -207,8 +209,7 @@ TEST(NorvanectlTest, GenerateConfigAndShowConfig) {
 
 // Starting the log empties the active file, so lines already there are never wiped
 // without being asked for; after "--" every word is a level or a message.
-TEST(NorvanectlTest, LogRestartsALogThatHoldsLinesOnlyWhenTold) {
-  Installation in;
+TEST_F(NorvanectlTest, LogRestartsALogThatHoldsLinesOnlyWhenTold) {
   in.registerHome();
   in.writeConfig("log_level = 16\n");
   const std::string logFile = in.home() + "/logs/norvane.txt", server = "19/11 10:00:00 1f | Info      : server line\n";
@@ -230,8 +231,7 @@ TEST(NorvanectlTest, LogRestartsALogThatHoldsLinesOnlyWhenTold) {
 
 // Each row spoils the installation a little further; permissions are tried as an
 // ordinary user, since root may write anywhere. No run leaves a file behind.
-TEST(NorvanectlTest, LogFailsWithTheReasonWhenTheLineCannotBeWritten) {
-  Installation in;
+TEST_F(NorvanectlTest, LogFailsWithTheReasonWhenTheLineCannotBeWritten) {
   const std::string logs = in.home() + "/logs", plain = in.root() + "/plain", file = logs + "/norvane.txt";
   fs::create_directories(in.root() + "/cwd/sub");
   for (const std::string& dir : {in.root(), in.home(), in.storeRoot()}) chmod(dir.c_str(), 0755);  // for nobody
@@ -257,40 +257,29 @@ TEST(NorvanectlTest, LogFailsWithTheReasonWhenTheLineCannotBeWritten) {
 
 // check only looks: it creates nothing and leaves a live server's log alone; its paths
 // are the ones the library itself uses.
-TEST(NorvanectlTest, CheckNamesEachMissingItemWithItsFixAndPassesACompleteInstallation) {
-  Installation in;
-  in.expect("1|PROBLEM  home path: " + kNoHome + "\n         fix: {C}set-home DIR\nthe other items need the home "
-            "path\n|", {"check"});
+TEST_F(NorvanectlTest, CheckNamesEachMissingItemWithItsFixAndPassesACompleteInstallation) {
+  in.expect("1|PROBLEM  home path: " + kNoHome + "\nF {C}set-home DIR\nthe other items need the home path\n|",
+            {"check"});
   in.registerHome(in.root() + "/go\\ne\t");
   in.expect(R"(1|{"ok": false, "problems": 1, "items": [{"item": "home path", "ok": false, "problem": "{R}/go\\ne)"
             R"(\u0009: No such file or directory", "fix": "{C}set-home DIR"}]})" "\n|", {"check", "--json"});
   in.registerHome();
   fs::remove_all(in.home() + "/logs");
-  in.expect(R"(1|ok       home path: {H}
-PROBLEM  configuration file: {H}/conf/Norvane.conf: No such file or directory
-         fix: {C}generate-config writes it
-PROBLEM  logs directory: log directory {H}/logs: No such file or directory
-         fix: {C}set-home {H} creates it
-PROBLEM  key store: {H}/bin/key.store: No such file or directory
-         fix: {C}keys init creates it
-PROBLEM  value store: {H}/bin/value.store: No such file or directory
-         fix: {C}keys init creates it
-PROBLEM  alert configuration: {H}/conf/monitor/config-current.json: No such file or directory
-         fix: write {H}/conf/monitor/config-current.json with the alert settings
-5 of 6 items need attention
-|)", {"check"});
+  in.expect("1|ok       home path: {H}\n"
+            "P configuration file: {H}/conf/Norvane.conf: No such file or directory\nF {C}generate-config writes it\n"
+            "P logs directory: log directory {H}/logs: No such file or directory\nF {C}set-home {H} creates it\n"
+            "P key store: {H}/bin/key.store: No such file or directory\nF {C}keys init creates it\n"
+            "P value store: {H}/bin/value.store: No such file or directory\nF {C}keys init creates it\n"
+            "P alert configuration: {H}/conf/monitor/config-current.json: No such file or directory\n"
+            "F write {H}/conf/monitor/config-current.json with the alert settings\n5 of 6 items need attention\n|",
+            {"check"});
   EXPECT_FALSE(fs::exists(in.home() + "/logs"));
   in.complete();
   fs::create_directory(in.home() + "/logs");
   writeFile(in.home() + "/logs/norvane.txt", "server line\n");
-  in.expect(R"(0|ok       home path: {H}
-ok       configuration file: {H}/conf/Norvane.conf
-ok       logs directory: {H}/logs
-ok       key store: {H}/bin/key.store
-ok       value store: {H}/bin/value.store
-ok       alert configuration: {H}/conf/monitor/config-current.json
-all 6 items in order
-|)", {"check"});
+  in.expect("0|ok       home path: {H}\nO configuration file: {H}/conf/Norvane.conf\nO logs directory: {H}/logs\n"
+            "O key store: {H}/bin/key.store\nO value store: {H}/bin/value.store\n"
+            "O alert configuration: {H}/conf/monitor/config-current.json\nall 6 items in order\n|", {"check"});
   in.expect(R"(0|{"ok": true, "problems": 0, "items": [{"item": "home path", "ok": true, "detail": "{H}"}, ...)",
             {"check", "--json"});
   EXPECT_EQ("server line\n", readFile(in.home() + "/logs/norvane.txt"));
@@ -298,7 +287,7 @@ all 6 items in order
 
 // Each row spoils one item of a complete installation with a shell command run in the
 // home ($A the alert configuration, $D its default); named pipes are never waited on.
-TEST(NorvanectlTest, CheckReportsUnusableItems) {
+TEST_F(NorvanectlTest, CheckReportsUnusableItems) {
   const std::string alert = "{H}/conf/monitor/config-current.json", cp = "cp {H}/conf/monitor/config-default.json ";
   const std::string restore = "restore it from a backup (secrets made with other store files do not decrypt)";
   const struct { std::string spoil, problem, fix; } cases[] = {
@@ -328,20 +317,19 @@ TEST(NorvanectlTest, CheckReportsUnusableItems) {
        "start from the default: " + cp + alert},
   };
   for (const auto& c : cases) {
-    Installation in;
-    in.complete();
-    commandOutput("cd " + in.home() + " && A=conf/monitor/config-current.json D=conf/monitor/config-default.json && " +
+    Installation own;  // each row spoils an installation of its own
+    own.complete();
+    commandOutput("cd " + own.home() + " && A=conf/monitor/config-current.json D=conf/monitor/config-default.json && " +
                   c.spoil);
-    const std::string out = in.ctl({"check"});
-    EXPECT_TRUE(out.rfind("1|", 0) == 0 && has(out, "\nPROBLEM  " + in.x(c.problem)) &&
-                has(out, "\n         fix: " + in.x(c.fix) + "\n")) << c.spoil << "\n" << out;
+    const std::string out = own.ctl({"check"});
+    EXPECT_TRUE(out.rfind("1|", 0) == 0 && has(out, "\nPROBLEM  " + own.x(c.problem)) &&
+                has(out, "\n         fix: " + own.x(c.fix) + "\n")) << c.spoil << "\n" << out;
   }
 }
 
 // Each line the library reads otherwise than written is named, with its fix; SUB_NAME,
 // which no getter reads, may hold '='.
-TEST(NorvanectlTest, CheckNamesEveryLineTheLibraryReadsOtherwiseThanWritten) {
-  Installation in;
+TEST_F(NorvanectlTest, CheckNamesEveryLineTheLibraryReadsOtherwiseThanWritten) {
   in.registerHome();
   in.writeConfig("session_timeout = banana\n#\nstatistics_mode = yes\nSUB_NAME = C=US,CN=localhost\nno_such_key = 1\n"
                  "uri_prefix = /a = b\nsession_timeout = 5\n#\nperf_duration = 0\nldap_mode = TRUE\n"
@@ -370,15 +358,13 @@ P15: the line is longer than 299 characters; the library stops reading the file 
 F shorten the line
 ok       logs directory: {H}/logs
 )";
-  expected =
-      std::regex_replace(expected, std::regex("\nP"), "\nPROBLEM  configuration file: {H}/conf/Norvane.conf line ");
-  in.expect(std::regex_replace(expected, std::regex("\nF "), "\n         fix: ") + "...", {"check"});
+  expected = std::regex_replace(expected, std::regex("\nP"), "\nP configuration file: {H}/conf/Norvane.conf line ");
+  in.expect(expected + "...", {"check"});
 }
 
 // Relative names keep their place; "/" and "../" in front are dropped, as zip does. An
 // archive that cannot be finished leaves the old one as it was and no temporary file.
-TEST(NorvanectlTest, ZipPacksRegularFilesUnderSafeNamesAndSkipsTheRest) {
-  Installation in;
+TEST_F(NorvanectlTest, ZipPacksRegularFilesUnderSafeNamesAndSkipsTheRest) {
   const std::string work = in.root() + "/work", zip = work + "/bundle.zip";
   // top.txt's time is local time; epoch.txt's is before zip's first date.
   commandOutput("mkdir -p " + work + "/bundle/report/sub && cd " + work + " && echo alpha >bundle/report/sub/a.txt && "
@@ -419,19 +405,16 @@ TEST(NorvanectlTest, ZipPacksRegularFilesUnderSafeNamesAndSkipsTheRest) {
 
 // A file is streamed through a fixed buffer: packing 256 MiB takes a few MiB. On a
 // terminal, work over a second shows its progress on one line rewritten in place.
-TEST(NorvanectlTest, ZipPacksALargeFileInBoundedMemoryAndShowsProgressOnATerminal) {
-  TempInstallation scratch;
-  const std::string big = scratch.root() + "/big.bin";
-  writeFile(big, "");
-  fs::resize_file(big, 256u << 20);  // sparse, so the test costs no disk
+TEST_F(NorvanectlTest, ZipPacksALargeFileInBoundedMemoryAndShowsProgressOnATerminal) {
+  const std::string big = in.root() + "/big.bin";
+  commandOutput("truncate -s 256M " + big);  // sparse, so the test costs no disk
   const auto start = std::chrono::steady_clock::now();
-  InteractiveProcess tool(NORVANECTL_PATH, {"zip", scratch.root() + "/big", big});
+  InteractiveProcess tool(NORVANECTL_PATH, {"zip", in.root() + "/big", big});
   ASSERT_EQ(0, tool.finish(60000)) << tool.output();
   const auto took = std::chrono::steady_clock::now() - start;
-  const std::string& screen = tool.output(), archive = scratch.root() + "/big.zip";
-  const std::regex lines("((\r" + archive + ": [01] of 1 files, \\d+ MiB read)+\r\n)?" + archive +
-                         ": 1 file packed\r\n");
-  EXPECT_TRUE(std::regex_match(screen, lines)) << screen;
+  const std::string& screen = tool.output(), archive = in.root() + "/big.zip";
+  EXPECT_TRUE(std::regex_match(screen, std::regex("((\r" + archive + ": [01] of 1 files, \\d+ MiB read)+\r\n)?" +
+                                                  archive + ": 1 file packed\r\n"))) << screen;
   // Progress shows, in a line of its own, only after a second.
   EXPECT_TRUE(took < std::chrono::seconds(1) ? screen[0] != '\r'
                                              : took < std::chrono::milliseconds(1500) || screen[0] == '\r');
@@ -439,5 +422,5 @@ TEST(NorvanectlTest, ZipPacksALargeFileInBoundedMemoryAndShowsProgressOnATermina
   struct rusage children {};
   getrusage(RUSAGE_CHILDREN, &children);
   EXPECT_LT(children.ru_maxrss, 64 * 1024) << "peak resident size in KiB";
-  EXPECT_EQ("268435456\n", commandOutput("unzip -Zl " + scratch.root() + "/big.zip | sed -n 3p | awk '{print $4}'"));
+  EXPECT_EQ("268435456\n", commandOutput("unzip -Zl " + in.root() + "/big.zip | sed -n 3p | awk '{print $4}'"));
 }

@@ -69,9 +69,8 @@ struct Store : HomedInstallation {
     std::istringstream got(runChild("read_secrets", args).output);
     int lost = 0;
     std::string line;
-    for (int i = 0; i <= m_count; ++i) {
+    for (int i = 0; i <= m_count; ++i)
       lost += !std::getline(got, line) || line != (i < int(expected.size()) ? expected[i] : secretText(i));
-    }
     return lost;
   }
   // Kills norvanectl `args` (`newValue` on its input) at each `every`-th call of each
@@ -112,9 +111,8 @@ struct Store : HomedInstallation {
 // The store files and their directory are the service account's alone, whatever the
 // umask; a store file with a key is never touched again, an empty one is filled.
 TEST(SecretToolTest, KeysInitCreatesTheStoreFilesOnceAndShowsNoKey) {
-  TempInstallation bare;
   EXPECT_EQ("1||norvanectl: no home path is registered; run 'norvanectl set-home DIR' first\n",
-            shown(runCtl(NORVANECTL_PATH, bare.storeRoot(), {"secret", "get", "x"})));
+            shown(runCtl(NORVANECTL_PATH, TempInstallation().storeRoot(), {"secret", "get", "x"})));
   Store store(0, false, "log_level = 255\nlog_cache_mode = 0\n");
   writeFile(store.bin(), "");
   EXPECT_EQ("1||norvanectl: cannot create " + store.bin() + "/key.store\n", store.shownCtl({"keys", "init"}));
@@ -170,16 +168,14 @@ TEST(SecretToolTest, SecretPutAndGet) {
   writeFile(bin + "/empty", "");
   fs::remove(user0);
   ASSERT_EQ(0, mkfifo(user0.c_str(), 0600));
-  const struct { std::vector<std::string> args; std::string run; } rows[] = {
-      {{"get", mail}, "1||norvanectl: " + mail + " does not pass its integrity test: it was altered or enciphered "
-                      "under other keys\n"},
-      {{"get", bin + "/empty"}, "0|\n|norvanectl: " + bin + "/empty is empty: it holds no secret\n"},
-      {{"get", user0}, "1||norvanectl: deciphering " + user0 + " failed: not a regular file\n"},
-      {{"put", user0}, "1||norvanectl: enciphering into " + user0 + " failed: not a regular file\n"},
+  const struct { std::string verb, file, run; } rows[] = {
+      {"get", mail, "1||norvanectl: " + mail + " does not pass its integrity test: it was altered or enciphered under "
+                    "other keys\n"},
+      {"get", bin + "/empty", "0|\n|norvanectl: " + bin + "/empty is empty: it holds no secret\n"},
+      {"get", user0, "1||norvanectl: deciphering " + user0 + " failed: not a regular file\n"},
+      {"put", user0, "1||norvanectl: enciphering into " + user0 + " failed: not a regular file\n"},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(row.run, store.shownCtl({"secret", row.args[0], row.args[1]}, "x")) << row.args[0] << " " << row.args[1];
-  }
+  for (const auto& [verb, file, run] : rows) EXPECT_EQ(run, store.shownCtl({"secret", verb, file}, "x")) << verb;
 }
 
 // A re-key that cannot write every file changes nothing: each secret stays under the
@@ -197,8 +193,7 @@ TEST(SecretToolTest, RekeyExitsByItsResultAndFailsWithoutLoss) {
     EXPECT_EQ("1|" + failed + failed + " Encrypting SMTP Server List Success!\nrekey: 1 files re-keyed, 2 failed\n|"
               "norvanectl: not every file could be written: " +
                   (root ? "Operation not permitted" : "Permission denied") +
-                  "; every secret stays under the old key and the old store files\n",
-              run);
+                  "; every secret stays under the old key and the old store files\n", run);
     EXPECT_EQ(0, store.lost());
   }
   std::string reason;
@@ -224,9 +219,8 @@ TEST(SecretToolTest, RekeyExitsByItsResultAndFailsWithoutLoss) {
             store.shownCtl({"rekey"}));
   ASSERT_EQ(0, store.ctl({"secret", "put", store.smtp()}, "{}").exitCode);
   ASSERT_EQ(0, store.ctl({"secret", "put", store.server(0)}, "hunter2 is no JSON").exitCode);
-  EXPECT_EQ("1||norvanectl: re-keying stopped: a deciphered file holds no JSON document (the deciphered "
-            "document does not scan at line 1, column 1); the store files were not changed\n",
-            store.shownCtl({"rekey"}));
+  EXPECT_EQ("1||norvanectl: re-keying stopped: a deciphered file holds no JSON document (the deciphered document "
+            "does not scan at line 1, column 1); the store files were not changed\n", store.shownCtl({"rekey"}));
 }
 
 // Killed at any file step, a re-key loses no secret, and a put leaves the old or the new
@@ -265,10 +259,8 @@ TEST(SecretToolTest, AFullFileSystemFailsPutAndRekeyWithTheReasonAndLosesNothing
   Store store(2, false);
   fs::create_directories(store.bin());
   ASSERT_EQ(0, mount("tmpfs", store.bin().c_str(), "tmpfs", 0, "size=64k,mode=0700")) << std::strerror(errno);
-  struct Unmount {
-    std::string at;
-    ~Unmount() { umount2(at.c_str(), MNT_DETACH); }
-  } unmount{store.bin()};
+  struct Unmount { std::string at; ~Unmount() { umount2(at.c_str(), MNT_DETACH); } };
+  const Unmount unmount{store.bin()};
   store.populate();
   commandOutput("cat /dev/zero >" + store.bin() + "/filler 2>/dev/null");
   EXPECT_EQ("1||norvanectl: enciphering into " + store.server(0) + " failed: No space left on device\n",
